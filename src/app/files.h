@@ -1,0 +1,27 @@
+// File functions. Paths are byte strings, used as they stand. Failures are thrown as
+// std::runtime_error: the quoted prefix followed by the path.
+#ifndef KAVREL_APP_FILES_H
+#define KAVREL_APP_FILES_H
+
+#include <string>
+#include <vector>
+
+namespace kavrel {
+
+// Makes the directory and its parents; an existing one and an empty path are fine.
+// Throws "mkdir failed: ".
+void ensure_dir(const std::string& path);
+
+// Whether the file can be opened for reading.
+bool file_exists(const std::string& path);
+
+// Every byte of the file. Throws "failed to open binary: ".
+std::vector<unsigned char> read_file_binary(const std::string& path);
+
+// The lines of the file, trimmed, without those that are empty then. Throws `failure`.
+std::vector<std::string> read_trimmed_lines(const std::string& path,
+                                            const std::string& failure = "failed to open: ");
+
+}  // namespace kavrel
+
+#endif

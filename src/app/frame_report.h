@@ -1,0 +1,41 @@
+// The files that a finished case leaves. Text is written as the bytes that it is; a file that
+// cannot be written is skipped.
+#ifndef KAVREL_APP_FRAME_REPORT_H
+#define KAVREL_APP_FRAME_REPORT_H
+
+#include <fstream>
+#include <string>
+
+#include "app/frame_result.h"
+
+namespace kavrel {
+
+// One case as its files show it.
+struct FrameReport {
+  const FrameResult& frame;
+  std::string status;
+  std::string ocr_texts;  // "source:text" of every reading, joined by " / "
+};
+
+FrameReport make_frame_report(const FrameResult& frame);
+
+// case_dir + "/result.txt": a line "key: value" a field.
+void write_result_txt(const FrameReport& report, const std::string& case_dir);
+
+// case_dir + "/result.json": one flat object of strings.
+void write_result_json(const FrameReport& report, const std::string& case_dir);
+
+// frame_summary.csv, a row a case. Each row is flushed: a run that is killed keeps the rows of
+// all finished cases.
+class FrameSummary {
+ public:
+  explicit FrameSummary(const std::string& path);  // writes the header
+  void add_row(const FrameReport& report);
+
+ private:
+  std::ofstream file_;
+};
+
+}  // namespace kavrel
+
+#endif

@@ -1,0 +1,24 @@
+// Whether a reading, of a frame or of a group, is what was expected.
+#ifndef KAVREL_APP_STATUS_H
+#define KAVREL_APP_STATUS_H
+
+#include <string>
+
+namespace kavrel {
+
+// "unknown" without an expected text, else "correct" if the two plate numbers are equal but for
+// ASCII blanks, else "check".
+std::string plate_status(const std::string& expected, const std::string& final_plate_number);
+
+// Counts of one kind of result. Whatever is not "correct" counts against the run, also a plate
+// that has no ground truth.
+struct StatusCounts {
+  int correct = 0;
+  int check_or_failed = 0;
+
+  void add(const std::string& status);
+};
+
+}  // namespace kavrel
+
+#endif

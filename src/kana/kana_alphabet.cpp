@@ -1,0 +1,40 @@
+#include "kana/kana_alphabet.h"
+
+#include <algorithm>
+
+#include "app/text.h"
+
+namespace kavrel {
+namespace {
+
+// Characters that recognisers are known to produce in place of a kana, in the order of search.
+struct Confusion {
+  const char* seen;
+  const char* kana;
+};
+
+constexpr std::array<Confusion, 3> kConfusions = {{{"あ", "あ"}, {"愛", "あ"}, {"爱", "あ"}}};
+
+}  // namespace
+
+bool is_valid_plate_kana_string(const std::string& text) {
+  return std::find(kana_list.begin(), kana_list.end(), text) != kana_list.end();
+}
+
+std::string find_hiragana_kana(const std::string& text) {
+  for (const char* kana : kana_list) {
+    if (contains(text, kana)) return kana;
+  }
+  return "";
+}
+
+std::string find_kana_or_visual_confusion(const std::string& text) {
+  const std::string kana = find_hiragana_kana(text);
+  if (!kana.empty()) return kana;
+  for (const Confusion& confusion : kConfusions) {
+    if (contains(text, confusion.seen)) return confusion.kana;
+  }
+  return "";
+}
+
+}  // namespace kavrel

@@ -1,0 +1,29 @@
+// The hiragana of Japanese plates. Texts are searched byte by byte, without any normalisation.
+#ifndef KAVREL_KANA_KANA_ALPHABET_H
+#define KAVREL_KANA_KANA_ALPHABET_H
+
+#include <array>
+#include <string>
+
+namespace kavrel {
+
+// In the order in which searches prefer them. The ministry's alphabet: し, へ and ん are avoided
+// for their sound, を for being mistaken for お.
+constexpr std::array<const char*, 42> kana_list = {
+    "あ", "い", "う", "え", "お", "か", "き", "く", "け", "こ", "さ", "す", "せ", "そ",
+    "た", "ち", "つ", "て", "と", "な", "に", "ぬ", "ね", "の", "は", "ひ", "ふ", "ほ",
+    "ま", "み", "む", "め", "も", "や", "ゆ", "よ", "ら", "り", "る", "れ", "ろ", "わ",
+};
+
+// Whether `text` is one plate kana and nothing else.
+bool is_valid_plate_kana_string(const std::string& text);
+
+// The first kana of the alphabet, not of the text, that occurs in `text`; "" without one.
+std::string find_hiragana_kana(const std::string& text);
+
+// As above; without a kana, the kana that a look-alike in `text` stands for.
+std::string find_kana_or_visual_confusion(const std::string& text);
+
+}  // namespace kavrel
+
+#endif

@@ -1,0 +1,145 @@
+#include "kana/kana_fallback.h"
+
+#include <array>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "app/log.h"
+#include "app/text.h"
+#include "app/top_vote.h"
+#include "kana/kana_alphabet.h"
+#include "kana/kana_ctc.h"
+#include "ocr/line_recogniser.h"
+#include "plate/image_prep.h"
+
+namespace kavrel {
+namespace {
+
+enum class Source { kRect, kRoi };
+
+// Fractions of the source image's width and height.
+struct Region {
+  const char* name;
+  Source source;
+  float x0, y0, x1, y1;
+};
+
+constexpr std::array<Region, 10> kRegions = {{
+    {"rect_kana_left_lower_wide", Source::kRect, 0.0F, 0.35F, 0.45F, 1.0F},
+    {"roi_kana_left_lower_wide", Source::kRoi, 0.0F, 0.35F, 0.45F, 1.0F},
+    {"rect_kana_narrow_00_18", Source::kRect, 0.0F, 0.35F, 0.18F, 0.98F},
+    {"rect_kana_narrow_00_22", Source::kRect, 0.0F, 0.35F, 0.22F, 0.98F},
+    {"rect_kana_narrow_02_26", Source::kRect, 0.02F, 0.38F, 0.26F, 0.98F},
+    {"rect_kana_narrow_low", Source::kRect, 0.0F, 0.45F, 0.28F, 1.0F},
+    {"roi_kana_narrow_00_18", Source::kRoi, 0.0F, 0.35F, 0.18F, 0.98F},
+    {"roi_kana_narrow_00_22", Source::kRoi, 0.0F, 0.35F, 0.22F, 0.98F},
+    {"roi_kana_narrow_02_26", Source::kRoi, 0.02F, 0.38F, 0.26F, 0.98F},
+    {"roi_kana_narrow_low", Source::kRoi, 0.0F, 0.45F, 0.28F, 1.0F},
+}};
+
+cv::Mat otsu_bgr(const cv::Mat& image, int threshold_type) {
+  cv::Mat gray;
+  cv::cvtColor(image, gray, cv::COLOR_BGR2GRAY);
+  cv::threshold(gray, gray, 0.0, 255.0, threshold_type | cv::THRESH_OTSU);
+  cv::Mat bgr;
+  cv::cvtColor(gray, bgr, cv::COLOR_GRAY2BGR);
+  return bgr;
+}
+
+struct Variant {
+  const char* suffix;
+  cv::Mat (*make)(const cv::Mat& region);
+};
+
+const std::array<Variant, 10> kVariants = {{
+    {"_original", [](const cv::Mat& region) { return region; }},
+    {"_gray", make_gray_bgr},
+    {"_clahe", make_clahe_bgr},
+    {"_sharpen", make_sharpen_bgr},
+    {"_otsu", [](const cv::Mat& region) { return otsu_bgr(region, cv::THRESH_BINARY); }},
+    {"_otsu_inv", [](const cv::Mat& region) { return otsu_bgr(region, cv::THRESH_BINARY_INV); }},
+    {"_up4x", [](const cv::Mat& region) { return enlarge(region, 4.0); }},
+    {"_gray_up5x", [](const cv::Mat& region) { return enlarge(make_gray_bgr(region), 5.0); }},
+    {"_gray_up8x", [](const cv::Mat& region) { return enlarge(make_gray_bgr(region), 8.0); }},
+    {"_clahe_up5x", [](const cv::Mat& region) { return enlarge(make_clahe_bgr(region), 5.0); }},
+}};
+
+constexpr int kBaseWeight = 1;
+
+// What a part of a candidate's name adds to its weight. Narrow regions show little but the kana,
+// and strong enlargements and binarisations read best where the plate is small.
+struct WeightBonus {
+  const char* part;
+  int bonus;
+};
+
+constexpr std::array<WeightBonus, 6> kWeightBonuses = {{
+    {"roi_", 1},
+    {"narrow", 3},
+    {"gray_up5x", 2},
+    {"gray_up8x", 2},
+    {"clahe_up5x", 1},
+    {"otsu", 1},
+}};
+
+// Added to each free reading, so that their number counts first and their weights second.
+constexpr int kDirectBonus = 10;
+
+struct Candidate {
+  std::string name;
+  cv::Mat image;
+};
+
+std::vector<Candidate> make_candidates(const cv::Mat& rect, const cv::Mat& roi) {
+  std::vector<Candidate> candidates;
+  for (const Region& region : kRegions) {
+    const cv::Mat& source = region.source == Source::kRect ? rect : roi;
+    const cv::Mat crop = crop_ratio(source, region.x0, region.y0, region.x1, region.y1);
+    for (const Variant& variant : kVariants) {
+      candidates.push_back({std::string(region.name) + variant.suffix, variant.make(crop)});
+    }
+  }
+  return candidates;
+}
+
+void vote(Tally& tally, const std::string& kana, int weight) {
+  if (!kana.empty()) tally[kana] += weight;
+}
+
+// The winner, announced with the kind of readings that it comes from.
+std::string announce_top_vote(const Tally& tally, const std::string& mode) {
+  const std::string best = pick_top_vote(tally);
+  if (!best.empty()) log_line("[KANA_FALLBACK_RESULT] mode=" + mode + " best=" + best);
+  return best;
+}
+
+}  // namespace
+
+int kana_candidate_weight(const std::string& name) {
+  int weight = kBaseWeight;
+  for (const auto& [part, bonus] : kWeightBonuses) {
+    if (contains(name, part)) weight += bonus;
+  }
+  return weight;
+}
+
+std::string run_kana_fallback(RknnModel& rec, const cv::Mat& rect, const cv::Mat& roi,
+                              const std::vector<std::string>& dict, const std::string& out_dir) {
+  Tally direct;
+  Tally constrained;
+  for (const auto& [name, image] : make_candidates(rect, roi)) {
+    cv::imwrite(out_dir + "/kana_fallback_" + name + ".jpg", image);
+    const std::string text = run_ppocr_rec(rec, image, dict);
+    const std::string kana = find_kana_or_visual_confusion(text);
+    const std::string kana_constrained = run_ppocr_rec_kana_constrained(rec, image, dict);
+    log_line("[KANA_FALLBACK] " + name + " text=" + text + " kana=" + kana +
+             " kana_constrained=" + kana_constrained);
+    const int weight = kana_candidate_weight(name);
+    vote(direct, kana, weight + kDirectBonus);
+    vote(constrained, kana_constrained, weight);
+  }
+  const std::string best = announce_top_vote(direct, "direct");
+  return best.empty() ? announce_top_vote(constrained, "constrained") : best;
+}
+
+}  // namespace kavrel

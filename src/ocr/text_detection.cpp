@@ -1,0 +1,138 @@
+#include "ocr/text_detection.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <stdexcept>
+
+#include "app/bounded_sort.h"
+#include "app/log.h"
+#include "plate/image_prep.h"
+
+namespace kavrel {
+namespace {
+
+constexpr int kNetworkSide = 640;
+constexpr double kMinRegionArea = 20.0;  // map pixels
+constexpr int kPadX = 5;                 // image pixels on each side
+constexpr int kPadY = 4;
+constexpr int kMinBoxSide = 8;
+constexpr int kRowTolerance = 12;
+constexpr std::size_t kMaxBoxes = 16;
+
+bool are_logits(const std::vector<float>& values) {
+  return *std::min_element(values.begin(), values.end()) < -0.01F ||
+         *std::max_element(values.begin(), values.end()) > 1.01F;
+}
+
+// A region of the map as a padded box of the image. A box raised to the left or top edge keeps
+// its padded size; one that passes the right or bottom edge is cut there.
+cv::Rect image_box(const cv::Rect& region, int side, const cv::Size& image_size) {
+  const float sx = static_cast<float>(image_size.width) / static_cast<float>(side);
+  const float sy = static_cast<float>(image_size.height) / static_cast<float>(side);
+  const auto scaled = [](int length, float scale) { return static_cast<float>(length) * scale; };
+  cv::Rect box;
+  box.x = std::max(0, static_cast<int>(std::floor(scaled(region.x, sx))) - kPadX);
+  box.y = std::max(0, static_cast<int>(std::floor(scaled(region.y, sy))) - kPadY);
+  box.width = static_cast<int>(std::ceil(scaled(region.width, sx))) + 2 * kPadX;
+  box.height = static_cast<int>(std::ceil(scaled(region.height, sy))) + 2 * kPadY;
+  box.width = std::min(box.width, image_size.width - box.x);
+  box.height = std::min(box.height, image_size.height - box.y);
+  return box;
+}
+
+void sort_in_reading_order(std::vector<TextBox>& boxes) { bounded_sort(boxes, in_reading_order); }
+
+void keep_largest(std::vector<TextBox>& boxes, std::size_t count) {
+  bounded_sort(boxes, [](const TextBox& a, const TextBox& b) {
+    return a.box.width * a.box.height > b.box.width * b.box.height;
+  });
+  boxes.resize(count);
+}
+
+void write_mask_picture(const cv::Mat& mask, const cv::Size& image_size, const std::string& path) {
+  cv::Mat picture;
+  cv::resize(mask, picture, image_size, 0.0, 0.0, cv::INTER_LINEAR);
+  cv::imwrite(path, picture);
+}
+
+void write_boxes_picture(const std::vector<TextBox>& boxes, const cv::Mat& image,
+                         const std::string& path) {
+  cv::Mat picture = image.clone();
+  for (const TextBox& text_box : boxes) {
+    cv::rectangle(picture, text_box.box, cv::Scalar(0, 255, 0), 2);
+  }
+  cv::imwrite(path, picture);
+}
+
+}  // namespace
+
+cv::Mat text_probability_map(const std::vector<float>& values) {
+  const auto side = static_cast<std::size_t>(std::sqrt(static_cast<double>(values.size())));
+  if (values.empty() || side * side != values.size()) return {};
+  cv::Mat probabilities(static_cast<int>(side), static_cast<int>(side), CV_32F);
+  const auto target = probabilities.begin<float>();
+  if (are_logits(values)) {
+    std::transform(values.begin(), values.end(), target, sigmoid);
+  } else {
+    std::copy(values.begin(), values.end(), target);
+  }
+  return probabilities;
+}
+
+cv::Mat text_mask(const cv::Mat& probabilities, float threshold) {
+  cv::Mat mask;
+  cv::threshold(probabilities, mask, threshold, 255.0, cv::THRESH_BINARY);
+  mask.convertTo(mask, CV_8U);
+  // Wider than high: it joins the characters of a line, not the lines.
+  const cv::Mat element = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(5, 3));
+  cv::morphologyEx(mask, mask, cv::MORPH_CLOSE, element);
+  return mask;
+}
+
+std::vector<TextBox> text_boxes(const cv::Mat& mask, const cv::Size& image_size) {
+  std::vector<std::vector<cv::Point>> contours;
+  cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
+  std::vector<TextBox> boxes;
+  for (const auto& contour : contours) {
+    if (cv::contourArea(contour) < kMinRegionArea) continue;
+    const cv::Rect box = image_box(cv::boundingRect(contour), mask.cols, image_size);
+    if (box.width < kMinBoxSide || box.height < kMinBoxSide) continue;
+    boxes.push_back({box, 1.0F});
+  }
+  sort_in_reading_order(boxes);
+  if (boxes.size() > kMaxBoxes) {
+    keep_largest(boxes, kMaxBoxes);
+    sort_in_reading_order(boxes);
+  }
+  return boxes;
+}
+
+bool in_reading_order(const TextBox& a, const TextBox& b) {
+  const int center_a = a.box.y + a.box.height / 2;
+  const int center_b = b.box.y + b.box.height / 2;
+  if (std::abs(center_a - center_b) <= kRowTolerance) return a.box.x < b.box.x;
+  return center_a < center_b;
+}
+
+std::vector<TextBox> run_ppocr_det_boxes(RknnModel& model, const cv::Mat& image,
+                                         const std::string& debug_prefix, float threshold) {
+  const auto outputs =
+      model.infer_uint8_nhwc(bgr_to_rgb_resized(image, kNetworkSide, kNetworkSide));
+  if (outputs.empty() || outputs[0].empty()) throw std::runtime_error("ppocr det output invalid");
+  const cv::Mat probabilities = text_probability_map(outputs[0]);
+  if (probabilities.empty()) {
+    log_line("[WARN] unexpected ppocr det output elems=" + std::to_string(outputs[0].size()) +
+             ", skip DB boxes.");
+    return {};
+  }
+  const cv::Mat mask = text_mask(probabilities, threshold);
+  write_mask_picture(mask, image.size(), debug_prefix + "_det_mask.jpg");
+  const std::vector<TextBox> boxes = text_boxes(mask, image.size());
+  write_boxes_picture(boxes, image, debug_prefix + "_det_boxes.jpg");
+  return boxes;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,25 @@
+// Plate corners and rectification.
+#ifndef KAVREL_PLATE_PLATE_CORNER_H
+#define KAVREL_PLATE_PLATE_CORNER_H
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "npu/rknn_model.h"
+
+namespace kavrel {
+
+// The four corners of the plate in a BGR image, in its pixels and inside it, in the network's
+// order: top-left, top-right, bottom-right, bottom-left. The network's input is 256 x 128; its
+// output 0 begins with four (x, y) pairs, each either fractions of the image or its pixels.
+// Throws std::runtime_error "plate_corner output invalid" with fewer than 8 values.
+std::vector<cv::Point2f> run_plate_corner(RknnModel& model, const cv::Mat& image);
+
+// The quadrilateral of four corners, in the order above, mapped onto out_w x out_h pixels. Beyond
+// the image's edge its border pixels are repeated.
+cv::Mat warp_plate(const cv::Mat& image, const std::vector<cv::Point2f>& corners, int out_w,
+                   int out_h);
+
+}  // namespace kavrel
+
+#endif

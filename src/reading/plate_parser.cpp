@@ -1,0 +1,165 @@
+#include "reading/plate_parser.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "app/text.h"
+#include "app/top_vote.h"
+#include "kana/kana_alphabet.h"
+#include "reading/plate_text.h"
+
+namespace kavrel {
+namespace {
+
+constexpr std::size_t kClassDigits = 3;
+constexpr std::size_t kFullSerialDigits = 4;
+
+constexpr int kBaseWeight = 1;
+
+// What a part of a reading's source adds to its weight.
+struct SourceWeight {
+  const char* part;
+  int weight;
+};
+
+constexpr std::array<SourceWeight, 4> kSourceWeights = {{
+    {"full", 1},
+    {"upper_row", 3},
+    {"lower_row", 2},
+    {"serial_area", 3},
+}};
+
+// Added to a reading's weight for a run of digits, by where it stands and how long it is.
+constexpr int kPositionBonus = 5;       // the first run is a class number, the last one a serial
+constexpr int kFourDigitBonus = 6;      // a serial and nothing else
+constexpr int kCutDigitsBonus = 4;      // the last four of more digits
+constexpr int kRowOfThreeDigits = 8;    // three digits, in the row that tells what they are
+constexpr int kDoubtOfThreeDigits = 1;  // three digits, the other meaning
+
+struct FieldTallies {
+  Tally region;
+  Tally class_no;
+  Tally kana;
+  Tally serial;
+};
+
+// Longer words first: a name is tried before the shorter ones that it contains.
+std::vector<std::string> longest_first(std::vector<std::string> words) {
+  std::stable_sort(words.begin(), words.end(),
+                   [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
+  return words;
+}
+
+// The first word that occurs in `text`; "" without one.
+std::string find_region(const std::string& text, const std::vector<std::string>& sorted_words) {
+  const auto word = std::find_if(sorted_words.begin(), sorted_words.end(),
+                                 [&](const auto& w) { return !w.empty() && contains(text, w); });
+  return word == sorted_words.end() ? std::string() : *word;
+}
+
+int weight_of(const std::string& source) {
+  int weight = kBaseWeight;
+  for (const auto& [part, added] : kSourceWeights) {
+    if (contains(source, part)) weight += added;
+  }
+  return weight;
+}
+
+std::vector<std::string> digit_runs(const std::string& text) {
+  std::vector<std::string> runs = extract_digit_runs(text);
+  std::transform(runs.begin(), runs.end(), runs.begin(), digits_only);
+  return runs;
+}
+
+std::string last_four(const std::string& digits) {
+  return digits.substr(digits.size() - kFullSerialDigits);
+}
+
+void vote_by_position(const std::vector<std::string>& runs, int weight, FieldTallies& tallies) {
+  if (runs.size() < 2) return;
+  const std::string& first = runs.front();
+  const std::string& last = runs.back();
+  if (first.size() == kClassDigits) tallies.class_no[first] += weight + kPositionBonus;
+  if (last.size() > kFullSerialDigits) {
+    tallies.serial[format_serial(last_four(last))] += weight + kCutDigitsBonus;
+  } else if (last.size() >= kClassDigits) {
+    tallies.serial[format_serial(last)] += weight + kPositionBonus;
+  }
+}
+
+// Three digits can be a class number or a short serial: the row decides.
+void vote_three_digits(const std::string& run, const std::string& source, FieldTallies& tallies) {
+  const bool upper = contains(source, "upper_row");
+  const bool lower = contains(source, "lower_row") || contains(source, "serial_area");
+  tallies.class_no[run] += upper ? kRowOfThreeDigits : kDoubtOfThreeDigits;
+  tallies.serial[run] += !upper && lower ? kRowOfThreeDigits : kDoubtOfThreeDigits;
+}
+
+void vote_by_length(const std::string& run, const std::string& source, int weight,
+                    FieldTallies& tallies) {
+  if (run.size() == kClassDigits) {
+    vote_three_digits(run, source, tallies);
+  } else if (run.size() == kFullSerialDigits) {
+    tallies.serial[format_serial(run)] += weight + kFourDigitBonus;
+  } else if (run.size() > kFullSerialDigits) {
+    tallies.serial[format_serial(last_four(run))] += weight + kCutDigitsBonus;
+  }
+}
+
+void cast_votes(const OcrText& reading, const std::vector<std::string>& sorted_words,
+                FieldTallies& tallies) {
+  const std::string text = remove_spaces(reading.text);
+  const int weight = weight_of(reading.source);
+  const std::string region = find_region(text, sorted_words);
+  if (!region.empty()) tallies.region[region] += weight;
+  const std::string kana = find_hiragana_kana(text);
+  if (!kana.empty()) tallies.kana[kana] += weight;
+  const std::vector<std::string> runs = digit_runs(text);
+  vote_by_position(runs, weight, tallies);
+  for (const std::string& run : runs) vote_by_length(run, reading.source, weight, tallies);
+}
+
+PlateFields top_fields(const FieldTallies& tallies) {
+  PlateFields fields;
+  fields.region = pick_top_vote(tallies.region);
+  fields.class_no = pick_top_vote(tallies.class_no);
+  fields.kana = pick_top_vote(tallies.kana);
+  fields.serial = pick_top_vote(tallies.serial);
+  return fields;
+}
+
+// Whether the readings of the upper row, where the class number stands, show the serial more often.
+bool upper_row_shows_serial(const PlateFields& fields, const std::vector<OcrText>& texts,
+                            const std::vector<std::string>& sorted_words) {
+  int class_hits = 0;
+  int serial_hits = 0;
+  for (const OcrText& reading : texts) {
+    const std::string text = remove_spaces(reading.text);
+    const bool is_upper_row =
+        contains(reading.source, "upper_row") || !find_region(text, sorted_words).empty();
+    if (!is_upper_row) continue;
+    if (contains(text, fields.class_no)) ++class_hits;
+    if (contains(text, fields.serial)) ++serial_hits;
+  }
+  return serial_hits > class_hits;
+}
+
+}  // namespace
+
+PlateFields parse_jp_plate(const std::vector<OcrText>& texts,
+                           const std::vector<std::string>& region_words) {
+  const std::vector<std::string> sorted_words = longest_first(region_words);
+  FieldTallies tallies;
+  for (const OcrText& reading : texts) cast_votes(reading, sorted_words, tallies);
+  PlateFields fields = top_fields(tallies);
+  const bool both_three_digits =
+      fields.class_no.size() == kClassDigits && fields.serial.size() == kClassDigits;
+  if (both_three_digits && upper_row_shows_serial(fields, texts, sorted_words)) {
+    std::swap(fields.class_no, fields.serial);
+  }
+  fields.final_plate_number = assemble_plate_number(fields);
+  return fields;
+}
+
+}  // namespace kavrel
