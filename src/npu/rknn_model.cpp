@@ -80,7 +80,7 @@ std::vector<std::vector<float>> RknnModel::infer_uint8_nhwc(const cv::Mat& rgb) 
   if (rgb.empty() || rgb.type() != CV_8UC3) {
     throw std::runtime_error("input must be CV_8UC3 RGB image");
   }
-  rknn_input input{};
+  rknn_input input = rknn_input();  // unlike {}, this clears the padding too
   input.buf = rgb.data;
   input.size = static_cast<std::uint32_t>(rgb.total() * rgb.elemSize());
   input.type = RKNN_TENSOR_UINT8;
@@ -113,7 +113,7 @@ std::uint64_t RknnModel::output_elem_count(std::uint32_t index) const {
 void RknnModel::query_attrs(rknn_query_cmd cmd, const char* name,
                             std::vector<rknn_tensor_attr>& attrs) {
   for (std::uint32_t i = 0; i < attrs.size(); ++i) {
-    attrs[i] = {};
+    attrs[i] = rknn_tensor_attr();
     attrs[i].index = i;
     if (rknn_query(ctx_, cmd, &attrs[i], sizeof attrs[i]) != RKNN_SUCC) {
       throw std::runtime_error(std::string(name) + " failed");
