@@ -64,7 +64,9 @@ void apply_argument(const std::string& argument, ArgumentCursor& cursor, Args& a
   if (option != kTextOptions.end()) {
     args.*option->value = cursor.value_of(argument);
   } else if (argument == "--plate-det-thresh") {
-    args.plate_det_thresh = static_cast<float>(std::atof(cursor.value_of(argument).c_str()));
+    // Not validated: a text that is no number counts as 0.
+    const std::string value = cursor.value_of(argument);
+    args.plate_det_thresh = static_cast<float>(std::atof(value.c_str()));  // NOLINT(cert-err34-c)
   } else if (argument == "--fail-on-error") {
     args.fail_on_error = true;
   } else if (argument == "-h" || argument == "--help") {

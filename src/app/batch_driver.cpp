@@ -104,7 +104,7 @@ class CaseReader {
   cv::Mat crop_plate(const cv::Mat& image, const std::string& case_dir) {
     const auto detections = run_plate_det(plate_det_, image, args_.plate_det_thresh, case_dir);
     const cv::Rect whole_image(cv::Point(0, 0), image.size());
-    const cv::Mat plate_roi = image(detections.front().box & whole_image).clone();
+    cv::Mat plate_roi = image(detections.front().box & whole_image).clone();
     cv::imwrite(case_dir + "/plate_roi.jpg", plate_roi);
     return plate_roi;
   }

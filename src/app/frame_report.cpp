@@ -9,25 +9,22 @@
 namespace kavrel {
 namespace {
 
-// A field of a case: its key in all files, and where its value comes from.
+// A field of a case, with its key in all files.
 struct Field {
   const char* key;
-  const std::string& (*value)(const FrameReport&);
+  std::string FrameReport::*value;
 };
 
-using R = FrameReport;
-using Value = const std::string&;
-constexpr Field kGroupId{"group_id", [](const R& r) -> Value { return r.frame.group_id; }};
-constexpr Field kImagePath{"image_path", [](const R& r) -> Value { return r.frame.image_path; }};
-constexpr Field kExpected{"expected", [](const R& r) -> Value { return r.frame.expected; }};
-constexpr Field kRegion{"region", [](const R& r) -> Value { return r.frame.fields.region; }};
-constexpr Field kClassNo{"class_no", [](const R& r) -> Value { return r.frame.fields.class_no; }};
-constexpr Field kKana{"kana", [](const R& r) -> Value { return r.frame.fields.kana; }};
-constexpr Field kSerial{"serial", [](const R& r) -> Value { return r.frame.fields.serial; }};
-constexpr Field kFinalPlateNumber{
-    "final_plate_number", [](const R& r) -> Value { return r.frame.fields.final_plate_number; }};
-constexpr Field kOcrTexts{"ocr_texts", [](const R& r) -> Value { return r.ocr_texts; }};
-constexpr Field kStatus{"status", [](const R& r) -> Value { return r.status; }};
+constexpr Field kGroupId{"group_id", &FrameReport::group_id};
+constexpr Field kImagePath{"image_path", &FrameReport::image_path};
+constexpr Field kExpected{"expected", &FrameReport::expected};
+constexpr Field kFinalPlateNumber{"final_plate_number", &FrameReport::final_plate_number};
+constexpr Field kStatus{"status", &FrameReport::status};
+constexpr Field kRegion{"region", &FrameReport::region};
+constexpr Field kClassNo{"class_no", &FrameReport::class_no};
+constexpr Field kKana{"kana", &FrameReport::kana};
+constexpr Field kSerial{"serial", &FrameReport::serial};
+constexpr Field kOcrTexts{"ocr_texts", &FrameReport::ocr_texts};
 
 // Each file has its own order.
 using FieldOrder = std::array<Field, 10>;
@@ -47,20 +44,29 @@ std::string join_ocr_texts(const std::vector<OcrText>& ocr_texts) {
 }  // namespace
 
 FrameReport make_frame_report(const FrameResult& frame) {
-  return {frame, plate_status(frame.expected, frame.fields.final_plate_number),
+  const PlateFields& fields = frame.fields;
+  return {frame.group_id,
+          frame.image_path,
+          frame.expected,
+          fields.final_plate_number,
+          plate_status(frame.expected, fields.final_plate_number),
+          fields.region,
+          fields.class_no,
+          fields.kana,
+          fields.serial,
           join_ocr_texts(frame.ocr_texts)};
 }
 
 void write_result_txt(const FrameReport& report, const std::string& case_dir) {
   std::ofstream file(case_dir + "/result.txt");
-  for (const Field& field : kTxtOrder) file << field.key << ": " << field.value(report) << '\n';
+  for (const Field& field : kTxtOrder) file << field.key << ": " << report.*field.value << '\n';
 }
 
 void write_result_json(const FrameReport& report, const std::string& case_dir) {
   std::vector<std::string> members;
   for (const Field& field : kJsonOrder) {
     members.push_back(std::string("  \"") + field.key + "\": \"" +
-                      json_escape(field.value(report)) + "\"");
+                      json_escape(report.*field.value) + "\"");
   }
   std::ofstream file(case_dir + "/result.json");
   file << "{\n" << join_strings(members, ",\n") << "\n}\n";
@@ -74,7 +80,7 @@ FrameSummary::FrameSummary(const std::string& path) : file_(path) {
 
 void FrameSummary::add_row(const FrameReport& report) {
   std::vector<std::string> cells;
-  for (const Field& field : kCsvOrder) cells.push_back(csv_escape(field.value(report)));
+  for (const Field& field : kCsvOrder) cells.push_back(csv_escape(report.*field.value));
   file_ << join_strings(cells, ",") << std::endl;
 }
 

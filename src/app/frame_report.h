@@ -12,8 +12,15 @@ namespace kavrel {
 
 // One case as its files show it.
 struct FrameReport {
-  const FrameResult& frame;
+  std::string group_id;
+  std::string image_path;
+  std::string expected;
+  std::string final_plate_number;
   std::string status;
+  std::string region;
+  std::string class_no;
+  std::string kana;
+  std::string serial;
   std::string ocr_texts;  // "source:text" of every reading, joined by " / "
 };
 

@@ -29,7 +29,7 @@ std::string find_hiragana_kana(const std::string& text) {
 }
 
 std::string find_kana_or_visual_confusion(const std::string& text) {
-  const std::string kana = find_hiragana_kana(text);
+  std::string kana = find_hiragana_kana(text);
   if (!kana.empty()) return kana;
   for (const Confusion& confusion : kConfusions) {
     if (contains(text, confusion.seen)) return confusion.kana;

@@ -108,7 +108,7 @@ void vote(Tally& tally, const std::string& kana, int weight) {
 
 // The winner, announced with the kind of readings that it comes from.
 std::string announce_top_vote(const Tally& tally, const std::string& mode) {
-  const std::string best = pick_top_vote(tally);
+  std::string best = pick_top_vote(tally);
   if (!best.empty()) log_line("[KANA_FALLBACK_RESULT] mode=" + mode + " best=" + best);
   return best;
 }

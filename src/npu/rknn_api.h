@@ -58,7 +58,7 @@ enum {
 typedef int32_t rknn_tensor_qnt_type;
 
 /* Answer to RKNN_QUERY_IN_OUT_NUM. */
-typedef struct _rknn_input_output_num {
+typedef struct rknn_input_output_num {
   uint32_t n_input;
   uint32_t n_output;
 } rknn_input_output_num;
@@ -84,7 +84,7 @@ typedef struct _rknn_tensor_attr {
 } rknn_tensor_attr;
 
 /* One input of rknn_inputs_set. `buf` is read before the call returns. */
-typedef struct _rknn_input {
+typedef struct rknn_input {
   uint32_t index;
   void* buf;
   uint32_t size; /* bytes at buf */
@@ -104,9 +104,9 @@ typedef struct _rknn_output {
 } rknn_output;
 
 /* Extension records: only ever passed as null. */
-typedef struct _rknn_init_extend rknn_init_extend;
-typedef struct _rknn_run_extend rknn_run_extend;
-typedef struct _rknn_output_extend rknn_output_extend;
+typedef struct rknn_init_extend rknn_init_extend;
+typedef struct rknn_run_extend rknn_run_extend;
+typedef struct rknn_output_extend rknn_output_extend;
 
 int rknn_init(rknn_context* context, void* model, uint32_t size, uint32_t flag,
               rknn_init_extend* extend);

@@ -130,7 +130,7 @@ std::vector<TextBox> run_ppocr_det_boxes(RknnModel& model, const cv::Mat& image,
   }
   const cv::Mat mask = text_mask(probabilities, threshold);
   write_mask_picture(mask, image.size(), debug_prefix + "_det_mask.jpg");
-  const std::vector<TextBox> boxes = text_boxes(mask, image.size());
+  std::vector<TextBox> boxes = text_boxes(mask, image.size());
   write_boxes_picture(boxes, image, debug_prefix + "_det_boxes.jpg");
   return boxes;
 }

@@ -29,7 +29,7 @@ std::string digits_only(const std::string& text) {
 }
 
 std::string format_serial(const std::string& text) {
-  const std::string digits = digits_only(text);
+  std::string digits = digits_only(text);
   if (digits.size() != 4) return digits;
   return digits.substr(0, 2) + "-" + digits.substr(2);
 }

@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Reads plates on this workstation with the public PP-OCR networks.
+#   ./demo.sh [LIST.csv [OUTPUT_DIR]]
+# Without a list it reads the rendered samples. Paths, also those in the list, are relative to the
+# folder in which it is started.
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+if (($# > 2)) || [[ "${1:-}" == -* ]]; then
+  echo "Usage: ./demo.sh [LIST.csv [OUTPUT_DIR]]" >&2
+  exit 1
+fi
+
+"$root/tools/setup.sh"
+
+if (($# == 0)); then cd "$root"; fi
+list="${1:-samples/rendered/rendered_expected.csv}"
+output_dir="${2:-output/demo}"
+networks="$root/models/host"
+log="$output_dir/kavrel.log"
+mkdir -p "$output_dir"
+echo "demo.sh: reading the plates of $list"
+
+# The log is for later; of its lines the terminal shows the case that is read and what went wrong.
+final_result="$({
+  "$root/build/kavrel" \
+    --plate-corner-model "$networks/plate_corner.onnx" \
+    --ppocr-det-model "$networks/ppocr_det.onnx" \
+    --ppocr-rec-model "$networks/ppocr_rec.onnx" \
+    --ocr-dict "$networks/ppocr_rec_dict.txt" \
+    --dict-region "$root/dict/region_words.txt" \
+    --input-list "$list" \
+    --output-dir "$output_dir" 2>&1 >&3 |
+    tee "$log" | grep --line-buffered -v '^\[KANA_FALLBACK' >&2
+} 3>&1)"
+
+echo "$final_result"
+echo "
+Look next at
+  $output_dir/summary.csv          what each vehicle was read as
+  $output_dir/frame_summary.csv    every frame, with all of its readings
+  $output_dir/cases/               each frame's pictures, result.txt and result.json
+  $log          the whole log"
