@@ -28,6 +28,6 @@ fi
 
 tools/fetch.sh
 tools/prepare_models.py
-[[ -f build/build.ninja ]] || cmake -S . -B build -G Ninja >/dev/null
+[[ -f build/build.ninja ]] || cmake -S . -B build -G Ninja -DKAVREL_TESTS=ON >/dev/null
 echo "setup.sh: building"
 ninja -C build --quiet
