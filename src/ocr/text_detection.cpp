@@ -9,6 +9,7 @@
 
 #include "app/bounded_sort.h"
 #include "app/log.h"
+#include "plate/boxes_picture.h"
 #include "plate/image_prep.h"
 
 namespace kavrel {
@@ -55,15 +56,6 @@ void keep_largest(std::vector<TextBox>& boxes, std::size_t count) {
 void write_mask_picture(const cv::Mat& mask, const cv::Size& image_size, const std::string& path) {
   cv::Mat picture;
   cv::resize(mask, picture, image_size, 0.0, 0.0, cv::INTER_LINEAR);
-  cv::imwrite(path, picture);
-}
-
-void write_boxes_picture(const std::vector<TextBox>& boxes, const cv::Mat& image,
-                         const std::string& path) {
-  cv::Mat picture = image.clone();
-  for (const TextBox& text_box : boxes) {
-    cv::rectangle(picture, text_box.box, cv::Scalar(0, 255, 0), 2);
-  }
   cv::imwrite(path, picture);
 }
 
@@ -131,7 +123,7 @@ std::vector<TextBox> run_ppocr_det_boxes(RknnModel& model, const cv::Mat& image,
   const cv::Mat mask = text_mask(probabilities, threshold);
   write_mask_picture(mask, image.size(), debug_prefix + "_det_mask.jpg");
   std::vector<TextBox> boxes = text_boxes(mask, image.size());
-  write_boxes_picture(boxes, image, debug_prefix + "_det_boxes.jpg");
+  write_boxes_picture(image, boxes, debug_prefix + "_det_boxes.jpg");
   return boxes;
 }
 

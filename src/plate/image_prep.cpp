@@ -71,6 +71,8 @@ cv::Mat crop_ratio(const cv::Mat& image, float x0, float y0, float x1, float y1)
   return image(cv::Rect(x.start, y.start, x.length, y.length)).clone();
 }
 
+bool are_fractions(float x, float y) { return x <= 2.0F && y <= 2.0F; }
+
 float clamp_float(float value, float low, float high) {
   return std::max(low, std::min(high, value));
 }

@@ -26,6 +26,10 @@ cv::Mat enlarge(const cv::Mat& image, double factor);
 // rounded down and upper ones up, inside the image. An empty range gives one pixel.
 cv::Mat crop_ratio(const cv::Mat& image, float x0, float y0, float x1, float y1);
 
+// Whether a network gives the point (x, y) in fractions of the image and not in its pixels.
+// Fractions may pass 1 where a plate is cut by the image's edge; pixels up to 2 are no plate.
+bool are_fractions(float x, float y);
+
 // max(low, min(high, value)): a NaN gives `high`.
 float clamp_float(float value, float low, float high);
 

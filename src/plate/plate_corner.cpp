@@ -11,12 +11,11 @@ namespace {
 constexpr int kNetworkWidth = 256;
 constexpr int kNetworkHeight = 128;
 constexpr std::size_t kCornerCount = 4;
-constexpr float kLargestFraction = 2.0F;  // beyond it a coordinate is a pixel
 
 cv::Point2f corner_in(const cv::Mat& image, float x, float y) {
   const auto cols = static_cast<float>(image.cols);
   const auto rows = static_cast<float>(image.rows);
-  if (x <= kLargestFraction && y <= kLargestFraction) {
+  if (are_fractions(x, y)) {
     x *= cols;
     y *= rows;
   }

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include "app/bounded_sort.h"
 #include "app/log.h"
+#include "plate/boxes_picture.h"
 #include "plate/image_prep.h"
 
 namespace kavrel {
@@ -14,7 +13,6 @@ namespace {
 
 constexpr std::size_t kRowLength = 6;
 constexpr int kDefaultNetworkSide = 640;  // where the model does not tell its input size
-constexpr float kLargestFraction = 2.0F;  // beyond it a coordinate is a pixel
 constexpr int kSmallestSide = 10;
 
 struct Candidate {
@@ -30,7 +28,7 @@ Candidate candidate_of(const float* row) {
 }
 
 void scale_fractions_to_pixels(Candidate& candidate, int img_w, int img_h) {
-  if (!(candidate.x2 <= kLargestFraction && candidate.y2 <= kLargestFraction)) return;
+  if (!are_fractions(candidate.x2, candidate.y2)) return;
   candidate.x1 *= static_cast<float>(img_w);
   candidate.x2 *= static_cast<float>(img_w);
   candidate.y1 *= static_cast<float>(img_h);
@@ -68,15 +66,6 @@ std::vector<PlateDetection> detect(RknnModel& model, const cv::Mat& image, float
   return detections;
 }
 
-void draw_boxes(const std::vector<PlateDetection>& detections, const cv::Mat& image,
-                const std::string& path) {
-  cv::Mat picture = image.clone();
-  for (const PlateDetection& detection : detections) {
-    cv::rectangle(picture, detection.box, cv::Scalar(0, 255, 0), 2);
-  }
-  cv::imwrite(path, picture);
-}
-
 }  // namespace
 
 std::vector<PlateDetection> parse_detection_output_as_n6(const std::vector<float>& values,
@@ -105,7 +94,7 @@ std::vector<PlateDetection> run_plate_det(RknnModel* model, const cv::Mat& image
     log_line("[WARN] plate_det produced no valid final boxes. Fallback to full image ROI.");
     detections.push_back({whole_image, 0.0F});
   }
-  draw_boxes(detections, image, out_dir + "/plate_det_debug.jpg");
+  write_boxes_picture(image, detections, out_dir + "/plate_det_debug.jpg");
   return detections;
 }
 
