@@ -1,0 +1,349 @@
+#include "kana/kana_fallback.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iomanip>
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "fnv.h"
+#include "ocr/line_recogniser.h"
+#include "test_support.h"
+
+namespace kavrel {
+namespace {
+
+using kavrel_test::Capture;
+using kavrel_test::failure_of;
+using kavrel_test::RuntimeLog;
+using kavrel_test::ScriptedModel;
+using kavrel_test::TempDir;
+using testing::HasSubstr;
+
+// Where a region lies in the rectified plate of 320 x 96 and in the crop of 200 x 80 pixels.
+struct Region {
+  std::string name;
+  int weight;
+  cv::Rect place;
+};
+
+const std::vector<Region> kRegions = {
+    {"rect_kana_left_lower_wide", 1, {0, 33, 144, 63}},
+    {"roi_kana_left_lower_wide", 2, {0, 28, 90, 52}},
+    {"rect_kana_narrow_00_18", 4, {0, 33, 58, 62}},
+    {"rect_kana_narrow_00_22", 4, {0, 33, 71, 62}},
+    {"rect_kana_narrow_02_26", 4, {6, 36, 78, 59}},
+    {"rect_kana_narrow_low", 4, {0, 43, 90, 53}},
+    {"roi_kana_narrow_00_18", 5, {0, 28, 36, 51}},
+    {"roi_kana_narrow_00_22", 5, {0, 28, 44, 51}},
+    {"roi_kana_narrow_02_26", 5, {4, 30, 48, 49}},
+    {"roi_kana_narrow_low", 5, {0, 36, 56, 44}},
+};
+
+struct Variant {
+  std::string suffix;
+  int bonus;
+};
+
+const std::vector<Variant> kVariants = {
+    {"_original", 0}, {"_gray", 0}, {"_clahe", 0},     {"_sharpen", 0},   {"_otsu", 1},
+    {"_otsu_inv", 1}, {"_up4x", 0}, {"_gray_up5x", 2}, {"_gray_up8x", 2}, {"_clahe_up5x", 1},
+};
+
+std::vector<std::string> candidate_names() {
+  std::vector<std::string> names;
+  for (const Region& region : kRegions) {
+    for (const Variant& variant : kVariants) names.push_back(region.name + variant.suffix);
+  }
+  return names;
+}
+
+// The place of a candidate in the order in which they are read.
+std::size_t index_of(const std::string& name) {
+  const std::vector<std::string> names = candidate_names();
+  const auto found = std::find(names.begin(), names.end(), name);
+  EXPECT_NE(found, names.end()) << name;
+  return static_cast<std::size_t>(found - names.begin());
+}
+
+// A coloured texture, so that every region and every variant looks different.
+cv::Mat textured(int width, int height) {
+  cv::Mat image(height, width, CV_8UC3);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const auto byte = [](int value) { return cv::saturate_cast<uchar>(value % 256); };
+      image.at<cv::Vec3b>(y, x) = {byte(x * 3 + y), byte(y * 5 + x * x / 16), byte(x * y / 8)};
+    }
+  }
+  return image;
+}
+
+const cv::Mat kRect = textured(320, 96);
+const cv::Mat kRoi = 255 - textured(200, 80);
+
+// Classes 1 to 5; steps of the answers and their classes as text.
+const std::vector<std::string> kDict = {"川", "愛", "は", "さ", "あ"};
+constexpr char kReader[] =
+    "name reader\ninput image 1,48,320,3\noutput logits 1,4,6\nanswer * 0 fill 24 -inf\n";
+
+// Each candidate is read twice, first freely and then narrowed to kana.
+std::string answer(std::size_t run, const std::string& steps) {
+  return "answer " + std::to_string(run) + " 0 steps 6 " + steps + "\n";
+}
+std::string free_reading(const std::string& name, const std::string& steps) {
+  return answer(2 * index_of(name) + 1, steps);
+}
+std::string narrowed_reading(const std::string& name, const std::string& steps) {
+  return answer(2 * index_of(name) + 2, steps);
+}
+
+struct Search {
+  std::string kana;
+  std::vector<std::string> lines;  // on standard error
+  std::vector<std::string> calls;  // of the runtime, as its log has them
+};
+
+Search search(const std::string& answers, const TempDir& dir) {
+  ScriptedModel rec(kReader + answers);
+  const RuntimeLog log;
+  const Capture err;
+  const std::string kana = run_kana_fallback(rec.get(), kRect, kRoi, kDict, dir.path());
+  return {kana, err.lines(), log.lines()};
+}
+
+Search search(const std::string& answers) { return search(answers, TempDir()); }
+
+std::string pixels_shown(const cv::Mat& image) {
+  const cv::Mat rgb = make_rec_input_rgb(image);
+  std::ostringstream text;
+  text << "pixels=" << std::hex << std::setfill('0') << std::setw(16)
+       << scripted::fnv1a(rgb.data, rgb.total() * rgb.elemSize());
+  return text.str();
+}
+
+cv::Mat gray(const cv::Mat& image) {
+  cv::Mat plane;
+  cv::cvtColor(image, plane, cv::COLOR_BGR2GRAY);
+  return plane;
+}
+
+cv::Mat bgr(const cv::Mat& plane) {
+  cv::Mat image;
+  cv::cvtColor(plane, image, cv::COLOR_GRAY2BGR);
+  return image;
+}
+
+cv::Mat clahe(const cv::Mat& image) {
+  cv::Mat lab;
+  cv::cvtColor(image, lab, cv::COLOR_BGR2Lab);
+  cv::Mat lightness;
+  cv::extractChannel(lab, lightness, 0);
+  cv::createCLAHE(2.0, cv::Size(8, 8))->apply(lightness, lightness);
+  cv::insertChannel(lightness, lab, 0);
+  cv::Mat result;
+  cv::cvtColor(lab, result, cv::COLOR_Lab2BGR);
+  return result;
+}
+
+cv::Mat sharpen(const cv::Mat& image) {
+  cv::Mat blurred;
+  cv::GaussianBlur(image, blurred, cv::Size(0, 0), 1.0);
+  cv::Mat result;
+  cv::addWeighted(image, 1.6, blurred, -0.6, 0.0, result);
+  return result;
+}
+
+cv::Mat otsu(const cv::Mat& image) {
+  cv::Mat mask;
+  cv::threshold(gray(image), mask, 0.0, 255.0, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  return mask;
+}
+
+cv::Mat times(const cv::Mat& image, int factor) {
+  cv::Mat larger;
+  cv::resize(image, larger, image.size() * factor, 0.0, 0.0, cv::INTER_CUBIC);
+  return larger;
+}
+
+// The ten variants of a region in their order.
+std::vector<cv::Mat> variants_of(const cv::Mat& region) {
+  const cv::Mat gray_region = bgr(gray(region));
+  return {region,
+          gray_region,
+          clahe(region),
+          sharpen(region),
+          bgr(otsu(region)),
+          bgr(255 - otsu(region)),
+          times(region, 4),
+          times(gray_region, 5),
+          times(gray_region, 8),
+          times(clahe(region), 5)};
+}
+
+std::vector<cv::Mat> candidate_images() {
+  std::vector<cv::Mat> images;
+  for (const Region& region : kRegions) {
+    const cv::Mat& source = region.name.substr(0, 4) == "rect" ? kRect : kRoi;
+    for (const cv::Mat& image : variants_of(source(region.place).clone())) images.push_back(image);
+  }
+  return images;
+}
+
+TEST(KanaCandidateWeight, AddsWhatRegionAndVariantAreWorth) {
+  for (const Region& region : kRegions) {
+    for (const Variant& variant : kVariants) {
+      const std::string name = region.name + variant.suffix;
+      EXPECT_EQ(kana_candidate_weight(name), region.weight + variant.bonus) << name;
+    }
+  }
+}
+
+TEST(KanaCandidateWeight, RangesFromOneToSeven) {
+  EXPECT_EQ(kana_candidate_weight("rect_kana_left_lower_wide_original"), 1);
+  EXPECT_EQ(kana_candidate_weight("roi_kana_narrow_00_18_gray_up8x"), 7);
+  EXPECT_EQ(kana_candidate_weight("roi_kana_narrow_low_otsu_inv"), 6);
+  EXPECT_EQ(kana_candidate_weight("rect_kana_narrow_low_clahe_up5x"), 5);
+}
+
+TEST(KanaFallback, ShowsTheNetworkEveryCandidateTwiceInOrder) {
+  const Search found = search("");
+  const std::vector<cv::Mat> images = candidate_images();
+  std::vector<std::string> shown;
+  for (const std::string& line : found.calls) {
+    const std::size_t pixels = line.find("pixels=");
+    if (pixels != std::string::npos) shown.push_back(line.substr(pixels, 23));
+  }
+  ASSERT_EQ(shown.size(), 2 * images.size());
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    EXPECT_EQ(shown[2 * i], pixels_shown(images[i])) << candidate_names()[i];
+    EXPECT_EQ(shown[2 * i + 1], shown[2 * i]) << candidate_names()[i];
+  }
+}
+
+TEST(KanaFallback, WritesAPictureOfEveryCandidateAndNothingElse) {
+  const TempDir dir;
+  search("", dir);
+  const std::vector<std::string> names = candidate_names();
+  const std::vector<cv::Mat> images = candidate_images();
+  EXPECT_EQ(dir.names().size(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    std::vector<uchar> jpeg;
+    cv::imencode(".jpg", images[i], jpeg);
+    EXPECT_TRUE(dir.read("kana_fallback_" + names[i] + ".jpg") ==
+                std::string(jpeg.begin(), jpeg.end()))
+        << names[i];
+  }
+}
+
+TEST(KanaFallback, TellsOfEveryCandidateInOrder) {
+  const std::vector<std::string> names = candidate_names();
+  const Search found = search(free_reading(names[0], "1 3 0 3") + narrowed_reading(names[0], "4") +
+                              free_reading(names[57], "1 2") + narrowed_reading(names[99], "5"));
+  ASSERT_EQ(found.lines.size(), names.size() + 1);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    std::string readings = " text= kana= kana_constrained=";
+    if (i == 0) readings = " text=川はは kana=は kana_constrained=さ";
+    if (i == 57) readings = " text=川愛 kana=あ kana_constrained=";
+    if (i == 99) readings = " text= kana= kana_constrained=あ";
+    EXPECT_EQ(found.lines[i], "[KANA_FALLBACK] " + names[i] + readings);
+  }
+  EXPECT_EQ(found.lines.back(), "[KANA_FALLBACK_RESULT] mode=direct best=あ");
+}
+
+TEST(KanaFallback, LetsOneFreeReadingOutrankAllNarrowedOnes) {
+  std::string answers = "answer 2-200/2 0 steps 6 4\n";
+  answers += free_reading("rect_kana_left_lower_wide_original", "3");
+  const Search found = search(answers);
+  EXPECT_EQ(found.kana, "は");
+  EXPECT_EQ(found.lines.back(), "[KANA_FALLBACK_RESULT] mode=direct best=は");
+}
+
+TEST(KanaFallback, CountsALookAlikeAsAFreeReadingOfItsKana) {
+  const Search found =
+      search("answer 2-200/2 0 steps 6 4\n" + free_reading("roi_kana_left_lower_wide_gray", "2"));
+  EXPECT_EQ(found.kana, "あ");
+  EXPECT_EQ(found.lines.back(), "[KANA_FALLBACK_RESULT] mode=direct best=あ");
+}
+
+TEST(KanaFallback, TakesNarrowedReadingsWithoutAFreeOne) {
+  const Search found = search(free_reading("rect_kana_left_lower_wide_gray", "1 1") +
+                              narrowed_reading("rect_kana_left_lower_wide_original", "4"));
+  EXPECT_EQ(found.kana, "さ");
+  EXPECT_EQ(found.lines.back(), "[KANA_FALLBACK_RESULT] mode=constrained best=さ");
+}
+
+TEST(KanaFallback, FindsNothingWithoutAVoteAndAnnouncesNothing) {
+  const Search found = search("");
+  EXPECT_EQ(found.kana, "");
+  EXPECT_THAT(found.lines.back(), HasSubstr("[KANA_FALLBACK] roi_kana_narrow_low_clahe_up5x "));
+}
+
+using ReadingOf = std::string (*)(const std::string& name, const std::string& steps);
+
+// Readings of `light` at all of `light_names` and of `heavy` at all of `heavy_names`.
+std::string readings(ReadingOf reading_of, const std::vector<std::string>& light_names,
+                     const std::string& light, const std::vector<std::string>& heavy_names,
+                     const std::string& heavy) {
+  std::string answers;
+  for (const std::string& name : light_names) answers += reading_of(name, light);
+  for (const std::string& name : heavy_names) answers += reading_of(name, heavy);
+  return answers;
+}
+
+const std::string kSa = "4";
+const std::string kHa = "3";
+
+// Weights 1 + 1 + 1 + 1 + 1 + 2 against 7; さ comes before は.
+TEST(KanaFallback, WeighsNarrowedReadingsByTheirCandidates) {
+  const std::string wide = "rect_kana_left_lower_wide";
+  const std::vector<std::string> light = {wide + "_original", wide + "_gray", wide + "_clahe",
+                                          wide + "_sharpen",  wide + "_up4x", wide + "_otsu"};
+  const std::vector<std::string> fewer(light.begin() + 1, light.end());
+  const std::vector<std::string> heavy = {"roi_kana_narrow_00_18_gray_up8x"};
+  EXPECT_EQ(search(readings(narrowed_reading, light, kSa, heavy, kHa)).kana, "さ");
+  EXPECT_EQ(search(readings(narrowed_reading, light, kHa, heavy, kSa)).kana, "さ");
+  EXPECT_EQ(search(readings(narrowed_reading, fewer, kSa, heavy, kHa)).kana, "は");
+}
+
+// 11 + 11 + 12 against 17 + 17: a tie only if each reading counts ten before its weight.
+TEST(KanaFallback, CountsFreeReadingsFirstAndTheirWeightsSecond) {
+  const std::string wide = "rect_kana_left_lower_wide";
+  const std::vector<std::string> light = {wide + "_original", wide + "_gray", wide + "_otsu"};
+  const std::vector<std::string> lighter = {wide + "_original", wide + "_gray", wide + "_clahe"};
+  const std::vector<std::string> heavy = {"roi_kana_narrow_00_18_gray_up8x",
+                                          "roi_kana_narrow_00_22_gray_up5x"};
+  EXPECT_EQ(search(readings(free_reading, light, kSa, heavy, kHa)).kana, "さ");
+  EXPECT_EQ(search(readings(free_reading, light, kHa, heavy, kSa)).kana, "さ");
+  EXPECT_EQ(search(readings(free_reading, lighter, kSa, heavy, kHa)).kana, "は");
+}
+
+TEST(KanaFallback, PassesOnARecogniserWithoutAnOutput) {
+  const TempDir dir;
+  ScriptedModel rec("name reader\ninput image 1,48,320,3\n");
+  EXPECT_EQ(failure_of([&] { run_kana_fallback(rec.get(), kRect, kRoi, kDict, dir.path()); }),
+            "ppocr rec output invalid");
+}
+
+TEST(KanaFallback, DoesNotMindPicturesThatCannotBeWritten) {
+  const TempDir dir;
+  ScriptedModel rec(kReader + narrowed_reading("roi_kana_narrow_low_otsu", kSa));
+  const Capture err;
+  EXPECT_EQ(run_kana_fallback(rec.get(), kRect, kRoi, kDict, dir.path("missing")), "さ");
+}
+
+TEST(KanaFallback, SearchesEvenAPlateOfOnePixel) {
+  const TempDir dir;
+  ScriptedModel rec(kReader + free_reading("roi_kana_narrow_low_otsu", kSa));
+  const Capture err;
+  const cv::Mat pixel(1, 1, CV_8UC3, cv::Scalar::all(7));
+  EXPECT_EQ(run_kana_fallback(rec.get(), pixel, pixel, kDict, dir.path()), "さ");
+}
+
+}  // namespace
+}  // namespace kavrel

@@ -1,0 +1,120 @@
+// What the unit tests share: files, captured streams, scripted networks and tensor records.
+#ifndef KAVREL_TESTS_UNIT_TEST_SUPPORT_H
+#define KAVREL_TESTS_UNIT_TEST_SUPPORT_H
+
+#include <cstdint>
+#include <filesystem>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "npu/rknn_api.h"
+#include "npu/rknn_model.h"
+
+namespace kavrel_test {
+
+// An empty directory that lasts as long as the object. A name is relative to it.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  std::string path() const { return root_.string(); }
+  std::string path(const std::string& name) const { return (root_ / name).string(); }
+  // Writes a file, its directories too, and returns its path.
+  std::string write(const std::string& name, const std::string& bytes) const;
+  std::string read(const std::string& name) const;
+  bool exists(const std::string& name) const;
+  // Names of everything directly in it, in byte order.
+  std::vector<std::string> names() const;
+
+ private:
+  std::filesystem::path root_;
+};
+
+void write_file(const std::string& path, const std::string& bytes);
+// Every byte of a file; a missing one fails the test.
+std::string read_file(const std::string& path);
+
+std::vector<std::string> lines_of(const std::string& text);
+
+// Takes what is written to `stream`, std::cerr unless told, for as long as it lives.
+class Capture {
+ public:
+  Capture();
+  explicit Capture(std::ostream& stream);
+  ~Capture();
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+
+  std::string text() const { return taken_.str(); }
+  std::vector<std::string> lines() const { return lines_of(text()); }
+
+ private:
+  std::ostream& stream_;
+  std::ostringstream taken_;
+  std::streambuf* const real_;
+};
+
+// Loads a network of the scripted runtime (see its README for the language) without a word on
+// standard error.
+void load_script(kavrel::RknnModel& model, const std::string& script);
+
+// A network that is loaded from a script on construction.
+class ScriptedModel {
+ public:
+  explicit ScriptedModel(const std::string& script) { load_script(model_, script); }
+  kavrel::RknnModel& get() { return model_; }
+
+ private:
+  kavrel::RknnModel model_;
+};
+
+// The runtime's calls from construction on, one line each as its README tells.
+class RuntimeLog {
+ public:
+  RuntimeLog();
+  ~RuntimeLog();
+  RuntimeLog(const RuntimeLog&) = delete;
+  RuntimeLog& operator=(const RuntimeLog&) = delete;
+
+  std::vector<std::string> lines() const;
+  // Names of the functions called, and the label of the model each was called for:
+  // "rknn_run reader".
+  std::vector<std::string> calls() const;
+  long count(const std::string& function) const;
+
+ private:
+  TempDir dir_;
+};
+
+// A tensor of these dimensions, its n_elems their product.
+rknn_tensor_attr attr_of(const std::vector<std::uint32_t>& dims);
+
+// The message of the std::runtime_error that `action` throws; anything else fails the test.
+template <typename Action>
+std::string failure_of(Action action);
+
+// Implementation of the template.
+void report_no_failure(const char* what);
+
+template <typename Action>
+std::string failure_of(Action action) {
+  try {
+    action();
+    report_no_failure("nothing was thrown");
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  } catch (...) {
+    report_no_failure("something else than a std::runtime_error was thrown");
+  }
+  return "";
+}
+
+}  // namespace kavrel_test
+
+#endif
