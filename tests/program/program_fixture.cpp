@@ -1,0 +1,203 @@
+#include "program_fixture.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <sstream>
+#include <stdexcept>
+
+#include "expected_pictures.h"
+
+namespace kavrel_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string file_text(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw std::runtime_error("cannot read " + path.string());
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void redirect(int descriptor, const fs::path& path) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (file < 0 || dup2(file, descriptor) < 0) _exit(126);
+}
+
+void use_scripted_runtime(const fs::path& log) {
+  const char* inherited = std::getenv("LD_LIBRARY_PATH");
+  std::string path = SCRIPTED_RUNTIME_DIR;
+  if (inherited && *inherited) path += std::string(":") + inherited;
+  setenv("LD_LIBRARY_PATH", path.c_str(), 1);
+  setenv("SCRIPTED_RKNNRT_LOG", log.c_str(), 1);
+}
+
+std::string model_lines(const std::string& path, const std::string& input,
+                        const std::string& output) {
+  return "[RKNN] " + path + "\n  input[0] name=image dims=" + input +
+         " type=3 fmt=1\n  output[0] " + output + " type=0 fmt=3\n";
+}
+
+}  // namespace
+
+ProgramTest::ProgramTest() {
+  std::string name = (fs::temp_directory_path() / "kavrel_program_XXXXXX").string();
+  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
+  root_ = name;
+  work_ = root_ / "work";
+  fs::create_directory(work_);
+  write(kCornerModel, corner_script());
+  write(kLinesModel, line_detector_script());
+  write(kReaderModel, reader_script(reads_every_plate(kShinagawa)));
+  write(kRegionWords, "品川\n横浜\n");
+  write(kOcrDictionary, as_lines(ocr_dictionary()));
+  write(kCaseList, "");
+}
+
+ProgramTest::~ProgramTest() { fs::remove_all(root_); }
+
+Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
+  fs::remove(root_ / "calls");
+  std::vector<std::string> words = {"kavrel"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+
+  const pid_t child = fork();
+  if (child == 0) {
+    redirect(STDOUT_FILENO, root_ / "out");
+    redirect(STDERR_FILENO, root_ / "err");
+    use_scripted_runtime(root_ / "calls");
+    if (chdir(work_.c_str()) == 0) execv(KAVREL_PROGRAM, argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child) throw std::runtime_error("no process");
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), file_text(root_ / "out"),
+          file_text(root_ / "err")};
+}
+
+void ProgramTest::write(const std::string& path, const std::string& text) const {
+  fs::create_directories((work_ / path).parent_path());
+  std::ofstream(work_ / path, std::ios::binary) << text;
+}
+
+void ProgramTest::write_image(const std::string& path, const cv::Mat& image) const {
+  std::vector<uchar> bytes;
+  cv::imencode(".png", image, bytes);
+  write(path, {bytes.begin(), bytes.end()});
+}
+
+std::string ProgramTest::read(const std::string& path) const { return file_text(work_ / path); }
+
+testing::AssertionResult ProgramTest::shows(const std::string& path, const cv::Mat& image) const {
+  if (!exists(path)) return testing::AssertionFailure() << path << " is not there";
+  if (read(path) == jpeg(image)) return testing::AssertionSuccess();
+  const cv::Mat shown = cv::imread((work_ / path).string());
+  return testing::AssertionFailure() << path << " of size " << shown.size()
+                                     << " is not the expected picture of " << image.size();
+}
+
+void ProgramTest::remove(const std::string& path) const { fs::remove_all(work_ / path); }
+
+bool ProgramTest::exists(const std::string& path) const { return fs::exists(work_ / path); }
+
+void ProgramTest::make_directory(const std::string& path) const {
+  fs::create_directories(work_ / path);
+}
+
+std::vector<std::string> ProgramTest::files(const std::string& directory) const {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::recursive_directory_iterator(work_ / directory)) {
+    if (!entry.is_directory()) {
+      names.push_back(entry.path().lexically_relative(work_ / directory).string());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::vector<std::string> ProgramTest::calls() const {
+  return fs::exists(root_ / "calls") ? lines_of(file_text(root_ / "calls"))
+                                     : std::vector<std::string>();
+}
+
+long ProgramTest::count_calls(const std::string& function, const std::string& label) const {
+  const auto all = calls();
+  const std::string start = function + " " + label + " ";
+  return std::count_if(all.begin(), all.end(),
+                       [&](const std::string& line) { return line.rfind(start, 0) == 0; });
+}
+
+void ProgramTest::list_cases(const std::string& lines,
+                             const std::vector<std::string>& images) const {
+  write(kCaseList, lines);
+  for (const std::string& image : images) write_image(image, colourful(40, 20));
+}
+
+std::string ProgramTest::start_up_lines(const std::string& mode, int cases) const {
+  const bool detects = mode == "frame" || (mode == "auto" && exists(kPlateModel));
+  const std::string entries = std::to_string(ocr_dictionary().size());
+  const std::string classes = std::to_string(ocr_dictionary().size() + 1);
+  const std::string elements = std::to_string((ocr_dictionary().size() + 1) * kSteps);
+  std::string lines = "[INFO] input_mode=" + mode +
+                      "\n[INFO] use_plate_det=" + (detects ? "true" : "false") +
+                      "\n[INFO] cases=" + std::to_string(cases) +
+                      "\n[INFO] region_words=2\n[INFO] ocr_chars_loaded=" + entries + "\n";
+  if (detects) {
+    lines += model_lines(kPlateModel, "[1,3,320,416]", "name=boxes dims=[1,4,6] elems=24");
+  }
+  lines += model_lines(kCornerModel, "[1,128,256,3]", "name=corners dims=[1,8] elems=8");
+  lines += model_lines(kLinesModel, "[1,640,640,3]", "name=map dims=[1,1,64,64] elems=4096");
+  lines += model_lines(kReaderModel, "[1,48,320,3]",
+                       "name=steps dims=[1,16," + classes + "] elems=" + elements);
+  return lines + "[INFO] rec_classes=" + classes + " ocr_chars_after_shape_check=" + entries +
+         " expected_chars=" + entries + "\n";
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::vector<std::string> lines_with(const std::string& text, const std::string& prefix) {
+  std::vector<std::string> lines = lines_of(text);
+  const auto other = [&](const std::string& line) { return line.rfind(prefix, 0) != 0; };
+  lines.erase(std::remove_if(lines.begin(), lines.end(), other), lines.end());
+  return lines;
+}
+
+std::string last_line(const std::string& text) {
+  const std::vector<std::string> lines = lines_of(text);
+  return lines.empty() ? "" : lines.back();
+}
+
+std::vector<std::string> inference_calls(const std::string& label, const cv::Mat& rgb) {
+  return {"rknn_inputs_set " + label +
+              " n=1 [index=0 size=" + std::to_string(rgb.total() * rgb.elemSize()) +
+              " pass_through=0 type=3 fmt=1 rest=clear pixels=" + pixel_hash(rgb) + "] ret=0",
+          "rknn_run " + label + " extend=null ret=0",
+          "rknn_outputs_get " + label +
+              " extend=null n=1 [index=0 want_float=1 is_prealloc=0 rest=clear] ret=0",
+          "rknn_outputs_release " + label + " n=1 buffers=own ret=0"};
+}
+
+std::vector<std::string> load_calls(const std::string& label, size_t bytes) {
+  return {"rknn_init " + label + " size=" + std::to_string(bytes) + " flag=0 extend=null ret=0",
+          "rknn_query " + label + " cmd=0 size=8 record=clear ret=0",
+          "rknn_query " + label + " cmd=1 index=0 size=376 record=clear ret=0",
+          "rknn_query " + label + " cmd=2 index=0 size=376 record=clear ret=0"};
+}
+
+}  // namespace kavrel_test

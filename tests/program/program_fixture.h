@@ -1,0 +1,97 @@
+// Runs the built program in a directory of its own, with the scripted NPU runtime.
+#ifndef KAVREL_TESTS_PROGRAM_PROGRAM_FIXTURE_H
+#define KAVREL_TESTS_PROGRAM_PROGRAM_FIXTURE_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "model_scripts.h"
+
+namespace kavrel_test {
+
+inline const std::string kPlateModel = "models/rknn/plate_det.rknn";
+inline const std::string kCornerModel = "models/rknn/plate_corner.rknn";
+inline const std::string kLinesModel = "models/rknn/ppocrv6_det.rknn";
+inline const std::string kReaderModel = "models/rknn/ppocrv6_rec.rknn";
+inline const std::string kRegionWords = "dict/region_words.txt";
+inline const std::string kOcrDictionary = "dict/ppocrv6_rec_dict.txt";
+inline const std::string kCaseList = "samples/real_lpr/real_lpr_expected.csv";
+inline const std::string kOutput = "output/v21_product_validation";
+inline const std::string kCases = kOutput + "/cases";
+
+inline const std::string kFrameSummaryHeader =
+    "group_id,image_path,expected,final_plate_number,status,region,class_no,kana,serial,"
+    "ocr_texts\n";
+inline const std::string kSummaryHeader =
+    "group_id,expected,final_plate_number,status,region,class_no,kana,serial,frame_count\n";
+// The fields of PlateTexts kShinagawa as they stand in both summaries, without the status.
+inline const std::string kShinagawaNumber = "品川 500 あ 12-34";
+inline const std::string kShinagawaFields = "品川,500,あ,12-34";
+
+struct Outcome {
+  int status = -1;  // exit status, or minus the signal that ended the program
+  std::string out;
+  std::string err;
+};
+
+// A test begins with a working directory that holds what a run without arguments needs: the three
+// models of "roi" mode, both dictionaries and an empty case list. Every plate reads kShinagawa.
+class ProgramTest : public testing::Test {
+ protected:
+  ProgramTest();
+  ~ProgramTest() override;
+
+  // All paths are relative to the working directory.
+  Outcome run(const std::vector<std::string>& arguments = {}) const;
+  void write(const std::string& path, const std::string& text) const;
+  void write_image(const std::string& path, const cv::Mat& image) const;
+  std::string read(const std::string& path) const;
+  // Whether the file is exactly this picture, written as a JPEG file with default settings.
+  testing::AssertionResult shows(const std::string& path, const cv::Mat& image) const;
+  void remove(const std::string& path) const;
+  bool exists(const std::string& path) const;
+  void make_directory(const std::string& path) const;
+
+  // Names of all files below a directory, relative to it, in byte-wise order.
+  std::vector<std::string> files(const std::string& directory = ".") const;
+  // The runtime's calls in the last run.
+  std::vector<std::string> calls() const;
+  // How often the runtime function was called for the model of this label in the last run.
+  long count_calls(const std::string& function, const std::string& label) const;
+
+  // Gives the run a case list of these lines, and an image for every name in `images`.
+  void list_cases(const std::string& lines, const std::vector<std::string>& images = {}) const;
+
+  // What a run with the default models writes to standard error before its first case.
+  std::string start_up_lines(const std::string& mode, int cases) const;
+
+ private:
+  std::filesystem::path root_;  // the working directory, and beside it what a run leaves behind
+  std::filesystem::path work_;
+};
+
+std::vector<std::string> lines_of(const std::string& text);
+// Lines of `text` that begin with `prefix`, in order.
+std::vector<std::string> lines_with(const std::string& text, const std::string& prefix);
+std::string last_line(const std::string& text);
+
+// The four log lines of one inference, without and with the picture that the network must see.
+std::vector<std::string> inference_calls(const std::string& label, const cv::Mat& rgb);
+// The log lines of loading a model with one input and one output from a script of `bytes` bytes.
+std::vector<std::string> load_calls(const std::string& label, size_t bytes);
+
+// A failed run: only the message, as the last line of standard error, and exit status 1.
+MATCHER_P(FailsWith, message, "") {
+  *result_listener << "status " << arg.status << ", out: " << arg.out << ", err: " << arg.err;
+  return arg.status == 1 && arg.out.empty() &&
+         last_line(arg.err) == "[ERROR] " + std::string(message) && arg.err.back() == '\n';
+}
+
+}  // namespace kavrel_test
+
+#endif
