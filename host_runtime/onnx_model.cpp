@@ -1,0 +1,145 @@
+#include "onnx_model.h"
+
+#include <onnxruntime_session_options_config_keys.h>
+
+#include <cstring>
+#include <string>
+
+#include "conversion.h"
+#include "refusal.h"
+#include "tensor_attr.h"
+
+namespace host_runtime {
+namespace {
+
+const char kAdvice[] =
+    "; compiled NPU models run only on the board, give this runtime ONNX files such as those in "
+    "models/host";
+
+[[noreturn]] void refuse_file(std::size_t size, const std::string& fault) {
+  throw Refusal(RKNN_ERR_MODEL_INVALID,
+                "the model of " + std::to_string(size) + " bytes " + fault + kAdvice);
+}
+
+Ort::Session open_session(const Ort::Env& env, const void* bytes, std::size_t size) {
+  if (size == 0) {
+    refuse_file(size, "is empty");
+  }
+  Ort::SessionOptions options;
+  options.AddConfigEntry(kOrtSessionOptionsConfigLoadModelFormat, "ONNX");
+  try {
+    return Ort::Session(env, bytes, size, options);
+  } catch (const Ort::Exception& fault) {
+    if (fault.GetOrtErrorCode() == ORT_INVALID_PROTOBUF) {
+      refuse_file(size, "is no complete ONNX file");
+    }
+    refuse_file(size, std::string("is not accepted by ONNX Runtime (") + fault.what() + ")");
+  }
+}
+
+std::string label(const char* kind, uint32_t index, const std::string& name) {
+  return kind + (" " + std::to_string(index)) + " '" + name + "'";
+}
+
+std::string input_name(const Ort::Session& session, std::size_t index) {
+  return session.GetInputNameAllocated(index, Ort::AllocatorWithDefaultOptions()).get();
+}
+
+/* ONNX Runtime does not write such an output into the tensor bound for it. */
+void refuse_handed_through(const Ort::Session& session, const std::string& output) {
+  for (std::size_t i = 0; i < session.GetInputCount(); ++i) {
+    if (input_name(session, i) == output) {
+      refuse_tensor("'" + output + "'", "is an input and an output at once");
+    }
+  }
+}
+
+Ort::Value make_tensor(const rknn_tensor_attr& attr) {
+  const std::vector<int64_t> shape(attr.dims, attr.dims + attr.n_dims);
+  return Ort::Value::CreateTensor(Ort::AllocatorWithDefaultOptions(), shape.data(), shape.size(),
+                                  element_type(attr.type));
+}
+
+}  // namespace
+
+OnnxModel::OnnxModel(const Ort::Env& env, const void* bytes, std::size_t size)
+    : session_(open_session(env, bytes, size)), binding_(session_) {
+  for (std::size_t i = 0; i < session_.GetInputCount(); ++i) {
+    add_input(static_cast<uint32_t>(i));
+  }
+  for (std::size_t i = 0; i < session_.GetOutputCount(); ++i) {
+    add_output(static_cast<uint32_t>(i));
+  }
+  if (inputs_.empty() || outputs_.empty()) {
+    refuse_tensor("the network", "has no input or no output");
+  }
+}
+
+void OnnxModel::add_input(uint32_t index) {
+  const std::string name = input_name(session_, index);
+  const std::string tensor = label("input", index, name);
+  inputs_.push_back(describe_tensor(index, name, tensor, session_.GetInputTypeInfo(index)));
+  require_image(inputs_.back(), tensor);
+
+  input_tensors_.push_back(make_tensor(inputs_.back()));
+  binding_.BindInput(name.c_str(), input_tensors_.back());
+  input_is_set_.push_back(false);
+}
+
+void OnnxModel::add_output(uint32_t index) {
+  const std::string name =
+      session_.GetOutputNameAllocated(index, Ort::AllocatorWithDefaultOptions()).get();
+  refuse_handed_through(session_, name);
+  outputs_.push_back(describe_tensor(index, name, label("output", index, name),
+                                     session_.GetOutputTypeInfo(index)));
+
+  output_tensors_.push_back(make_tensor(outputs_.back()));
+  binding_.BindOutput(name.c_str(), output_tensors_.back());
+  output_floats_.emplace_back();
+}
+
+void OnnxModel::set_input(uint32_t index, const uint8_t* pixels) {
+  pixels_to_tensor(pixels, inputs_[index], input_tensors_[index].GetTensorMutableRawData());
+  input_is_set_[index] = true;
+}
+
+void OnnxModel::run() {
+  for (std::size_t i = 0; i < inputs_.size(); ++i) {
+    if (!input_is_set_[i]) {
+      throw Refusal(RKNN_ERR_INPUT_INVALID,
+                    "input " + std::to_string(i) + " was never given by rknn_inputs_set");
+    }
+  }
+  has_run_ = false;
+  session_.Run(Ort::RunOptions(nullptr), binding_);
+  has_run_ = true;
+}
+
+std::size_t OnnxModel::output_size(uint32_t index, bool as_float) const {
+  const rknn_tensor_attr& attr = outputs_[index];
+  return as_float ? attr.n_elems * sizeof(float) : attr.size;
+}
+
+bool OnnxModel::must_convert(uint32_t index, bool as_float) const {
+  return as_float && outputs_[index].type != RKNN_TENSOR_FLOAT32;
+}
+
+void* OnnxModel::output(uint32_t index, bool as_float) {
+  if (!must_convert(index, as_float)) {
+    return output_tensors_[index].GetTensorMutableRawData();
+  }
+  std::vector<float>& floats = output_floats_[index];
+  floats.resize(outputs_[index].n_elems);
+  copy_output(index, as_float, floats.data());
+  return floats.data();
+}
+
+void OnnxModel::copy_output(uint32_t index, bool as_float, void* destination) const {
+  const void* const values = output_tensors_[index].GetTensorRawData();
+  if (must_convert(index, as_float)) {
+    return tensor_to_floats(values, outputs_[index], static_cast<float*>(destination));
+  }
+  std::memcpy(destination, values, outputs_[index].size);
+}
+
+}  // namespace host_runtime
