@@ -1,6 +1,7 @@
 #include "npu/rknn_model.h"
 
 #include <algorithm>
+#include <cstring>
 #include <stdexcept>
 
 #include "app/files.h"
@@ -9,6 +10,12 @@
 
 namespace kavrel {
 namespace {
+
+// Sets every byte to zero. An initialiser leaves padding as it was, and the runtime gets it too.
+template <typename Record>
+void clear(Record& record) {
+  std::memset(&record, 0, sizeof record);
+}
 
 std::string tensor_name(const rknn_tensor_attr& attr) {
   return {attr.name, std::find(attr.name, attr.name + RKNN_MAX_NAME_LEN, '\0')};
@@ -58,7 +65,7 @@ void RknnModel::load(const std::string& path) {
   std::vector<unsigned char> model = read_file_binary(path);
   check(rknn_init(&ctx_, model.data(), static_cast<std::uint32_t>(model.size()), 0, nullptr),
         "rknn_init");
-  io_num_ = {};
+  clear(io_num_);
   if (rknn_query(ctx_, RKNN_QUERY_IN_OUT_NUM, &io_num_, sizeof io_num_) != RKNN_SUCC) {
     throw std::runtime_error("RKNN_QUERY_IN_OUT_NUM failed: " + path_);
   }
@@ -80,7 +87,8 @@ std::vector<std::vector<float>> RknnModel::infer_uint8_nhwc(const cv::Mat& rgb) 
   if (rgb.empty() || rgb.type() != CV_8UC3) {
     throw std::runtime_error("input must be CV_8UC3 RGB image");
   }
-  rknn_input input = rknn_input();  // unlike {}, this clears the padding too
+  rknn_input input;
+  clear(input);
   input.buf = rgb.data;
   input.size = static_cast<std::uint32_t>(rgb.total() * rgb.elemSize());
   input.type = RKNN_TENSOR_UINT8;
@@ -90,6 +98,7 @@ std::vector<std::vector<float>> RknnModel::infer_uint8_nhwc(const cv::Mat& rgb) 
 
   std::vector<rknn_output> outputs(io_num_.n_output);
   for (std::uint32_t i = 0; i < io_num_.n_output; ++i) {
+    clear(outputs[i]);
     outputs[i].index = i;
     outputs[i].want_float = 1;
   }
@@ -113,7 +122,7 @@ std::uint64_t RknnModel::output_elem_count(std::uint32_t index) const {
 void RknnModel::query_attrs(rknn_query_cmd cmd, const char* name,
                             std::vector<rknn_tensor_attr>& attrs) {
   for (std::uint32_t i = 0; i < attrs.size(); ++i) {
-    attrs[i] = rknn_tensor_attr();
+    clear(attrs[i]);
     attrs[i].index = i;
     if (rknn_query(ctx_, cmd, &attrs[i], sizeof attrs[i]) != RKNN_SUCC) {
       throw std::runtime_error(std::string(name) + " failed");
