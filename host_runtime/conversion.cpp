@@ -12,7 +12,7 @@
 namespace host_runtime {
 namespace {
 
-/* Bits of an IEEE half float. */
+// Bits of an IEEE half float.
 struct Half {
   uint16_t bits;
 };
@@ -22,8 +22,8 @@ Element from_pixel(uint8_t pixel) {
   return static_cast<Element>(pixel);
 }
 
-/* A half has 5 exponent bits around 15 and 10 mantissa bits where a float has 8 around 127 and
- * 23. Pixel values need 8 significant bits, so cutting the mantissa loses nothing. */
+// A half has 5 exponent bits around 15 and 10 mantissa bits where a float has 8 around 127 and
+// 23. Pixel values need 8 significant bits, so cutting the mantissa loses nothing.
 template <>
 Half from_pixel<Half>(uint8_t pixel) {
   const float value = pixel;
@@ -33,7 +33,7 @@ Half from_pixel<Half>(uint8_t pixel) {
   return {static_cast<uint16_t>(pixel == 0 ? 0 : half)};
 }
 
-/* Restricted pointers let the compiler turn the loops into vector code. */
+// Restricted pointers let the compiler turn the loops into vector code.
 template <typename Element>
 void keep_interleaved(const uint8_t* __restrict pixels, std::size_t count,
                       Element* __restrict elements) {
@@ -44,8 +44,8 @@ void keep_interleaved(const uint8_t* __restrict pixels, std::size_t count,
 
 constexpr std::size_t kBlock = 64;
 
-/* At most kBlock pixels. They are widened before they are split because plain x86-64 can pick
- * every third float in vector code, but not every third byte. */
+// At most kBlock pixels. They are widened before they are split because plain x86-64 can pick
+// every third float in vector code, but not every third byte.
 template <typename Element>
 void split_block(const uint8_t* pixels, std::size_t count, Element* __restrict planes,
                  std::size_t plane_size) {

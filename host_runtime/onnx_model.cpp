@@ -45,7 +45,7 @@ std::string input_name(const Ort::Session& session, std::size_t index) {
   return session.GetInputNameAllocated(index, Ort::AllocatorWithDefaultOptions()).get();
 }
 
-/* ONNX Runtime does not write such an output into the tensor bound for it. */
+// ONNX Runtime does not write such an output into the tensor bound for it.
 void refuse_handed_through(const Ort::Session& session, const std::string& output) {
   for (std::size_t i = 0; i < session.GetInputCount(); ++i) {
     if (input_name(session, i) == output) {

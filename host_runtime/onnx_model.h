@@ -1,7 +1,7 @@
-/* One ONNX network, loaded and ready to run on 8-bit images.
- *
- * All input and output tensors are allocated once, when the network is loaded, and bound to the
- * session: a run neither allocates them nor touches fresh pages. */
+// One ONNX network, loaded and ready to run on 8-bit images.
+//
+// All input and output tensors are allocated once, when the network is loaded, and bound to the
+// session: a run neither allocates them nor touches fresh pages.
 #ifndef KAVREL_HOST_RUNTIME_ONNX_MODEL_H
 #define KAVREL_HOST_RUNTIME_ONNX_MODEL_H
 
@@ -15,35 +15,35 @@
 
 namespace host_runtime {
 
-/* Used by one thread at a time. An index given to a member is below the number of inputs or
- * outputs; the caller checks what came from outside. */
+// Used by one thread at a time. An index given to a member is below the number of inputs or
+// outputs; the caller checks what came from outside.
 class OnnxModel {
  public:
-  /* Reads `size` bytes of an ONNX file; they are not needed afterwards. Throws Refusal with
-   * RKNN_ERR_MODEL_INVALID for bytes that are no complete ONNX file, and for networks with
-   * dynamic shapes, element types outside the interface or inputs that are no images. */
+  // Reads `size` bytes of an ONNX file; they are not needed afterwards. Throws Refusal with
+  // RKNN_ERR_MODEL_INVALID for bytes that are no complete ONNX file, and for networks with
+  // dynamic shapes, element types outside the interface or inputs that are no images.
   OnnxModel(const Ort::Env& env, const void* bytes, std::size_t size);
 
   const std::vector<rknn_tensor_attr>& inputs() const { return inputs_; }
   const std::vector<rknn_tensor_attr>& outputs() const { return outputs_; }
 
-  /* Copies height x width x 3 interleaved bytes into the input. */
+  // Copies height x width x 3 interleaved bytes into the input.
   void set_input(uint32_t index, const uint8_t* pixels);
 
-  /* Throws Refusal while an input was never set, and when ONNX Runtime fails. */
+  // Throws Refusal while an input was never set, and when ONNX Runtime fails.
   void run();
 
-  /* Whether the outputs hold the values of a finished run. */
+  // Whether the outputs hold the values of a finished run.
   bool has_run() const { return has_run_; }
 
-  /* Bytes of an output in its own type or as floats. */
+  // Bytes of an output in its own type or as floats.
   std::size_t output_size(uint32_t index, bool as_float) const;
 
-  /* The output's values in memory of the model, without a copy unless they must become floats.
-   * The pointer stays valid as long as the model; the next run replaces the values. */
+  // The output's values in memory of the model, without a copy unless they must become floats.
+  // The pointer stays valid as long as the model; the next run replaces the values.
   void* output(uint32_t index, bool as_float);
 
-  /* Writes output_size(index, as_float) bytes. */
+  // Writes output_size(index, as_float) bytes.
   void copy_output(uint32_t index, bool as_float, void* destination) const;
 
  private:
@@ -58,7 +58,7 @@ class OnnxModel {
   std::vector<Ort::Value> input_tensors_;
   std::vector<Ort::Value> output_tensors_;
   std::vector<bool> input_is_set_;
-  /* Per output: its values as floats, filled only where the network computes another type. */
+  // Per output: its values as floats, filled only where the network computes another type.
   std::vector<std::vector<float>> output_floats_;
   bool has_run_ = false;
 };

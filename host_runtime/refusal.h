@@ -1,6 +1,6 @@
-/* Why the runtime refuses a call: one of the RKNN_ERR codes and the text for the person at the
- * terminal. It is thrown inside this library and never leaves it: each C function turns it into
- * its return value and one line on standard error. */
+// Why the runtime refuses a call: one of the RKNN_ERR codes and the text for the person at the
+// terminal. It is thrown inside this library and never leaves it: each C function turns it into
+// its return value and one line on standard error.
 #ifndef KAVREL_HOST_RUNTIME_REFUSAL_H
 #define KAVREL_HOST_RUNTIME_REFUSAL_H
 

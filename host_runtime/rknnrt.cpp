@@ -1,9 +1,9 @@
-/* The NPU runtime's C functions on ONNX Runtime, for machines without the NPU: the same programs
- * run on a workstation, with ONNX files in the place of compiled models.
- *
- * Every function returns 0 or a negative code and then writes one line to standard error. Any
- * number of contexts may be alive, each used by one thread at a time. A context that was never
- * given out or is destroyed is refused with RKNN_ERR_CTX_INVALID. */
+// The NPU runtime's C functions on ONNX Runtime, for machines without the NPU: the same programs
+// run on a workstation, with ONNX files in the place of compiled models.
+//
+// Every function returns 0 or a negative code and then writes one line to standard error. Any
+// number of contexts may be alive, each used by one thread at a time. A context that was never
+// given out or is destroyed is refused with RKNN_ERR_CTX_INVALID.
 #include <onnxruntime_cxx_api.h>
 
 #include <array>
@@ -25,8 +25,8 @@
 namespace host_runtime {
 namespace {
 
-/* ONNX Runtime's text and a network's names may break lines; ours is one. It is put together
- * without allocating because memory may be what has run out. */
+// ONNX Runtime's text and a network's names may break lines; ours is one. It is put together
+// without allocating because memory may be what has run out.
 void complain(const char* function, const char* text) noexcept {
   std::array<char, 1024> line{};
   std::snprintf(line.data(), line.size(), "librknnrt (workstation): %s: %s", function, text);
@@ -36,7 +36,7 @@ void complain(const char* function, const char* text) noexcept {
   std::fprintf(stderr, "%s\n", line.data());
 }
 
-/* Runs a C function's work; what it throws becomes the code returned. */
+// Runs a C function's work; what it throws becomes the code returned.
 template <typename Work>
 int guarded(const char* function, Work work) noexcept {
   try {
@@ -60,7 +60,7 @@ void require(bool holds, int code, const char* fault) {
   }
 }
 
-/* The process's ONNX Runtime and its live networks. */
+// The process's ONNX Runtime and its live networks.
 class Runtime {
  public:
   rknn_context add(const void* model, std::size_t size) {
@@ -85,7 +85,7 @@ class Runtime {
  private:
   static constexpr char kNoContext[] = "the context was never given out or is already destroyed";
 
-  /* Standard error belongs to the one line per refused call, so ONNX Runtime keeps silent. */
+  // Standard error belongs to the one line per refused call, so ONNX Runtime keeps silent.
   Ort::Env env_{ORT_LOGGING_LEVEL_FATAL, "librknnrt"};
   std::mutex mutex_;
   std::map<rknn_context, std::shared_ptr<OnnxModel>> models_;
@@ -110,7 +110,7 @@ void answer_counts(const OnnxModel& model, void* info, uint32_t size) {
   std::memcpy(info, &counts, sizeof(counts));
 }
 
-/* The tensor asked for is the one whose index stands in `info`. */
+// The tensor asked for is the one whose index stands in `info`.
 void answer_attr(const std::vector<rknn_tensor_attr>& attrs, void* info, uint32_t size) {
   require_room(info, size, sizeof(rknn_tensor_attr));
   const uint32_t index = static_cast<const rknn_tensor_attr*>(info)->index;
@@ -131,7 +131,7 @@ void answer(const OnnxModel& model, rknn_query_cmd command, void* info, uint32_t
   }
 }
 
-/* "640 x 480 pixels of 3 bytes"; the width stands last but for the channels of NHWC. */
+// "640 x 480 pixels of 3 bytes"; the width stands last but for the channels of NHWC.
 std::string image_text(const rknn_tensor_attr& image) {
   const uint32_t* const height = image.dims + (image.fmt == RKNN_TENSOR_NCHW ? 2 : 1);
   return std::to_string(height[1]) + " x " + std::to_string(height[0]) + " pixels of 3 bytes";
@@ -184,7 +184,7 @@ using host_runtime::guarded;
 using host_runtime::require;
 using host_runtime::runtime;
 
-/* Flags and extensions steer the NPU and have no meaning here. */
+// Flags and extensions steer the NPU and have no meaning here.
 int rknn_init(rknn_context* context, void* model, uint32_t size, uint32_t flag,
               rknn_init_extend* extend) {
   return guarded("rknn_init", [=] {
@@ -202,7 +202,7 @@ int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, uint32_t si
                  [=] { host_runtime::answer(*runtime().find(context), cmd, info, size); });
 }
 
-/* All records are checked before the first pixel is copied. */
+// All records are checked before the first pixel is copied.
 int rknn_inputs_set(rknn_context context, uint32_t n_inputs, rknn_input inputs[]) {
   return guarded("rknn_inputs_set", [=] {
     const auto model = runtime().find(context);
@@ -224,8 +224,8 @@ int rknn_run(rknn_context context, rknn_run_extend* extend) {
   });
 }
 
-/* Without is_prealloc the buffers are the network's own tensors: the next rknn_run replaces the
- * values in buffers that are not released yet, and rknn_destroy frees them. */
+// Without is_prealloc the buffers are the network's own tensors: the next rknn_run replaces the
+// values in buffers that are not released yet, and rknn_destroy frees them.
 int rknn_outputs_get(rknn_context context, uint32_t n_outputs, rknn_output outputs[],
                      rknn_output_extend* extend) {
   return guarded("rknn_outputs_get", [=] {
@@ -242,8 +242,8 @@ int rknn_outputs_get(rknn_context context, uint32_t n_outputs, rknn_output outpu
   });
 }
 
-/* There is nothing to free. The pointers are cleared, so that a use after the release shows here
- * and not first on the board. */
+// There is nothing to free. The pointers are cleared, so that a use after the release shows here
+// and not first on the board.
 int rknn_outputs_release(rknn_context context, uint32_t n_outputs, rknn_output outputs[]) {
   return guarded("rknn_outputs_release", [=] {
     runtime().find(context);

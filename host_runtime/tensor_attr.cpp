@@ -28,7 +28,7 @@ constexpr std::array<ElementType, 7> kElementTypes{{
     {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT32, RKNN_TENSOR_INT32, 4},
 }};
 
-/* By the number an element type has in ONNX; the rarer ones that follow go by number. */
+// By the number an element type has in ONNX; the rarer ones that follow go by number.
 constexpr std::array<const char*, 17> kOnnxTypeNames{
     "undefined", "float",  "uint8",     "int8",       "uint16",  "int16",
     "int32",     "int64",  "string",    "bool",       "float16", "double",
@@ -63,7 +63,7 @@ void set_shape(rknn_tensor_attr& attr, const std::vector<int64_t>& shape, uint32
   if (shape.size() > RKNN_MAX_DIMS) {
     refuse_tensor(label, "has more than 16 dimensions");
   }
-  /* Sizes are 32-bit, also that of the values as floats. */
+  // Sizes are 32-bit, also that of the values as floats.
   const int64_t most_elements = std::numeric_limits<uint32_t>::max() / sizeof(float);
   int64_t elements = 1;
   for (const int64_t dim : shape) {

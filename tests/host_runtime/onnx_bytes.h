@@ -1,5 +1,5 @@
-/* Writes small ONNX files byte by byte, so that a test states the network it is about in place
- * and needs neither files nor Python. Numbers are those of onnx.proto's fields. */
+// Writes small ONNX files byte by byte, so that a test states the network it is about in place
+// and needs neither files nor Python. Numbers are those of onnx.proto's fields.
 #ifndef KAVREL_HOST_RUNTIME_TESTING_ONNX_BYTES_H
 #define KAVREL_HOST_RUNTIME_TESTING_ONNX_BYTES_H
 
@@ -20,7 +20,7 @@ enum ElementType {
   kFloat16 = 10
 };
 
-/* A dimension that is known only when the network runs. */
+// A dimension that is known only when the network runs.
 constexpr int64_t kDynamic = -1;
 
 inline std::string varint(uint64_t value) {
@@ -47,13 +47,13 @@ inline std::string tensor_type(ElementType type, const std::vector<int64_t>& dim
   return field(1, field(1, type) + field(2, shape));
 }
 
-/* A named input or output of the graph. */
+// A named input or output of the graph.
 inline std::string tensor(const std::string& name, ElementType type,
                           const std::vector<int64_t>& dims) {
   return field(1, name) + field(2, tensor_type(type, dims));
 }
 
-/* An output that is a list of tensors. */
+// An output that is a list of tensors.
 inline std::string sequence(const std::string& name, ElementType type,
                             const std::vector<int64_t>& dims) {
   return field(1, name) + field(2, field(4, field(1, tensor_type(type, dims))));
@@ -68,14 +68,14 @@ inline std::string node(const std::string& operation, const std::vector<std::str
   return bytes + field(2, output) + field(4, operation) + attributes;
 }
 
-/* A node that changes the element type. */
+// A node that changes the element type.
 inline std::string cast(const std::string& input, const std::string& output, ElementType type) {
   const int64_t integer = 2;
   return node("Cast", {input}, output,
               field(5, field(1, std::string("to")) + field(3, type) + field(20, integer)));
 }
 
-/* The whole file. */
+// The whole file.
 inline std::string model(const std::vector<std::string>& nodes,
                          const std::vector<std::string>& inputs,
                          const std::vector<std::string>& outputs) {
@@ -95,7 +95,7 @@ inline std::string model(const std::vector<std::string>& nodes,
   return field(1, format_version) + field(7, graph) + field(8, field(2, operator_set));
 }
 
-/* One input "image", handed on unchanged as "echo". */
+// One input "image", handed on unchanged as "echo".
 inline std::string echo(ElementType type, const std::vector<int64_t>& dims) {
   return model({node("Identity", {"image"}, "echo")}, {tensor("image", type, dims)},
                {tensor("echo", type, dims)});

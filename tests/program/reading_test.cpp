@@ -77,9 +77,9 @@ TEST_F(TextLines, JoinAcrossSmallGaps) {
 }
 
 TEST_F(TextLines, ComeRowByRowAndFromTheLeft) {
-  // Centres 12 pixels apart are one row, 14 apart are two.
+  // Centres 12 pixels apart are one row, 13 apart are two.
   expect_lines("0", {"40 20 10 10 1", "10 28 10 10 1"}, {{45, 38, 60, 23}, {195, 26, 60, 23}});
-  expect_lines("0", {"40 20 10 10 1", "10 30 10 10 1"}, {{195, 26, 60, 23}, {45, 41, 60, 23}});
+  expect_lines("0", {"40 20 10 10 1", "10 29 10 10 1"}, {{195, 26, 60, 23}, {45, 39, 60, 23}});
 }
 
 TEST_F(TextLines, AreTheSixteenLargest) {
@@ -146,6 +146,7 @@ TEST_F(Decoding, TrimsATextAndDropsAnEmptyOne) {
   write(kOcrDictionary, as_lines(entries));  // the 24th class becomes the half-width space
   EXPECT_EQ(first_text("1,16,25", "24 2 24 3 24"), "1 2");
   EXPECT_EQ(first_text("1,16,25", "24 24"), "");
+  EXPECT_EQ(result("ocr_texts"), "original_lower_row:わ");
 }
 
 TEST_F(Reading, TakesEveryFieldFromTheWeightedVotes) {
@@ -164,10 +165,15 @@ TEST_F(Reading, TakesEveryFieldFromTheWeightedVotes) {
   }
 }
 
+TEST_F(Reading, TellsClassFromSerialByTheirOrderOnlyWhereThereAreTwo) {
+  // Five upper rows with one number each, and one serial area.
+  write(kReaderModel, reader_script(reads("2-18/4", "500わ") + reads("4", "12-34")));
+  EXPECT_EQ(result("final_plate_number"), "500 わ 12-34");
+}
+
 TEST_F(Reading, TrustsARowMoreThanTheWholePlate) {
   // Two upper rows weigh 4 each and three whole plates 2 each.
-  write(kReaderModel,
-        reader_script(reads("1-9/4", "横浜わ") + reads("2-6/4", "品川") + reads("10", "")));
+  write(kReaderModel, reader_script(reads("1-9/4", "横浜わ") + reads("2-6/4", "品川")));
   EXPECT_EQ(result("region"), "品川");
 }
 

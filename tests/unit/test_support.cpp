@@ -21,7 +21,7 @@ constexpr char kLogVariable[] = "SCRIPTED_RKNNRT_LOG";
 constexpr char kLogName[] = "calls.log";
 
 fs::path make_temp_dir() {
-  std::string name = (fs::temp_directory_path() / "kavrel_unit_XXXXXX").string();
+  std::string name = (fs::temp_directory_path() / ("kavrel_unit_" + std::string(6, 'X'))).string();
   if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory: " + name);
   return name;
 }

@@ -173,6 +173,15 @@ TEST(ParseArgsDeathTest, PrintsTheUsageTextAndSucceeds) {
   }
 }
 
+TEST(ParseArgsDeathTest, WritesNoUsageTextToStandardError) {
+  const auto parse_without_output = [] {
+    std::cout.rdbuf(nullptr);
+    parse({"-h"});
+  };
+  EXPECT_EXIT(parse_without_output(), testing::ExitedWithCode(0),
+              testing::Matcher<const std::string&>(""));
+}
+
 TEST(ParseArgsDeathTest, LooksAtNothingAfterHelp) {
   const testing::Matcher<const std::string&> usage(kUsage);
   EXPECT_EXIT(parse_with_output_watched({"-h", "--what"}), testing::ExitedWithCode(0), usage);

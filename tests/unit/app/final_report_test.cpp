@@ -77,6 +77,7 @@ TEST_F(FinalReport, JudgesTheVotedReadingByTheFirstFramesText) {
   report({frame_of("car1", "品川330あ12-34", wrong), frame_of("car1", ""), frame_of("car1", "")});
   EXPECT_THAT(rows(),
               ElementsAre("car1,品川330あ12-34,品川 330 あ 12-34,correct,品川,330,あ,12-34,3"));
+  EXPECT_EQ(lines_of(printed_)[3], "group_total=1 group_correct=1 group_check_or_failed=0");
 }
 
 TEST_F(FinalReport, LeavesAGroupUnknownWhoseFirstFrameHasNoText) {

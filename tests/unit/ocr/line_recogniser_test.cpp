@@ -80,6 +80,9 @@ TEST(RecogniserInput, IsScaledInSinglePrecision) {
   // 55 x (48 / 352) is 7.5 in single precision and a little less in double.
   EXPECT_TRUE(same_pixels(make_rec_input_rgb(plain_image(55, 352, {0, 0, 0})),
                           on_canvas(plain_image(8, 48, {0, 0, 0}))));
+  // 3 x (320 / 384) is rounded to 2.5, though the scale itself was rounded down.
+  EXPECT_TRUE(same_pixels(make_rec_input_rgb(plain_image(384, 3, {0, 0, 0})),
+                          on_canvas(plain_image(320, 3, {0, 0, 0}))));
 }
 
 TEST(RecogniserInput, IsInterpolatedLinearly) {

@@ -56,7 +56,7 @@ TEST(TextProbabilityMap, IsEmptyUnlessTheValuesAreASquare) {
   for (const std::size_t count : {0U, 2U, 3U, 5U, 8U, 1000U, 409599U, 409601U}) {
     EXPECT_TRUE(text_probability_map(std::vector<float>(count, 0.5F)).empty()) << count;
   }
-  EXPECT_EQ(text_probability_map(std::vector<float>(1, 0.5F)).size(), cv::Size(1, 1));
+  EXPECT_EQ(values_of(text_probability_map({0.5F})), std::vector<float>{0.5F});
   EXPECT_EQ(text_probability_map(std::vector<float>(409600, 0.5F)).size(), cv::Size(640, 640));
 }
 
@@ -177,9 +177,9 @@ TEST(TextBoxes, AreScaledToTheImage) {
 }
 
 TEST(TextBoxes, StartRoundedDownAndAreRoundedUpInSize) {
-  // x 101 x 0.3125 = 31.56, y 203 x 0.1 = 20.3, width 50 x 0.3125 = 15.6, height 64 x 0.1 = 6.4
-  EXPECT_THAT(boxes_of(640, {{101, 203, 50, 64}}, {200, 64}),
-              ElementsAre(cv::Rect(26, 16, 26, 15)));
+  // x 101 x 0.3125 = 31.6, y 208 x 0.1 = 20.8, width 52 x 0.3125 = 16.3, height 64 x 0.1 = 6.4
+  EXPECT_THAT(boxes_of(640, {{101, 208, 52, 64}}, {200, 64}),
+              ElementsAre(cv::Rect(26, 16, 27, 15)));
 }
 
 TEST(TextBoxes, AreScaledInSinglePrecision) {
@@ -216,6 +216,13 @@ TEST(TextBoxes, NeedARegionOfTwentyMapPixels) {
   EXPECT_THAT(text_boxes(mask, {640, 640}), SizeIs(1));
   mask.at<unsigned char>(200, 100) = 0;
   EXPECT_THAT(text_boxes(mask, {640, 640}), IsEmpty());
+}
+
+TEST(TextBoxes, AreMeasuredAlongEveryBendOfTheRegion) {
+  // A cross encloses its bars of 7 x 1 and 1 x 12, less their common 1, and half a pixel in each
+  // of its four bends: 20.
+  EXPECT_THAT(boxes_of(640, {{100, 205, 8, 2}, {102, 200, 2, 13}}, {640, 640}), SizeIs(1));
+  EXPECT_THAT(boxes_of(640, {{100, 205, 7, 2}, {102, 200, 2, 13}}, {640, 640}), IsEmpty());
 }
 
 TEST(TextBoxes, AreMeasuredOnTheMapWhateverTheImagesSize) {
@@ -378,6 +385,8 @@ TEST(ReadingOrder, RoundsACentreDown) {
   // Centres 10 and 22, then 10 and 23.
   EXPECT_TRUE(read_before({10, 12, 30, 20}, {100, 0, 30, 21}));
   EXPECT_FALSE(read_before({10, 13, 30, 20}, {100, 0, 30, 21}));
+  EXPECT_FALSE(read_before({100, 0, 30, 21}, {10, 12, 30, 20}));
+  EXPECT_TRUE(read_before({100, 0, 30, 21}, {10, 13, 30, 20}));
 }
 
 TEST(ReadingOrder, PutsNeitherOfTwoFirstWithoutADifference) {

@@ -30,6 +30,8 @@ const OcrText kRegionRival = {kBox, "AA"};
 const OcrText kKanaRival = {kBox, "あ"};
 const OcrText kDigitsRival = {kBox, "000"};
 
+constexpr int kMostVotes = 100;  // more than any test casts
+
 // The total of the votes for the value that wins a field: the number of votes that a rival needs
 // to win instead, as it wins ties.
 int winning_total(Readings readings, Field field, const OcrText& rival) {
@@ -37,7 +39,7 @@ int winning_total(Readings readings, Field field, const OcrText& rival) {
   const std::string winner = parse(readings, words).*field;
   if (winner.empty()) return 0;
   int total = 0;
-  while (parse(readings, words).*field == winner && total < 1000) {
+  while (parse(readings, words).*field == winner && total < kMostVotes) {
     readings.push_back(rival);
     ++total;
   }
