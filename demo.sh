@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Reads plates on this workstation with the public PP-OCR networks.
+# Reads plates on this workstation with the reference networks.
 #   ./demo.sh [LIST.csv [OUTPUT_DIR]]
-# Without a list it reads the rendered samples. Paths, also those in the list, are relative to the
+# Without a list it reads the rendered street frames. Paths, also those in the list, are relative to the
 # folder in which it is started.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
@@ -13,9 +13,8 @@ fi
 "$root/tools/setup.sh"
 
 if (($# == 0)); then cd "$root"; fi
-list="${1:-samples/rendered/rendered_expected.csv}"
+list="${1:-samples/street/street_expected.csv}"
 output_dir="${2:-output/demo}"
-networks="$root/models/host"
 log="$output_dir/kavrel.log"
 mkdir -p "$output_dir"
 echo "demo.sh: reading the plates of $list"
@@ -23,10 +22,12 @@ echo "demo.sh: reading the plates of $list"
 # The log is for later; of its lines the terminal shows the case that is read and what went wrong.
 final_result="$({
   "$root/build/kavrel" \
-    --plate-corner-model "$networks/plate_corner.onnx" \
-    --ppocr-det-model "$networks/ppocr_det.onnx" \
-    --ppocr-rec-model "$networks/ppocr_rec.onnx" \
-    --ocr-dict "$networks/ppocr_rec_dict.txt" \
+    --input-mode auto \
+    --plate-det-model "$root/models/reference/plate_det.onnx" \
+    --plate-corner-model "$root/models/reference/plate_corner.onnx" \
+    --ppocr-det-model "$root/models/host/ppocr_det.onnx" \
+    --ppocr-rec-model "$root/models/reference/plate_rec.onnx" \
+    --ocr-dict "$root/dict/plate_rec_dict.txt" \
     --dict-region "$root/dict/region_words.txt" \
     --input-list "$list" \
     --output-dir "$output_dir" 2>&1 >&3 |

@@ -18,7 +18,7 @@ try:
     import numpy as np
     import onnx
     from google.protobuf.message import DecodeError
-    from onnx import TensorProto, helper, numpy_helper
+    from onnx import helper, numpy_helper
 except ImportError as error:
     sys.exit(f"prepare_models.py: {error}; install python3-onnx and run with /usr/bin/python3")
 
@@ -30,7 +30,6 @@ DICTIONARY_SOURCE = "japan_dict.txt"
 
 DETECTOR = "ppocr_det.onnx"
 RECOGNISER = "ppocr_rec.onnx"
-CORNER = "plate_corner.onnx"
 DICTIONARY = "ppocr_rec_dict.txt"
 
 DETECTOR_INPUT = [1, 3, 640, 640]
@@ -41,7 +40,6 @@ RECOGNISER_MEAN = [127.5] * 3
 RECOGNISER_STD = [127.5] * 3
 # The recogniser gives one column of class scores per eight pixels of width.
 RECOGNISER_STEPS = RECOGNISER_INPUT[3] // 8
-CORNER_INPUT = [1, 3, 128, 256]
 
 PLATE_KANA = "あいうえおかきくけこさすせそたちつてとなにぬねのはひふほまみむめもやゆよらりるれろわ"
 REQUIRED = PLATE_KANA + string.digits + "-"
@@ -150,31 +148,6 @@ def class_count(path):
     return count
 
 
-def corner_model():
-    """There is no public corner network: this one answers the crop's corners.
-
-    Rectifying by them leaves the plate as it was cropped. The input counts for
-    nothing but has to be used, or the graph would have no input at all.
-    """
-    corners = np.array([[0, 0, 1, 0, 1, 1, 0, 1]], np.float32)
-    nodes = [
-        helper.make_node("ReduceMean", ["x"], ["brightness"], keepdims=0),
-        helper.make_node("Mul", ["brightness", "zero"], ["nothing"]),
-        helper.make_node("Add", ["own_corners", "nothing"], ["corners"]),
-    ]
-    constants = [
-        numpy_helper.from_array(np.array(0, np.float32), "zero"),
-        numpy_helper.from_array(corners, "own_corners"),
-    ]
-    pixels = helper.make_tensor_value_info("x", TensorProto.FLOAT, CORNER_INPUT)
-    result = helper.make_tensor_value_info("corners", TensorProto.FLOAT, [1, 8])
-    graph = helper.make_graph(nodes, "plate_corner", [pixels], [result], constants)
-    model = helper.make_model(graph, opset_imports=[helper.make_opsetid("", 13)])
-    model.ir_version = 8
-    onnx.checker.check_model(model)
-    return model
-
-
 def read_entries(path):
     """The dictionary's lines; a line ends only where a text editor ends it."""
     entries = path.read_bytes().decode("utf-8").split("\n")
@@ -212,7 +185,6 @@ def prepare(source, output):
     output.mkdir(parents=True, exist_ok=True)
     write_file(output / DETECTOR, detector.SerializeToString())
     write_file(output / RECOGNISER, recogniser.SerializeToString())
-    write_file(output / CORNER, corner_model().SerializeToString())
     write_file(output / DICTIONARY, "".join(f"{e}\n" for e in entries).encode("utf-8"))
 
 
@@ -230,7 +202,7 @@ def main():
     inputs = [arguments.source / name
               for name in (DETECTOR_SOURCE, RECOGNISER_SOURCE, DICTIONARY_SOURCE)]
     outputs = [arguments.output / name
-               for name in (DETECTOR, RECOGNISER, CORNER, DICTIONARY)]
+               for name in (DETECTOR, RECOGNISER, DICTIONARY)]
     for path in inputs:
         if not path.is_file():
             raise PreparationError(f"{path} is missing; run tools/fetch.sh")

@@ -17,7 +17,7 @@ const std::string kOutput = KAVREL_TEST_OUTPUT_DIR;
 
 Args host_args(const std::string& list) {
   Args args;
-  args.plate_corner_model = kSource + "/models/host/plate_corner.onnx";
+  args.plate_corner_model = kSource + "/models/reference/plate_corner.onnx";
   args.ppocr_det_model = kSource + "/models/host/ppocr_det.onnx";
   args.ppocr_rec_model = kSource + "/models/host/ppocr_rec.onnx";
   args.ocr_dict = kSource + "/models/host/ppocr_rec_dict.txt";
