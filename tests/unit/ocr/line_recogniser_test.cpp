@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <opencv2/imgproc.hpp>
+#include <opencv2/core.hpp>
+#include <stdexcept>
 #include <string>
 #include <vector>
 

@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 

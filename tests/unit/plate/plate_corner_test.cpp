@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 

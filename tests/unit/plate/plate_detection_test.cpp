@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
