@@ -20,8 +20,8 @@ namespace {
 const std::string kSource = KAVREL_SOURCE_DIR;
 const std::string kOutput = KAVREL_TEST_OUTPUT_DIR;
 
-// Figures to update on purpose: after a change that reads better, raise `least_correct` and lower
-// `most_misread` to what the test prints. A field that was not read at all is neither.
+// Figures to update on purpose, to what the test prints less one frame: processors differ in the
+// last bits of a network's sums. A field that was not read at all is neither correct nor misread.
 struct Record {
   const char* field;
   int least_correct;
@@ -31,11 +31,11 @@ struct Record {
 constexpr int kVehicles = 10;  // the first of the street list
 constexpr int kFrames = 41;
 constexpr std::array<Record, 5> kRecords = {{
-    {"final_plate_number", 0, 99},
-    {"region", 0, 99},
-    {"class_no", 0, 99},
-    {"kana", 0, 99},
-    {"serial", 0, 99},
+    {"final_plate_number", 40, 1},
+    {"region", 40, 1},
+    {"class_no", 40, 1},
+    {"kana", 40, 1},
+    {"serial", 40, 1},
 }};
 
 using Row = std::map<std::string, std::string>;

@@ -6,7 +6,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <numeric>
 #include <string>
@@ -28,7 +27,7 @@ void make_unopenable(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   ASSERT_LT(path.size(), sizeof address.sun_path);
-  std::strcpy(address.sun_path, path.c_str());
+  path.copy(address.sun_path, path.size());
   ASSERT_EQ(bind(socket_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   close(socket_fd);
 }
