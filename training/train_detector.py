@@ -39,10 +39,10 @@ LEAST_WIDTH = 28         # pixels; what is smaller nobody can read anyway
 
 # Windows see the pixels as the network will: a small one costs a fraction of a
 # frame, but only the whole frame holds near plates.
-SIDES = (320, 640, 320, 448)
+SIDES = (320, 640, 320, 640)
 SCALES = {320: (-0.35, 0.3), 448: (-0.3, 0.3), 640: (-0.15, 0.2)}   # natural logarithms
 STORE_FRAMES, FIRST_FRAMES, NEW_FRAMES = 300, 40, 1
-PLATES_PER_FRAME = (0.25, 0.5, 0.15, 0.1)     # none to three
+PLATES_PER_FRAME = (0.35, 0.45, 0.12, 0.08)     # none to three
 SIZES = ((960, 540), (800, 450), (640, 480), (720, 540))
 DARK_KINDS = ("business", "kei_business")
 
