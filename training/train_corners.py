@@ -319,7 +319,10 @@ def corner_planes(corners):
 
 
 def loss_of(net, pictures, corners, _aspect):
-    places = net.trunk(to_input(pictures))
+    # The fully connected part works in full: its outputs are finer than bfloat16 can tell apart.
+    with common.shortened():
+        places = net.trunk(to_input(pictures))
+    places = places.float()
     wanted, shown = corner_planes(corners), places[:, :4]
     missed = torch.where(wanted > 0, shown - wanted, shown.relu())
     return (functional.smooth_l1_loss(net.head(places), corners.flatten(1), beta=0.01)

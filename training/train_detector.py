@@ -145,7 +145,9 @@ def score_loss(logits, wanted, weight):
 
 def loss_of(net, images, wanted_boxes, states):
     """`states` per cell: 1 a plate's centre, 0 none, -1 not to be judged."""
-    maps = net(images.permute(0, 3, 1, 2).float())
+    with common.shortened():
+        maps = net(images.permute(0, 3, 1, 2).float())
+    maps = maps.float()
     centres = states == 1
     grid = cell_centres(maps.shape[-1]).to(maps.device)
     boxes = boxes_of(maps, grid).permute(0, 2, 3, 1)[centres]

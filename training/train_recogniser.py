@@ -30,7 +30,6 @@ PLACED = 0.5            # weight of the characters' places beside CTC
 HELD_OUT_SEED = 20_000_003
 CHECKED_LINES = 480     # for the progress line
 STEPS = plate_lines.INPUT_WIDTH // STEP
-BFLOAT16 = "avx512_bf16" in Path("/proc/cpuinfo").read_text(encoding="ascii", errors="ignore")
 
 
 # The dictionary
@@ -127,7 +126,7 @@ def loss_of(net, images, codes, places, lengths):
     CTC alone finds out only after a thousand steps or more where in the line the
     characters stand; the renderer knows it.
     """
-    with torch.autocast(images.device.type, torch.bfloat16, enabled=BFLOAT16):
+    with common.shortened():
         scores = net(picture(images))
     chances = scores.float().log_softmax(2)
     taken = torch.full((len(images),), STEPS, dtype=torch.long)
