@@ -15,6 +15,7 @@ held_out_error(net)  one figure for the progress line, lower is better
 import argparse
 import copy
 import math
+import multiprocessing
 import os
 import signal
 import sys
@@ -201,8 +202,14 @@ def train(net, args, samples, loss_of, held_out_error):
     if args.resume.exists() and not args.fresh:
         load(args.resume, progress, net, ema, adam)
     if progress.done() < 1:
-        loop(net, ema, adam, progress, batches(samples, args, progress.step), loss_of,
-             held_out_error)
+        try:
+            loop(net, ema, adam, progress, batches(samples, args, progress.step), loss_of,
+                 held_out_error)
+        except Exception:
+            # The workers ignore polite signals, and Python waits for them before it ends.
+            for worker in multiprocessing.active_children():
+                worker.kill()
+            raise
     return ema.eval()
 
 
