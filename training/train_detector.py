@@ -41,7 +41,7 @@ LEAST_WIDTH = 28         # pixels; what is smaller nobody can read anyway
 # frame, but only the whole frame holds near plates.
 SIDES = (320, 640, 320, 640)
 SCALES = {320: (-0.35, 0.3), 448: (-0.3, 0.3), 640: (-0.15, 0.2)}   # natural logarithms
-STORE_FRAMES, FIRST_FRAMES, NEW_FRAMES = 300, 40, 1
+STORE_FRAMES, FIRST_FRAMES = 300, 40
 PLATES_PER_FRAME = (0.35, 0.45, 0.12, 0.08)     # none to three
 SIZES = ((960, 540), (800, 450), (640, 480), (720, 540))
 DARK_KINDS = ("business", "kei_business")
@@ -313,7 +313,8 @@ def samples_for(pool, batch):
         store = Store(rng, pool)
         store.renew(FIRST_FRAMES)
         for side in itertools.cycle(SIDES):
-            store.renew(NEW_FRAMES)
+            # Every second batch: drawing a frame takes longer than learning from one.
+            store.renew(side == FRAME)
             yield store.batch(side, max(1, round(batch * (SIDES[0] / side) ** 2)))
     return samples
 
