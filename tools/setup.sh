@@ -6,7 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # A program that must be there, and the package that has it.
 programs=(g++:g++ cmake:cmake ninja:ninja-build npm:npm)
-packages=(libopencv-dev libgtest-dev libgmock-dev python3-onnx)
+packages=(libopencv-dev libgtest-dev libgmock-dev libclang-rt-14-dev python3-onnx)
 
 missing=()
 for entry in "${programs[@]}"; do
@@ -28,6 +28,6 @@ fi
 
 tools/fetch.sh
 tools/prepare_models.py
-[[ -f build/build.ninja ]] || cmake -S . -B build -G Ninja -DKAVREL_TESTS=ON >/dev/null
+[[ -f build/build.ninja ]] || cmake --preset default >/dev/null
 echo "setup.sh: building"
 ninja -C build --quiet
