@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Prints which lines and branches of src/ and host_runtime/ the tests run. Branches that only an
+# exception of a called function takes do not count.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+tools/setup.sh
+if ! command -v gcovr >/dev/null; then
+  as_root=()
+  ((EUID == 0)) || as_root=(sudo)
+  "${as_root[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
+    --no-install-recommends gcovr >/dev/null
+fi
+cmake --preset coverage >/dev/null
+ninja -C build/coverage --quiet
+find build/coverage -name '*.gcda' -delete
+ctest --preset coverage --parallel "$(nproc)" --quiet
+options=(--root . --filter src/ --filter host_runtime/ --exclude-throw-branches
+  --exclude-unreachable-branches)
+gcovr "${options[@]}" build/coverage
+gcovr "${options[@]}" --branches --print-summary build/coverage
