@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "app/text.h"
-#include "app/top_vote.h"
 #include "kana/kana_alphabet.h"
 #include "reading/plate_text.h"
 
@@ -36,13 +35,6 @@ constexpr int kFourDigitBonus = 6;      // a serial and nothing else
 constexpr int kCutDigitsBonus = 4;      // the last four of more digits
 constexpr int kRowOfThreeDigits = 8;    // three digits, in the row that tells what they are
 constexpr int kDoubtOfThreeDigits = 1;  // three digits, the other meaning
-
-struct FieldTallies {
-  Tally region;
-  Tally class_no;
-  Tally kana;
-  Tally serial;
-};
 
 // Longer words first: a name is tried before the shorter ones that it contains.
 std::vector<std::string> longest_first(std::vector<std::string> words) {
@@ -107,8 +99,8 @@ void vote_by_length(const std::string& run, const std::string& source, int weigh
   }
 }
 
-void cast_votes(const OcrText& reading, const std::vector<std::string>& sorted_words,
-                FieldTallies& tallies) {
+FieldTallies votes_of(const OcrText& reading, const std::vector<std::string>& sorted_words) {
+  FieldTallies tallies;
   const std::string text = remove_spaces(reading.text);
   const int weight = weight_of(reading.source);
   const std::string region = find_region(text, sorted_words);
@@ -118,6 +110,18 @@ void cast_votes(const OcrText& reading, const std::vector<std::string>& sorted_w
   const std::vector<std::string> runs = digit_runs(text);
   vote_by_position(runs, weight, tallies);
   for (const std::string& run : runs) vote_by_length(run, reading.source, weight, tallies);
+  return tallies;
+}
+
+void add(const Tally& votes, Tally& totals) {
+  for (const auto& [candidate, vote] : votes) totals[candidate] += vote;
+}
+
+void add(const FieldTallies& votes, FieldTallies& totals) {
+  add(votes.region, totals.region);
+  add(votes.class_no, totals.class_no);
+  add(votes.kana, totals.kana);
+  add(votes.serial, totals.serial);
 }
 
 PlateFields top_fields(const FieldTallies& tallies) {
@@ -147,19 +151,27 @@ bool upper_row_shows_serial(const PlateFields& fields, const std::vector<OcrText
 
 }  // namespace
 
-PlateFields parse_jp_plate(const std::vector<OcrText>& texts,
+PlateDecision decide_plate(const std::vector<OcrText>& texts,
                            const std::vector<std::string>& region_words) {
   const std::vector<std::string> sorted_words = longest_first(region_words);
-  FieldTallies tallies;
-  for (const OcrText& reading : texts) cast_votes(reading, sorted_words, tallies);
-  PlateFields fields = top_fields(tallies);
+  PlateDecision decision;
+  for (const OcrText& reading : texts) {
+    decision.votes.push_back(votes_of(reading, sorted_words));
+    add(decision.votes.back(), decision.totals);
+  }
+  PlateFields& fields = decision.fields;
+  fields = top_fields(decision.totals);
   const bool both_three_digits =
       fields.class_no.size() == kClassDigits && fields.serial.size() == kClassDigits;
-  if (both_three_digits && upper_row_shows_serial(fields, texts, sorted_words)) {
-    std::swap(fields.class_no, fields.serial);
-  }
+  decision.exchanged = both_three_digits && upper_row_shows_serial(fields, texts, sorted_words);
+  if (decision.exchanged) std::swap(fields.class_no, fields.serial);
   fields.final_plate_number = assemble_plate_number(fields);
-  return fields;
+  return decision;
+}
+
+PlateFields parse_jp_plate(const std::vector<OcrText>& texts,
+                           const std::vector<std::string>& region_words) {
+  return decide_plate(texts, region_words).fields;
 }
 
 }  // namespace kavrel

@@ -5,16 +5,37 @@
 #include <string>
 #include <vector>
 
+#include "app/top_vote.h"
 #include "ocr/ocr_text.h"
 #include "reading/plate_fields.h"
 
 namespace kavrel {
+
+// Votes for values of each field.
+struct FieldTallies {
+  Tally region;
+  Tally class_no;
+  Tally kana;
+  Tally serial;
+};
+
+// How the fields of a plate were decided.
+struct PlateDecision {
+  std::vector<FieldTallies> votes;  // one reading's each, in the order of the readings
+  FieldTallies totals;              // their sums
+  bool exchanged = false;           // class number and serial, after the vote
+  PlateFields fields;
+};
 
 // Every reading votes for values of the fields, weighted by the part of the plate that it comes
 // from (`source`, see run_whole_plate_ocr_variants); each field takes the value with the highest
 // total. Then class number and serial are exchanged where both have three digits and the readings
 // of the upper row show the serial more often. `region_words`: the known region names, in any
 // order.
+PlateDecision decide_plate(const std::vector<OcrText>& texts,
+                           const std::vector<std::string>& region_words);
+
+// The fields of decide_plate.
 PlateFields parse_jp_plate(const std::vector<OcrText>& texts,
                            const std::vector<std::string>& region_words);
 

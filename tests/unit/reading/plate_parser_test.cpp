@@ -348,5 +348,47 @@ TEST(PlateParser, NeverExchangesASerialOfFourDigits) {
   expect_fields(fields, "123", "12-34");
 }
 
+// 品川 500 あ 12-34 as a whole (weight 2), its upper row (4) and its lower row (3).
+const Readings kPlateAndRows = {
+    {kFull, "品川 500 あ 12-34"}, {kUpper, "品川500"}, {kLower, "あ12-34"}};
+
+TEST(PlateDecision, ShowsTheVotesOfEachReading) {
+  const PlateDecision decision = decide_plate(kPlateAndRows, {"品川"});
+  ASSERT_EQ(decision.votes.size(), 3U);
+  EXPECT_EQ(decision.votes[0].region, (Tally{{"品川", 2}}));
+  EXPECT_EQ(decision.votes[0].class_no, (Tally{{"500", 8}}));
+  EXPECT_EQ(decision.votes[0].kana, (Tally{{"あ", 2}}));
+  EXPECT_EQ(decision.votes[0].serial, (Tally{{"12-34", 15}, {"500", 1}}));
+  EXPECT_EQ(decision.votes[1].region, (Tally{{"品川", 4}}));
+  EXPECT_EQ(decision.votes[1].class_no, (Tally{{"500", 8}}));
+  EXPECT_EQ(decision.votes[1].kana, Tally());
+  EXPECT_EQ(decision.votes[1].serial, (Tally{{"500", 1}}));
+  EXPECT_EQ(decision.votes[2].kana, (Tally{{"あ", 3}}));
+  EXPECT_EQ(decision.votes[2].serial, (Tally{{"12-34", 9}}));
+}
+
+TEST(PlateDecision, SumsTheVotes) {
+  const PlateDecision decision = decide_plate(kPlateAndRows, {"品川"});
+  EXPECT_EQ(decision.totals.region, (Tally{{"品川", 6}}));
+  EXPECT_EQ(decision.totals.class_no, (Tally{{"500", 16}}));
+  EXPECT_EQ(decision.totals.kana, (Tally{{"あ", 5}}));
+  EXPECT_EQ(decision.totals.serial, (Tally{{"12-34", 24}, {"500", 2}}));
+  EXPECT_FALSE(decision.exchanged);
+  EXPECT_EQ(decision.fields.final_plate_number, "品川 500 あ 12-34");
+}
+
+TEST(PlateDecision, TellsThatFieldsWereExchanged) {
+  const Words words = {"品川"};
+  EXPECT_TRUE(decide_plate({{kBox, "品川123い456"}, {kBox, "品川456"}}, words).exchanged);
+  EXPECT_FALSE(decide_plate({{kBox, "品川123い456"}, {kBox, "品川123"}}, words).exchanged);
+}
+
+TEST(PlateDecision, KeepsThePlaceOfAReadingWithoutVotes) {
+  const PlateDecision decision = decide_plate({{kBox, "-"}, {kFull, "あ"}}, {"品川"});
+  ASSERT_EQ(decision.votes.size(), 2U);
+  EXPECT_EQ(decision.votes[0].kana, Tally());
+  EXPECT_EQ(decision.votes[1].kana, (Tally{{"あ", 2}}));
+}
+
 }  // namespace
 }  // namespace kavrel
