@@ -115,6 +115,11 @@ void ProgramTest::make_directory(const std::string& path) const {
   fs::create_directories(work_ / path);
 }
 
+void ProgramTest::link_to(const std::string& target, const std::string& path) const {
+  fs::create_directories((work_ / path).parent_path());
+  fs::create_symlink(target, work_ / path);
+}
+
 std::vector<std::string> ProgramTest::files(const std::string& directory) const {
   std::vector<std::string> names;
   for (const auto& entry : fs::recursive_directory_iterator(work_ / directory)) {

@@ -56,6 +56,7 @@ class ProgramTest : public testing::Test {
   void remove(const std::string& path) const;
   bool exists(const std::string& path) const;
   void make_directory(const std::string& path) const;
+  void link_to(const std::string& target, const std::string& path) const;
 
   // Names of all files below a directory, relative to it, in byte-wise order.
   std::vector<std::string> files(const std::string& directory = ".") const;
