@@ -4,7 +4,7 @@
 namespace kavrel_test {
 namespace {
 
-using testing::HasSubstr;
+using testing::EndsWith;
 
 constexpr char kUsage[] =
     "Usage: kavrel [options]\n"
@@ -119,14 +119,16 @@ TEST_F(CommandLine, ReadsTheFilesThatTheOptionsName) {
       {"--ppocr-rec-model", kReaderModel},    {"--dict-region", kRegionWords},
       {"--ocr-dict", kOcrDictionary},         {"--input-list", kCaseList}};
   std::vector<std::string> arguments = {"--output-dir", "elsewhere"};
+  const std::string directory = "na'm\"ed\n$(touch hit) `touch hit`\xFF/";
   for (const auto& [option, path] : named) {
-    write("named/" + option, read(path));
+    write(directory + option, read(path));
     remove(path);
-    arguments.insert(arguments.end(), {option, "named/" + option});
+    arguments.insert(arguments.end(), {option, directory + option});
   }
   EXPECT_EQ(run(arguments).status, 0);
   EXPECT_TRUE(exists("elsewhere/summary.csv"));
   EXPECT_FALSE(exists("output"));
+  EXPECT_FALSE(exists("hit")) << "a shell has read a name";
 }
 
 TEST_F(CommandLine, NeedsTheDetectorModelInFrameMode) {
@@ -165,12 +167,18 @@ TEST_F(CommandLine, ReportsAnOutputDirectoryThatCannotBeMade) {
 
 TEST_F(CommandLine, TakesTheOutputDirectoryVerbatim) {
   for (const std::string directory :
-       {"it's $HOME; \"here\" `now`", "a//b/../c/.", "日本 語", "back\\slash*?"}) {
+       {"it's $HOME; \"here\" `touch hit`", "a//b/../c/.", "日本 語", "back\\slash*?", "two\nlines",
+        "$(touch hit)", "'; touch hit; '", "\xFF\xFE", "./-p"}) {
     const Outcome outcome = run({"--output-dir", directory});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(last_line(outcome.out), "summary=" + directory + "/summary.csv");
+    EXPECT_THAT(outcome.out, EndsWith("\nsummary=" + directory + "/summary.csv\n"));
     EXPECT_EQ(files(directory).size(), 3U) << directory;
   }
+  EXPECT_FALSE(exists("hit")) << "a shell has read a name";
+}
+
+TEST_F(CommandLine, FailsWithMkdirOnAnOutputDirectoryThatLooksLikeAnOption) {
+  EXPECT_THAT(run({"--output-dir", "-x"}), FailsWith("mkdir failed: -x"));
 }
 
 // One box of score `score`; the run reports whether it passed the threshold by the fallback line.

@@ -153,7 +153,7 @@ TEST_F(Report, LetsImagesOfOneBaseNameShareADirectoryAndAGroup) {
 }
 
 TEST_F(Report, CopesWithAnyCharacterInANameOrText) {
-  const std::string base = "it's $HOME; `no`. 1, 日本";
+  const std::string base = "-it's $HOME; $(touch hit)`touch hit`. 1, 日本\xFF";
   write_image("a b/" + base + ".png", colourful(40, 20));
   list_cases("\"a b/" + base + ".png\",\"x,y\"\n");
   const Outcome outcome = run();
@@ -163,6 +163,7 @@ TEST_F(Report, CopesWithAnyCharacterInANameOrText) {
               HasSubstr("\n\"" + base + "\",\"a b/" + base + ".png\",\"x,y\"," + kShinagawaNumber +
                         ",check,"));
   EXPECT_TRUE(exists(kCases + "/" + base + "/result.txt"));
+  EXPECT_FALSE(exists("hit")) << "a shell has read a name";
 }
 
 TEST_F(Report, EscapesTheOutputDirectoryInJsonOnly) {
