@@ -64,7 +64,8 @@ TEST_F(Failure, WhileLoadingNamesTheStepAndStopsTheRun) {
         {"fail in_out_num * -1", "RKNN_QUERY_IN_OUT_NUM failed: " + model.path},
         {"fail input_attr 0 -1", "RKNN_QUERY_INPUT_ATTR failed"},
         {"input two 1\nfail input_attr 1 -1", "RKNN_QUERY_INPUT_ATTR failed"},
-        {"fail output_attr 0 -1", "RKNN_QUERY_OUTPUT_ATTR failed"}};
+        {"fail output_attr 0 -1", "RKNN_QUERY_OUTPUT_ATTR failed"},
+        {"output two 1\nfail output_attr 1 -1", "RKNN_QUERY_OUTPUT_ATTR failed"}};
     for (const auto& [statement, message] : steps) {
       SCOPED_TRACE(model.label + ": " + statement);
       const Outcome outcome = run_with(model, statement);
