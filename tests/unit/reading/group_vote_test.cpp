@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -104,6 +105,49 @@ TEST(VoteGroup, IsDefaultWithoutFrames) {
   EXPECT_EQ(group.expected, "");
   EXPECT_EQ(group.frame_count, 0);
   EXPECT_EQ(group.fields.final_plate_number, "");
+}
+
+// Frames of a few values each, many of them empty, so that ties and gaps are frequent.
+std::vector<FrameResult> random_frames(std::mt19937& random) {
+  const auto one_of = [&](const std::vector<std::string>& values) {
+    return values[random() % values.size()];
+  };
+  std::vector<FrameResult> frames(1 + random() % 6);
+  for (FrameResult& frame : frames) {
+    frame.group_id = one_of({"car1", "car2"});
+    frame.expected = one_of({"", "品川 500 あ 12-34"});
+    frame.fields = {one_of({"", "品川", "横浜"}), one_of({"", "300", "500"}),
+                    one_of({"", "あ", "か", "さ"}), one_of({"", "12-34", "123"}), "not looked at"};
+  }
+  return frames;
+}
+
+std::vector<std::string> values_of(const PlateFields& fields) {
+  return {fields.region, fields.class_no, fields.kana, fields.serial, fields.final_plate_number};
+}
+
+TEST(VoteGroup, GivesTheSameFieldsForAnyOrderOfFrames) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<FrameResult> frames = random_frames(random);
+    const GroupResult group = vote_group(frames);
+    std::shuffle(frames.begin(), frames.end(), random);
+    const GroupResult shuffled = vote_group(frames);
+    ASSERT_EQ(values_of(shuffled.fields), values_of(group.fields)) << round;
+    ASSERT_EQ(shuffled.frame_count, group.frame_count) << round;
+    ASSERT_EQ(shuffled.group_id, frames.front().group_id) << round;
+    ASSERT_EQ(shuffled.expected, frames.front().expected) << round;
+  }
+}
+
+TEST(VoteGroup, GivesTheFieldsOfASingleFrame) {
+  std::mt19937 random(2);
+  for (int round = 0; round < 2000; ++round) {
+    const FrameResult frame = random_frames(random).front();
+    PlateFields expected = frame.fields;
+    expected.final_plate_number = assemble_plate_number(expected);
+    ASSERT_EQ(values_of(vote_group({frame}).fields), values_of(expected)) << round;
+  }
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -388,6 +390,68 @@ TEST(PlateDecision, KeepsThePlaceOfAReadingWithoutVotes) {
   ASSERT_EQ(decision.votes.size(), 2U);
   EXPECT_EQ(decision.votes[0].kana, Tally());
   EXPECT_EQ(decision.votes[1].kana, (Tally{{"あ", 2}}));
+}
+
+// Readings put together from pieces of plates, of any source, in which words, kana and digits meet
+// often enough for ties and for exchanges of class number and serial.
+Readings random_readings(std::mt19937& random, const Words& words) {
+  const std::vector<std::string> sources = {kBox, kFull, kUpper, kLower, kSerial};
+  Words pieces = {"12-34", "12-35", "500", "501", "7", "98765", "あ", "か", "し", " ", "-", "x"};
+  pieces.insert(pieces.end(), words.begin(), words.end());
+  Readings readings(random() % 12);
+  for (OcrText& reading : readings) {
+    reading.source = sources[random() % sources.size()];
+    for (std::size_t i = random() % 6; i > 0; --i) reading.text += pieces[random() % pieces.size()];
+  }
+  return readings;
+}
+
+std::vector<std::string> values_of(const PlateFields& fields) {
+  return {fields.region, fields.class_no, fields.kana, fields.serial, fields.final_plate_number};
+}
+
+TEST(PlateParser, GivesTheSameFieldsForAnyOrderOfReadings) {
+  const Words words = {"川", "品川", "横浜", "ABC"};
+  std::mt19937 random(3);
+  for (int round = 0; round < 5000; ++round) {
+    Readings readings = random_readings(random, words);
+    const std::vector<std::string> fields = values_of(parse(readings, words));
+    std::shuffle(readings.begin(), readings.end(), random);
+    ASSERT_EQ(values_of(parse(readings, words)), fields) << round;
+  }
+}
+
+// Of words of equal length only the order in the file tells which one a reading with both means.
+bool shows_two_of_a_length(const Readings& readings, const Words& words) {
+  return std::any_of(readings.begin(), readings.end(), [&](const OcrText& reading) {
+    return std::any_of(words.begin(), words.end(), [&](const std::string& word) {
+      return std::any_of(words.begin(), words.end(), [&](const std::string& other) {
+        return word != other && word.size() == other.size() &&
+               reading.text.find(word) != std::string::npos &&
+               reading.text.find(other) != std::string::npos;
+      });
+    });
+  });
+}
+
+TEST(PlateParser, GivesTheSameFieldsForAnyOrderOfRegionWords) {
+  Words words = {"川", "浜", "品川", "横浜", "石川県", "A"};
+  std::mt19937 random(4);
+  int compared = 0;
+  for (int round = 0; round < 8000; ++round) {
+    const Readings readings = random_readings(random, words);
+    if (shows_two_of_a_length(readings, words)) continue;
+    const std::vector<std::string> fields = values_of(parse(readings, words));
+    std::shuffle(words.begin(), words.end(), random);
+    ASSERT_EQ(values_of(parse(readings, words)), fields) << round;
+    ++compared;
+  }
+  EXPECT_GT(compared, 2000);
+}
+
+TEST(PlateParser, TakesTheFirstInTheFileOfWordsOfEqualLength) {
+  EXPECT_EQ(parse({{kBox, "横浜品川"}}, {"品川", "横浜"}).region, "品川");
+  EXPECT_EQ(parse({{kBox, "品川横浜"}}, {"横浜", "品川"}).region, "横浜");
 }
 
 }  // namespace
