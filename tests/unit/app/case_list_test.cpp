@@ -66,6 +66,12 @@ TEST(CaseList, RecognisesTheHeaderByItsFirstCellAlone) {
   EXPECT_THAT(cases_of(" \"image_path\" ,x\n"), IsEmpty());
 }
 
+TEST(CaseList, TakesAByteOrderMarkForPartOfTheFirstCell) {
+  EXPECT_THAT(cases_of("\xEF\xBB\xBFimage_path,expected\na.jpg,E\n"),
+              ElementsAre(CaseItem{"\xEF\xBB\xBFimage_path", "expected", "\xEF\xBB\xBFimage_path"},
+                          CaseItem{"a.jpg", "E", "a"}));
+}
+
 TEST(CaseList, LooksForTheHeaderInTheFirstLineThatIsNotBlank) {
   EXPECT_THAT(cases_of("\n \t\r\nimage_path,group_id\na.jpg,G\n"),
               ElementsAre(CaseItem{"a.jpg", "", "G"}));

@@ -89,6 +89,21 @@ TEST(TextProbabilityMap, BringsInfiniteLogitsToTheirLimits) {
               ElementsAre(1.0F, 0.0F, 1.0F, 0.0F));
 }
 
+// Nothing is less or greater than a first value that is no number.
+TEST(TextProbabilityMap, LooksForNoLogitBehindAFirstValueThatIsNoNumber) {
+  const std::vector<float> map = values_of(text_probability_map({kNaN, 5.0F, -5.0F, 0.5F}));
+  EXPECT_TRUE(std::isnan(map[0]));
+  EXPECT_EQ(std::vector<float>(map.begin() + 1, map.end()),
+            (std::vector<float>{5.0F, -5.0F, 0.5F}));
+}
+
+TEST(TextProbabilityMap, PassesOverALaterValueThatIsNoNumber) {
+  const std::vector<float> map = values_of(text_probability_map({0.5F, kNaN, 5.0F, 0.0F}));
+  EXPECT_NEAR(map[0], logistic(0.5F), 1e-6F);
+  EXPECT_TRUE(std::isnan(map[1]));
+  EXPECT_EQ(map[3], 0.5F);
+}
+
 cv::Mat black_map(int side) { return cv::Mat(side, side, CV_32F, cv::Scalar(0)); }
 
 cv::Mat mask_of(const cv::Size& size, const std::vector<cv::Rect>& regions) {
