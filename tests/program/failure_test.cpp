@@ -79,6 +79,28 @@ TEST_F(Failure, WhileLoadingNamesTheStepAndStopsTheRun) {
   }
 }
 
+// A directory can be opened, so that it passes for a file that is there, but not read. The three
+// are made good in the order in which they are read.
+TEST_F(Failure, ToReadADictionaryOrTheCasesStopsTheRunBeforeItSaysAnything) {
+  const std::vector<std::pair<std::string, std::string>> inputs = {
+      {kRegionWords, "failed to open: "},
+      {kOcrDictionary, "failed to open: "},
+      {kCaseList, "failed to open input list: "}};
+  for (const auto& [path, message] : inputs) {
+    remove(path);
+    make_directory(path);
+  }
+  for (const auto& [path, message] : inputs) {
+    const Outcome outcome = run();
+    EXPECT_THAT(outcome, FailsWith(message + path));
+    EXPECT_THAT(lines_of(outcome.err), SizeIs(1));
+    EXPECT_TRUE(exists(kCases)) << "the directories are made first";
+    remove(path);
+    write(path, "");
+  }
+  EXPECT_EQ(run().status, 0);
+}
+
 TEST_F(Failure, OfAnEmptyModelFileIsTheRuntimesToTell) {
   write(kCornerModel, "");
   EXPECT_THAT(run(), FailsWith("rknn_init failed: " + kCornerModel + ", ret=-6"));
