@@ -1,0 +1,308 @@
+// What a case costs: kavrel on a runtime whose answers cost nothing against the floor program, how
+// that grows with the number of cases, and the share of the networks when they are real.
+//
+// Times are CPU times but for the shares; figures that are compared come from runs that alternate.
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "dictionary.h"
+#include "scene.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Figures = std::map<std::string, double>;  // what the meter wrote
+
+// Whether the recogniser shows the kana, or all candidates of the kana search are read.
+enum class Kana { kShown, kSearched };
+
+const char* name_of(Kana kana) { return kana == Kana::kShown ? "without" : "with"; }
+
+void write_file(const fs::path& path, const std::string& text) {
+  std::ofstream file(path);
+  file << text;
+  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
+}
+
+std::string read_file(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A directory of its own that is removed at the end.
+class Scratch {
+ public:
+  Scratch() {
+    std::string name = (fs::temp_directory_path() / "kavrel_bench_XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make " + name);
+    path_ = name;
+  }
+  ~Scratch() { fs::remove_all(path_); }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+[[noreturn]] void become(const std::vector<std::string>& command, const std::string& runtime_dir,
+                         const fs::path& figures) {
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  dup2(nowhere, STDOUT_FILENO);
+  dup2(nowhere, STDERR_FILENO);
+  setenv("LD_LIBRARY_PATH", runtime_dir.c_str(), 1);
+  setenv("LD_PRELOAD", METER_LIBRARY, 1);
+  setenv("KAVREL_METER", figures.c_str(), 1);
+  std::vector<char*> arguments;
+  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  execv(arguments[0], arguments.data());
+  _exit(127);
+}
+
+// Runs a program under the meter.
+Figures measure(const std::vector<std::string>& command, const std::string& runtime_dir,
+                const fs::path& scratch) {
+  const fs::path path = scratch / "figures";
+  const pid_t child = fork();
+  if (child == 0) become(command, runtime_dir, path);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0) throw std::runtime_error(command[0] + " failed");
+  Figures figures;
+  std::ifstream file(path);
+  std::string key;
+  for (double value = 0; file >> key >> value;) figures[key] = value;
+  return figures;
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+// `cases` frames, all the sample, as the two programs list them. Names come again after a while, so
+// that long lists do not fill the disk.
+void make_list(const fs::path& scratch, int cases) {
+  constexpr int kNames = 50;
+  fs::create_directories(scratch / "frames");
+  std::string csv = "image_path,expected,group_id\n";
+  std::string lines;
+  for (int i = 0; i < cases; ++i) {
+    const fs::path frame = scratch / "frames" / ("case_" + std::to_string(i % kNames) + ".jpg");
+    if (!fs::exists(frame)) fs::create_symlink(fs::absolute(bench::kSampleImage), frame);
+    csv += frame.string() + ",品川 330 あ 12-34,car_" + std::to_string(i / 4) + "\n";
+    lines += frame.string() + "\n";
+  }
+  write_file(scratch / "list.csv", csv);
+  write_file(scratch / "list.txt", lines);
+}
+
+std::string numbers(const std::vector<float>& values) {
+  std::string text;
+  for (const float value : values) text += " " + std::to_string(value);
+  return text;
+}
+
+std::string plate_det_script() {
+  const std::string side = std::to_string(bench::kPlateDetSide);
+  const auto left = static_cast<float>(bench::kPlate.x);
+  const auto top = static_cast<float>(bench::kPlate.y);
+  const auto right = static_cast<float>(bench::kPlate.br().x - 1);
+  const auto bottom = static_cast<float>(bench::kPlate.br().y - 1);
+  return "name plate\ninput image 1,3," + side + "," + side +
+         "\noutput boxes 1,1,6\nanswer * 0 floats" +
+         numbers({0, bench::kPlateScore, left, top, right, bottom}) + "\n";
+}
+
+std::string corner_script() {
+  std::vector<float> values;
+  for (const cv::Point2f& corner : bench::kCorners) {
+    values.push_back(corner.x);
+    values.push_back(corner.y);
+  }
+  return "name corner\ninput image 1,3,128,256\noutput corners 1,8\nanswer * 0 floats" +
+         numbers(values) + "\n";
+}
+
+std::string text_det_script() {
+  const std::string side = std::to_string(bench::kMapSide);
+  std::string script = "name lines\ninput image 1,3,640,640\noutput map 1,1," + side + "," + side +
+                       "\nanswer * 0 fill " + std::to_string(bench::kMapSide * bench::kMapSide) +
+                       " 0\n";
+  for (const cv::Rect& line : bench::kTextLines) {
+    script += "answer * 0 rect " + std::to_string(line.x) + " " + std::to_string(line.y) + " " +
+              std::to_string(line.width) + " " + std::to_string(line.height) + " " +
+              std::to_string(bench::kTextProbability) + "\n";
+  }
+  return script;
+}
+
+std::string text_rec_script(const std::vector<std::string>& dictionary, Kana kana) {
+  const std::string classes = std::to_string(dictionary.size() + 1);
+  std::string script = "name reader\ninput image 1,3,48,320\noutput steps 1," +
+                       std::to_string(bench::kSteps) + "," + classes + "\nanswer * 0 steps " +
+                       classes;
+  const std::string text = kana == Kana::kShown ? "品川330あ12-34" : "品川330-12-34";
+  for (const int index : bench::classes_of(text, dictionary)) script += " " + std::to_string(index);
+  return script + "\n";
+}
+
+// The four models of a run and the dictionary that fits.
+void make_models(const fs::path& scratch, int classes, Kana kana) {
+  const std::vector<std::string> dictionary = bench::make_dictionary(classes);
+  std::string lines;
+  for (const std::string& entry : dictionary) lines += entry + "\n";
+  write_file(scratch / "dict.txt", lines);
+  write_file(scratch / "plate_det", plate_det_script());
+  write_file(scratch / "plate_corner", corner_script());
+  write_file(scratch / "text_det", text_det_script());
+  write_file(scratch / "text_rec", text_rec_script(dictionary, kana));
+}
+
+Figures run_kavrel(const fs::path& scratch, int cases) {
+  make_list(scratch, cases);
+  return measure(
+      {KAVREL_PROGRAM, "--input-mode", "frame", "--plate-det-model", scratch / "plate_det",
+       "--plate-corner-model", scratch / "plate_corner", "--ppocr-det-model", scratch / "text_det",
+       "--ppocr-rec-model", scratch / "text_rec", "--ocr-dict", scratch / "dict.txt",
+       "--dict-region", "dict/region_words.txt", "--input-list", scratch / "list.csv",
+       "--output-dir", scratch / "kavrel"},
+      FREE_RUNTIME_DIR, scratch);
+}
+
+Figures run_floor(const fs::path& scratch, int cases, Kana kana) {
+  make_list(scratch, cases);
+  fs::create_directories(scratch / "floor" / "cases");
+  return measure({FLOOR_PROGRAM, scratch / "list.txt", scratch / "floor", name_of(kana)},
+                 FREE_RUNTIME_DIR, scratch);
+}
+
+// A floor that writes other pictures than kavrel would be none.
+void require_equal_pictures(const fs::path& scratch) {
+  int count = 0;
+  for (const auto& entry : fs::directory_iterator(scratch / "kavrel/cases/case_0")) {
+    if (entry.path().extension() != ".jpg") continue;
+    ++count;
+    const fs::path twin = scratch / "floor/cases/case_0" / entry.path().filename();
+    if (read_file(entry.path()) != read_file(twin)) {
+      throw std::runtime_error("the floor's picture differs: " + twin.string());
+    }
+  }
+  std::printf("  The floor writes the same %d pictures, byte for byte.\n", count);
+}
+
+void compare_with_floor(int classes, Kana kana) {
+  const Scratch scratch;
+  make_models(scratch.path(), classes, kana);
+  const int few = kana == Kana::kShown ? 10 : 1;
+  const int many = kana == Kana::kShown ? 50 : 6;
+  std::vector<double> ratios, kavrel_ms, floor_ms, shell_ms;
+  for (int round = 0; round < 5; ++round) {
+    const Figures kavrel_few = run_kavrel(scratch.path(), few);
+    const Figures floor_few = run_floor(scratch.path(), few, kana);
+    const Figures kavrel_many = run_kavrel(scratch.path(), many);
+    const Figures floor_many = run_floor(scratch.path(), many, kana);
+    const double per_case = 1000.0 / (many - few);
+    kavrel_ms.push_back((kavrel_many.at("cpu_s") - kavrel_few.at("cpu_s")) * per_case);
+    floor_ms.push_back((floor_many.at("cpu_s") - floor_few.at("cpu_s")) * per_case);
+    shell_ms.push_back((kavrel_many.at("shell_s") - kavrel_few.at("shell_s")) * per_case);
+    ratios.push_back(kavrel_ms.back() / floor_ms.back());
+  }
+  std::printf("%s the kana search, %d classes: kavrel / floor = %.3f (rounds", name_of(kana),
+              classes, median(ratios));
+  for (const double ratio : ratios) std::printf(" %.3f", ratio);
+  std::printf(")\n  CPU a case: kavrel %.2f ms, floor %.2f ms, beside it mkdir's shell %.2f ms\n",
+              median(kavrel_ms), median(floor_ms), median(shell_ms));
+  require_equal_pictures(scratch.path());
+}
+
+void show_growth(int classes, Kana kana, const std::vector<int>& counts) {
+  const Scratch scratch;
+  make_models(scratch.path(), classes, kana);
+  std::printf("%s the kana search, %d classes:\n", name_of(kana), classes);
+  Figures first;
+  for (const int cases : counts) {
+    const Figures figures = run_kavrel(scratch.path(), cases);
+    if (first.empty()) first = figures;
+    const double more = std::max(cases - counts.front(), 1);
+    std::printf("  %4d cases: CPU %.2f ms a case, peak %.1f MiB, page faults %.0f a case", cases,
+                1000.0 * figures.at("cpu_s") / cases, figures.at("peak_kib") / 1024,
+                figures.at("page_faults") / cases);
+    std::printf("; over the first row: heap %.0f and peak %.0f bytes a case\n",
+                (figures.at("heap_bytes") - first.at("heap_bytes")) / more,
+                1024 * (figures.at("peak_kib") - first.at("peak_kib")) / more);
+  }
+}
+
+// Every step-th frame of the street samples.
+void make_street_list(const fs::path& path, int step) {
+  std::ifstream samples("samples/street/street_expected.csv");
+  std::string line;
+  std::getline(samples, line);
+  std::string csv = line + "\n";
+  for (int i = 0; std::getline(samples, line); ++i) {
+    if (i % step == 0) csv += line + "\n";
+  }
+  write_file(path, csv);
+}
+
+void show_shares(const std::string& recogniser, const std::string& dictionary, int step) {
+  const Scratch scratch;
+  make_street_list(scratch.path() / "list.csv", step);
+  const Figures figures =
+      measure({KAVREL_PROGRAM, "--input-mode", "frame", "--plate-det-model",
+               "models/reference/plate_det.onnx", "--plate-corner-model",
+               "models/reference/plate_corner.onnx", "--ppocr-det-model",
+               "models/host/ppocr_det.onnx", "--ppocr-rec-model", recogniser, "--ocr-dict",
+               dictionary, "--dict-region", "dict/region_words.txt", "--input-list",
+               scratch.path() / "list.csv", "--output-dir", scratch.path() / "kavrel"},
+              HOST_RUNTIME_DIR, scratch.path());
+  const double outside = figures.at("cases_s") - figures.at("pictures_s");
+  std::printf("%s, %.0f runs: inference is %.1f %% of the wall time outside of picture writing",
+              recogniser.c_str(), figures.at("runs"), 100 * figures.at("runtime_s") / outside);
+  std::printf(" (%.1f %% of all; writing pictures %.1f %%)\n",
+              100 * figures.at("runtime_s") / figures.at("cases_s"),
+              100 * figures.at("pictures_s") / figures.at("cases_s"));
+}
+
+void run_all() {
+  std::puts("== CPU time against the floor");
+  for (const Kana kana : {Kana::kShown, Kana::kSearched}) {
+    for (const int classes : {97, 6906, 18385}) compare_with_floor(classes, kana);
+  }
+  std::puts("\n== Growth with the number of cases");
+  show_growth(6906, Kana::kShown, {10, 100, 1000});
+  show_growth(6906, Kana::kSearched, {10, 100});
+  std::puts("\n== Share of the networks");
+  show_shares("models/reference/plate_rec.onnx", "dict/plate_rec_dict.txt", 14);
+  show_shares("models/host/ppocr_rec.onnx", "models/host/ppocr_rec_dict.txt", 56);
+}
+
+}  // namespace
+
+int main() {
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  try {
+    fs::current_path(SOURCE_DIR);
+    run_all();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "case_cost: %s\n", error.what());
+    return 1;
+  }
+}

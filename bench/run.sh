@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Builds and runs all benchmarks. The first argument names one of them, the rest is for it:
+#   bench/run.sh
+#   bench/run.sh functions --benchmark_filter=decode
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+tools/setup.sh
+if ! dpkg -s libbenchmark-dev >/dev/null 2>&1; then
+  as_root=()
+  ((EUID == 0)) || as_root=(sudo)
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
+    --no-install-recommends libbenchmark-dev >/dev/null
+fi
+cmake -S . -B build_bench -G Ninja -DKAVREL_BENCH=ON -DKAVREL_TESTS=OFF >/dev/null
+ninja -C build_bench --quiet
+
+# In memory, so that the disk is not measured.
+if [[ -d /dev/shm ]]; then export TMPDIR=/dev/shm; fi
+if (($# > 0)); then exec build_bench/bench/"$@"; fi
+for benchmark in functions case_cost runtime_cost; do
+  echo
+  echo "==== $benchmark"
+  build_bench/bench/"$benchmark"
+done

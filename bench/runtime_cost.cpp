@@ -1,0 +1,149 @@
+// The workstation's NPU runtime against ONNX Runtime driven directly: the same networks, the same
+// pixels, in turn.
+
+#include <onnxruntime_cxx_api.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "app/files.h"
+#include "npu/rknn_api.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Rows, columns and three channels of noise.
+cv::Mat make_pixels(int rows, int cols) {
+  cv::Mat pixels(rows, cols, CV_8UC3);
+  cv::randu(pixels, 0, 256);
+  return pixels;
+}
+
+// ONNX Runtime with its own defaults, fed and read as its examples do.
+class Direct {
+ public:
+  Direct(const Ort::Env& env, const std::vector<unsigned char>& model)
+      : session_(env, model.data(), model.size(), Ort::SessionOptions()),
+        shape_(session_.GetInputTypeInfo(0).GetTensorTypeAndShapeInfo().GetShape()),
+        input_name_(session_.GetInputNameAllocated(0, allocator_).get()) {
+    for (std::size_t i = 0; i < session_.GetOutputCount(); ++i) {
+      output_names_.emplace_back(session_.GetOutputNameAllocated(i, allocator_).get());
+    }
+  }
+
+  int rows() const { return static_cast<int>(shape_.at(2)); }
+  int cols() const { return static_cast<int>(shape_.at(3)); }
+
+  float run(const cv::Mat& pixels) {
+    auto input = Ort::Value::CreateTensor<float>(allocator_, shape_.data(), shape_.size());
+    auto* const values = input.GetTensorMutableData<float>();
+    cv::Mat floats;
+    pixels.convertTo(floats, CV_32F);
+    std::vector<cv::Mat> planes;
+    for (int i = 0; i < 3; ++i) {
+      planes.emplace_back(pixels.rows, pixels.cols, CV_32F, values + pixels.total() * i);
+    }
+    cv::split(floats, planes);
+    std::vector<const char*> outputs;
+    for (const std::string& name : output_names_) outputs.push_back(name.c_str());
+    const char* const input_name = input_name_.c_str();
+    const auto results = session_.Run(Ort::RunOptions(nullptr), &input_name, &input, 1,
+                                      outputs.data(), outputs.size());
+    return results[0].GetTensorData<float>()[0];
+  }
+
+ private:
+  Ort::AllocatorWithDefaultOptions allocator_;
+  Ort::Session session_;
+  std::vector<int64_t> shape_;
+  std::string input_name_;
+  std::vector<std::string> output_names_;
+};
+
+void require(int code) {
+  if (code != RKNN_SUCC) throw std::runtime_error("the runtime returns " + std::to_string(code));
+}
+
+class ThroughRuntime {
+ public:
+  explicit ThroughRuntime(std::vector<unsigned char> model) {
+    require(rknn_init(&context_, model.data(), static_cast<uint32_t>(model.size()), 0, nullptr));
+  }
+  ~ThroughRuntime() { rknn_destroy(context_); }
+  ThroughRuntime(const ThroughRuntime&) = delete;
+  ThroughRuntime& operator=(const ThroughRuntime&) = delete;
+
+  float run(const cv::Mat& pixels) {
+    rknn_input input{};
+    input.buf = pixels.data;
+    input.size = static_cast<uint32_t>(pixels.total() * pixels.elemSize());
+    input.type = RKNN_TENSOR_UINT8;
+    input.fmt = RKNN_TENSOR_NHWC;
+    require(rknn_inputs_set(context_, 1, &input));
+    require(rknn_run(context_, nullptr));
+    rknn_output output{};
+    output.want_float = 1;
+    require(rknn_outputs_get(context_, 1, &output, nullptr));
+    const float first = static_cast<const float*>(output.buf)[0];
+    require(rknn_outputs_release(context_, 1, &output));
+    return first;
+  }
+
+ private:
+  rknn_context context_ = 0;
+};
+
+template <typename Runner>
+double milliseconds(Runner& runner, const cv::Mat& pixels, float& answer) {
+  const auto start = Clock::now();
+  answer = runner.run(pixels);
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+  return values[values.size() / 2];
+}
+
+void compare(const Ort::Env& env, const std::string& path) {
+  constexpr int kRounds = 60;
+  const auto model = kavrel::read_file_binary(path);
+  Direct direct(env, model);
+  ThroughRuntime runtime(model);
+  const cv::Mat pixels = make_pixels(direct.rows(), direct.cols());
+  std::vector<double> direct_ms, runtime_ms;
+  for (int i = 0; i < kRounds; ++i) {
+    float expected = 0;
+    float answer = 0;
+    direct_ms.push_back(milliseconds(direct, pixels, expected));
+    runtime_ms.push_back(milliseconds(runtime, pixels, answer));
+    if (answer != expected) throw std::runtime_error("the answers differ: " + path);
+  }
+  std::printf("%-36s runtime / direct = %.3f (%.2f ms)\n", path.c_str(),
+              median(runtime_ms) / median(direct_ms), median(direct_ms));
+}
+
+}  // namespace
+
+int main() {
+  try {
+    std::filesystem::current_path(SOURCE_DIR);
+    const Ort::Env env(ORT_LOGGING_LEVEL_FATAL);
+    for (const char* path : {"models/reference/plate_det.onnx",
+                             "models/reference/plate_corner.onnx", "models/host/ppocr_det.onnx",
+                             "models/reference/plate_rec.onnx", "models/host/ppocr_rec.onnx"}) {
+      compare(env, path);
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "runtime_cost: %s\n", error.what());
+    return 1;
+  }
+}
