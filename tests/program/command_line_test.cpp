@@ -6,18 +6,6 @@ namespace {
 
 using testing::EndsWith;
 
-constexpr char kUsage[] =
-    "Usage: kavrel [options]\n"
-    "  --input-mode roi|frame|auto\n"
-    "  --plate-det-model models/rknn/plate_det.rknn\n"
-    "  --plate-corner-model models/rknn/plate_corner.rknn\n"
-    "  --ppocr-det-model models/rknn/ppocrv6_det.rknn\n"
-    "  --ppocr-rec-model models/rknn/ppocrv6_rec.rknn\n"
-    "  --dict-region dict/region_words.txt\n"
-    "  --ocr-dict dict/ppocrv6_rec_dict.txt\n"
-    "  --input-list samples/real_lpr/real_lpr_expected.csv\n"
-    "  --output-dir output/v21_product_validation\n";
-
 const std::vector<std::string> kValueOptions = {
     "--input-mode",      "--plate-det-model", "--plate-corner-model", "--ppocr-det-model",
     "--ppocr-rec-model", "--dict-region",     "--ocr-dict",           "--input-list",

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "expected_texts.h"
 #include "model_scripts.h"
 
 namespace kavrel_test {
@@ -24,11 +25,6 @@ inline const std::string kCaseList = "samples/real_lpr/real_lpr_expected.csv";
 inline const std::string kOutput = "output/v21_product_validation";
 inline const std::string kCases = kOutput + "/cases";
 
-inline const std::string kFrameSummaryHeader =
-    "group_id,image_path,expected,final_plate_number,status,region,class_no,kana,serial,"
-    "ocr_texts\n";
-inline const std::string kSummaryHeader =
-    "group_id,expected,final_plate_number,status,region,class_no,kana,serial,frame_count\n";
 // The fields of PlateTexts kShinagawa as they stand in both summaries, without the status.
 inline const std::string kShinagawaNumber = "品川 500 あ 12-34";
 inline const std::string kShinagawaFields = "品川,500,あ,12-34";

@@ -8,25 +8,15 @@
 #include <utility>
 #include <vector>
 
+#include "expected_texts.h"
 #include "test_support.h"
 
 namespace kavrel {
 namespace {
 
 using kavrel_test::failure_of;
+using kavrel_test::kUsage;
 using kavrel_test::TempDir;
-
-constexpr char kUsage[] =
-    "Usage: kavrel [options]\n"
-    "  --input-mode roi|frame|auto\n"
-    "  --plate-det-model models/rknn/plate_det.rknn\n"
-    "  --plate-corner-model models/rknn/plate_corner.rknn\n"
-    "  --ppocr-det-model models/rknn/ppocrv6_det.rknn\n"
-    "  --ppocr-rec-model models/rknn/ppocrv6_rec.rknn\n"
-    "  --dict-region dict/region_words.txt\n"
-    "  --ocr-dict dict/ppocrv6_rec_dict.txt\n"
-    "  --input-list samples/real_lpr/real_lpr_expected.csv\n"
-    "  --output-dir output/v21_product_validation\n";
 
 struct PathOption {
   std::string name;

@@ -7,17 +7,17 @@
 #include <string>
 #include <vector>
 
+#include "expected_texts.h"
 #include "test_support.h"
 
 namespace kavrel {
 namespace {
 
+using kavrel_test::kSummaryHeader;
 using kavrel_test::lines_of;
 using kavrel_test::TempDir;
 using testing::ElementsAre;
 
-const std::string kHeader =
-    "group_id,expected,final_plate_number,status,region,class_no,kana,serial,frame_count\n";
 const PlateFields kShinagawa = {"品川", "330", "あ", "12-34", "品川 330 あ 12-34"};
 const std::string kShinagawaNumber = "品川 330 あ 12-34";
 
@@ -42,8 +42,8 @@ class FinalReport : public testing::Test {
   // The rows of summary.csv without the header.
   std::vector<std::string> rows() const {
     const std::string file = dir_.read("summary.csv");
-    EXPECT_EQ(file.substr(0, kHeader.size()), kHeader);
-    return lines_of(file.substr(kHeader.size()));
+    EXPECT_EQ(file.substr(0, kSummaryHeader.size()), kSummaryHeader);
+    return lines_of(file.substr(kSummaryHeader.size()));
   }
 
   TempDir dir_;
@@ -53,8 +53,9 @@ class FinalReport : public testing::Test {
 
 TEST_F(FinalReport, WritesARowPerGroup) {
   report({frame_of("car1", kShinagawaNumber)});
-  EXPECT_EQ(dir_.read("summary.csv"),
-            kHeader + "car1,品川 330 あ 12-34,品川 330 あ 12-34,correct,品川,330,あ,12-34,1\n");
+  EXPECT_EQ(
+      dir_.read("summary.csv"),
+      kSummaryHeader + "car1,品川 330 あ 12-34,品川 330 あ 12-34,correct,品川,330,あ,12-34,1\n");
 }
 
 TEST_F(FinalReport, OrdersGroupsByTheBytesOfTheirNames) {
@@ -88,7 +89,7 @@ TEST_F(FinalReport, LeavesAGroupUnknownWhoseFirstFrameHasNoText) {
 TEST_F(FinalReport, QuotesEveryCellThatNeedsIt) {
   const PlateFields odd = {"r,", "c,", "k,", "s,", ""};
   report({frame_of("g,", "e,\"", odd)});
-  EXPECT_EQ(dir_.read("summary.csv"), kHeader +
+  EXPECT_EQ(dir_.read("summary.csv"), kSummaryHeader +
                                           "\"g,\",\"e,\"\"\",\"r, c, k, s,\",check,\"r,\",\"c,\","
                                           "\"k,\",\"s,\",1\n");
 }
@@ -134,7 +135,7 @@ TEST_F(FinalReport, PrintsTheTotals) {
 TEST_F(FinalReport, HasZeroTotalsWithoutCases) {
   args_.fail_on_error = true;
   EXPECT_EQ(report({}), 0);
-  EXPECT_EQ(dir_.read("summary.csv"), kHeader);
+  EXPECT_EQ(dir_.read("summary.csv"), kSummaryHeader);
   EXPECT_EQ(printed_,
             "========== FINAL_RESULT ==========\n"
             "input_mode=roi use_plate_det=false\n"
@@ -185,7 +186,7 @@ TEST_F(FinalReport, ReplacesTheFilesOfAnEarlierRun) {
     dir_.write(name, std::string(5000, 'x'));
   }
   report({});
-  EXPECT_EQ(dir_.read("summary.csv"), kHeader);
+  EXPECT_EQ(dir_.read("summary.csv"), kSummaryHeader);
   EXPECT_EQ(lines_of(dir_.read("FINAL_RESULT.json")).size(), 12U);
 }
 

@@ -5,16 +5,14 @@
 #include <filesystem>
 #include <string>
 
+#include "expected_texts.h"
 #include "test_support.h"
 
 namespace kavrel {
 namespace {
 
+using kavrel_test::kFrameSummaryHeader;
 using kavrel_test::TempDir;
-
-const std::string kHeader =
-    "group_id,image_path,expected,final_plate_number,status,region,class_no,kana,serial,"
-    "ocr_texts\n";
 
 // Every field has a value of its own.
 FrameResult shinagawa() {
@@ -42,8 +40,8 @@ std::string csv_row_of(const FrameResult& frame) {
   const TempDir dir;
   FrameSummary(dir.path("frames.csv")).add_row(make_frame_report(frame));
   const std::string file = dir.read("frames.csv");
-  EXPECT_EQ(file.substr(0, kHeader.size()), kHeader);
-  return file.substr(kHeader.size());
+  EXPECT_EQ(file.substr(0, kFrameSummaryHeader.size()), kFrameSummaryHeader);
+  return file.substr(kFrameSummaryHeader.size());
 }
 
 TEST(FrameReport, JudgesTheFinalPlateNumber) {
@@ -156,11 +154,11 @@ TEST(FrameSummary, DoesNotQuoteATab) {
 TEST(FrameSummary, HasItsHeaderAndEveryFinishedRowOnDiskAtOnce) {
   const TempDir dir;
   FrameSummary summary(dir.path("frames.csv"));
-  EXPECT_EQ(dir.read("frames.csv"), kHeader);
+  EXPECT_EQ(dir.read("frames.csv"), kFrameSummaryHeader);
   summary.add_row(make_frame_report(FrameResult()));
-  EXPECT_EQ(dir.read("frames.csv"), kHeader + ",,,,unknown,,,,,\n");
+  EXPECT_EQ(dir.read("frames.csv"), kFrameSummaryHeader + ",,,,unknown,,,,,\n");
   summary.add_row(make_frame_report(FrameResult()));
-  EXPECT_EQ(dir.read("frames.csv"), kHeader + ",,,,unknown,,,,,\n,,,,unknown,,,,,\n");
+  EXPECT_EQ(dir.read("frames.csv"), kFrameSummaryHeader + ",,,,unknown,,,,,\n,,,,unknown,,,,,\n");
 }
 
 TEST(FrameReport, ReplacesTheFilesOfAnEarlierRun) {
