@@ -64,6 +64,15 @@ class Capture {
 // standard error.
 void load_script(kavrel::RknnModel& model, const std::string& script);
 
+// Scripts of a text detector, "det", and of a line recogniser, "rec"; the statements tell their
+// outputs and answers.
+inline std::string det_script(const std::string& statements) {
+  return "name det\ninput image 1,3,640,640\n" + statements;
+}
+inline std::string rec_script(const std::string& statements) {
+  return "name rec\ninput image 1,48,320,3\n" + statements;
+}
+
 // A network that is loaded from a script on construction.
 class ScriptedModel {
  public:

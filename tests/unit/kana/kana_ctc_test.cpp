@@ -21,6 +21,7 @@ using kavrel_test::Capture;
 using kavrel_test::failure_of;
 using kavrel_test::inputs_of;
 using kavrel_test::logged;
+using kavrel_test::rec_script;
 using kavrel_test::RuntimeLog;
 using kavrel_test::ScriptedModel;
 using testing::ElementsAre;
@@ -160,41 +161,39 @@ TEST(KanaCtc, IgnoresValuesBeyondTheShape) {
 
 const cv::Mat kCrop(10, 20, CV_8UC3, cv::Scalar(10, 20, 30));
 
-constexpr char kReader[] = "name reader\ninput image 1,48,320,3\n";
-
 TEST(KanaConstrainedRecogniser, DecodesItsFirstOutput) {
-  ScriptedModel rec(std::string(kReader) +
-                    "output logits 1,1,5\noutput other 1,1,5\n"
-                    "answer * 0 floats 0 9 0 1 0\nanswer * 1 floats 0 0 1 0 0\n");
+  ScriptedModel rec(
+      rec_script("output logits 1,1,5\noutput other 1,1,5\n"
+                 "answer * 0 floats 0 9 0 1 0\nanswer * 1 floats 0 0 1 0 0\n"));
   EXPECT_EQ(run_ppocr_rec_kana_constrained(rec.get(), kCrop, kDict), "さ");
 }
 
 TEST(KanaConstrainedRecogniser, ShowsTheNetworkWhatFreeRecognitionShowsIt) {
-  ScriptedModel rec(std::string(kReader) + "output logits 1,1,5\n");
+  ScriptedModel rec(rec_script("output logits 1,1,5\n"));
   const RuntimeLog log;
   run_ppocr_rec_kana_constrained(rec.get(), kCrop, kDict);
   run_ppocr_rec(rec.get(), kCrop, kDict);
   const std::string shown = logged(make_rec_input_rgb(kCrop));
-  EXPECT_THAT(inputs_of(log, "reader"), ElementsAre(shown, shown));
+  EXPECT_THAT(inputs_of(log, "rec"), ElementsAre(shown, shown));
 }
 
 TEST(KanaConstrainedRecogniser, FindsNothingWithoutAnOutput) {
   const Capture err;
-  ScriptedModel without(kReader);
+  ScriptedModel without(rec_script(""));
   EXPECT_EQ(run_ppocr_rec_kana_constrained(without.get(), kCrop, kDict), "");
-  ScriptedModel empty(std::string(kReader) + "output logits 1,0,5 elems=0\n");
+  ScriptedModel empty(rec_script("output logits 1,0,5 elems=0\n"));
   EXPECT_EQ(run_ppocr_rec_kana_constrained(empty.get(), kCrop, kDict), "");
   EXPECT_EQ(err.text(), "");
 }
 
 TEST(KanaConstrainedRecogniser, RefusesAnEmptyCrop) {
-  ScriptedModel rec(std::string(kReader) + "output logits 1,1,5\n");
+  ScriptedModel rec(rec_script("output logits 1,1,5\n"));
   EXPECT_EQ(failure_of([&] { run_ppocr_rec_kana_constrained(rec.get(), cv::Mat(), kDict); }),
             "empty crop for recognition");
 }
 
 TEST(KanaConstrainedRecogniser, PassesOnWhatTheRuntimeFailsWith) {
-  ScriptedModel rec(std::string(kReader) + "output logits 1,1,5\nfail run * -1\n");
+  ScriptedModel rec(rec_script("output logits 1,1,5\nfail run * -1\n"));
   EXPECT_THAT(failure_of([&] { run_ppocr_rec_kana_constrained(rec.get(), kCrop, kDict); }),
               HasSubstr("rknn_run failed: "));
 }

@@ -22,6 +22,7 @@ using kavrel_test::inputs_of;
 using kavrel_test::jpeg_of;
 using kavrel_test::logged;
 using kavrel_test::noise_image;
+using kavrel_test::rec_script;
 using kavrel_test::RuntimeLog;
 using kavrel_test::ScriptedModel;
 using kavrel_test::TempDir;
@@ -78,8 +79,7 @@ const cv::Mat kRoi = 255 - noise_image(200, 80);
 
 // Classes 1 to 5; steps of the answers and their classes as text.
 const std::vector<std::string> kDict = {"川", "愛", "は", "さ", "あ"};
-constexpr char kReader[] =
-    "name reader\ninput image 1,48,320,3\noutput logits 1,4,6\nanswer * 0 fill 24 -inf\n";
+constexpr char kSteps[] = "output logits 1,4,6\nanswer * 0 fill 24 -inf\n";
 
 // Each candidate is read twice, first freely and then narrowed to kana.
 std::string answer(std::size_t run, const std::string& steps) {
@@ -99,11 +99,11 @@ struct Search {
 };
 
 Search search(const std::string& answers, const TempDir& dir) {
-  ScriptedModel rec(kReader + answers);
+  ScriptedModel rec(rec_script(kSteps + answers));
   const RuntimeLog log;
   const Capture err;
   const std::string kana = run_kana_fallback(rec.get(), kRect, kRoi, kDict, dir.path());
-  return {kana, err.lines(), inputs_of(log, "reader")};
+  return {kana, err.lines(), inputs_of(log, "rec")};
 }
 
 Search search(const std::string& answers) { return search(answers, TempDir()); }
@@ -295,21 +295,21 @@ TEST(KanaFallback, CountsFreeReadingsFirstAndTheirWeightsSecond) {
 
 TEST(KanaFallback, PassesOnARecogniserWithoutAnOutput) {
   const TempDir dir;
-  ScriptedModel rec("name reader\ninput image 1,48,320,3\n");
+  ScriptedModel rec(rec_script(""));
   EXPECT_EQ(failure_of([&] { run_kana_fallback(rec.get(), kRect, kRoi, kDict, dir.path()); }),
             "ppocr rec output invalid");
 }
 
 TEST(KanaFallback, DoesNotMindPicturesThatCannotBeWritten) {
   const TempDir dir;
-  ScriptedModel rec(kReader + narrowed_reading("roi_kana_narrow_low_otsu", kSa));
+  ScriptedModel rec(rec_script(kSteps + narrowed_reading("roi_kana_narrow_low_otsu", kSa)));
   const Capture err;
   EXPECT_EQ(run_kana_fallback(rec.get(), kRect, kRoi, kDict, dir.path("missing")), "さ");
 }
 
 TEST(KanaFallback, SearchesEvenAPlateOfOnePixel) {
   const TempDir dir;
-  ScriptedModel rec(kReader + free_reading("roi_kana_narrow_low_otsu", kSa));
+  ScriptedModel rec(rec_script(kSteps + free_reading("roi_kana_narrow_low_otsu", kSa)));
   const Capture err;
   const cv::Mat pixel(1, 1, CV_8UC3, cv::Scalar::all(7));
   EXPECT_EQ(run_kana_fallback(rec.get(), pixel, pixel, kDict, dir.path()), "さ");

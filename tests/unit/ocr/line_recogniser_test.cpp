@@ -22,6 +22,7 @@ using kavrel_test::inputs_of;
 using kavrel_test::logged;
 using kavrel_test::noise_image;
 using kavrel_test::plain_image;
+using kavrel_test::rec_script;
 using kavrel_test::row_values;
 using kavrel_test::RuntimeLog;
 using kavrel_test::same_pixels;
@@ -126,19 +127,18 @@ const std::vector<std::string> kDict = {"a", "b", "c"};
 
 TEST(LineRecogniser, ReadsTheFirstOutputByItsShape) {
   ScriptedModel rec(
-      "name rec\ninput image 1,48,320,3\noutput logits 1,4,4\noutput other 1,2,4\n"
-      "answer * 0 steps 4 1 0 1 3\nanswer * 1 steps 4 2 2\n");
+      rec_script("output logits 1,4,4\noutput other 1,2,4\n"
+                 "answer * 0 steps 4 1 0 1 3\nanswer * 1 steps 4 2 2\n"));
   EXPECT_EQ(run_ppocr_rec(rec.get(), noise_image(60, 20), kDict), "aac");
 }
 
 TEST(LineRecogniser, KeepsTheBlanksOfAText) {
-  ScriptedModel rec(
-      "name rec\ninput image 1,48,320,3\noutput logits 1,3,4\nanswer * 0 steps 4 1 2 1\n");
+  ScriptedModel rec(rec_script("output logits 1,3,4\nanswer * 0 steps 4 1 2 1\n"));
   EXPECT_EQ(run_ppocr_rec(rec.get(), noise_image(60, 20), {" ", "b", "c"}), " b ");
 }
 
 TEST(LineRecogniser, MayReadNothing) {
-  ScriptedModel rec("name rec\ninput image 1,48,320,3\noutput logits 1,4,4\n");
+  ScriptedModel rec(rec_script("output logits 1,4,4\n"));
   const Capture messages;
   EXPECT_EQ(run_ppocr_rec(rec.get(), noise_image(60, 20), kDict), "");
   EXPECT_EQ(messages.text(), "");
@@ -158,7 +158,7 @@ TEST(LineRecogniser, IsFedTheCanvasWhateverItsInputSays) {
 TEST(LineRecogniser, FailsWithoutAnOutput) {
   for (const char* outputs : {"", "output logits 1,0,4\n", "output logits 0\noutput b 1,4\n"}) {
     SCOPED_TRACE(outputs);
-    ScriptedModel rec(std::string("name rec\ninput image 1,48,320,3\n") + outputs);
+    ScriptedModel rec(rec_script(outputs));
     EXPECT_EQ(failure_of([&] { run_ppocr_rec(rec.get(), noise_image(60, 20), kDict); }),
               "ppocr rec output invalid");
   }
@@ -166,15 +166,14 @@ TEST(LineRecogniser, FailsWithoutAnOutput) {
 
 TEST(LineRecogniser, FailsOnAnEmptyCropBeforeTheNetworkRuns) {
   const RuntimeLog log;
-  ScriptedModel rec("name rec\ninput image 1,48,320,3\noutput logits 1,4,4\n");
+  ScriptedModel rec(rec_script("output logits 1,4,4\n"));
   EXPECT_EQ(failure_of([&] { run_ppocr_rec(rec.get(), cv::Mat(), kDict); }),
             "empty crop for recognition");
   EXPECT_THAT(inputs_of(log, "rec"), IsEmpty());
 }
 
 TEST(LineRecogniser, PassesTheNetworksFailureOn) {
-  ScriptedModel rec(
-      "name rec\ninput image 1,48,320,3\noutput logits 1,4,4\nfail inputs_set 1 -5\n");
+  ScriptedModel rec(rec_script("output logits 1,4,4\nfail inputs_set 1 -5\n"));
   EXPECT_THAT(failure_of([&] { run_ppocr_rec(rec.get(), noise_image(60, 20), kDict); }),
               StartsWith("rknn_inputs_set failed: "));
 }
@@ -186,7 +185,7 @@ struct Alignment {
 
 // A dictionary of three entries, aligned with a recogniser whose output has these dimensions.
 Alignment aligned_with(const std::string& dims) {
-  ScriptedModel rec("name rec\ninput image 1,48,320,3\noutput logits " + dims + "\n");
+  ScriptedModel rec(rec_script("output logits " + dims + "\n"));
   Alignment alignment{kDict, {}};
   const Capture messages;
   align_dict_with_rec_classes(rec.get(), alignment.dict);
@@ -250,7 +249,7 @@ TEST(DictAlignment, SaysNothingWhereTheTensorTellsNoClasses) {
 }
 
 TEST(DictAlignment, FillsAnEmptyDictionaryWithTheSpace) {
-  ScriptedModel rec("name rec\ninput image 1,48,320,3\noutput logits 1,40,2\n");
+  ScriptedModel rec(rec_script("output logits 1,40,2\n"));
   std::vector<std::string> dict;
   const Capture messages;
   align_dict_with_rec_classes(rec.get(), dict);
@@ -259,8 +258,7 @@ TEST(DictAlignment, FillsAnEmptyDictionaryWithTheSpace) {
 }
 
 TEST(DictAlignment, LooksAtTheFirstOutputOnly) {
-  ScriptedModel rec(
-      "name rec\ninput image 1,48,320,3\noutput logits 1,40,4\noutput other 1,40,5\n");
+  ScriptedModel rec(rec_script("output logits 1,40,4\noutput other 1,40,5\n"));
   std::vector<std::string> dict = kDict;
   const Capture messages;
   align_dict_with_rec_classes(rec.get(), dict);
@@ -268,7 +266,7 @@ TEST(DictAlignment, LooksAtTheFirstOutputOnly) {
 }
 
 TEST(DictAlignment, FailsForARecogniserWithoutOutputs) {
-  ScriptedModel rec("name rec\ninput image 1,48,320,3\n");
+  ScriptedModel rec(rec_script(""));
   std::vector<std::string> dict = kDict;
   EXPECT_THROW(align_dict_with_rec_classes(rec.get(), dict), std::out_of_range);
 }

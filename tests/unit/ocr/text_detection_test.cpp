@@ -17,6 +17,7 @@ namespace kavrel {
 namespace {
 
 using kavrel_test::Capture;
+using kavrel_test::det_script;
 using kavrel_test::failure_of;
 using kavrel_test::inputs_of;
 using kavrel_test::jpeg_of;
@@ -413,8 +414,8 @@ TEST(ReadingOrder, PutsNeitherOfTwoFirstWithoutADifference) {
 // A detector whose map of `side` x `side` is 0 but for what `lines` draw.
 std::string map_script(int side, const std::string& lines) {
   const std::string length = std::to_string(side);
-  return "name det\ninput image 1,3,640,640\noutput map 1,1," + length + "," + length +
-         "\nanswer * 0 fill " + std::to_string(side * side) + " 0\n" + lines;
+  return det_script("output map 1,1," + length + "," + length + "\nanswer * 0 fill " +
+                    std::to_string(side * side) + " 0\n" + lines);
 }
 
 std::vector<cv::Rect> detected(const std::string& script, float threshold,
@@ -492,8 +493,7 @@ TEST(TextDetector, IsFedTheImageStretchedTo640WhateverItsInputSays) {
 TEST(TextDetector, FailsWithoutAnOutput) {
   for (const char* outputs : {"", "output map 1,0\n", "output map 0\noutput other 1,1,8,8\n"}) {
     SCOPED_TRACE(outputs);
-    const std::string script = std::string("name det\ninput image 1,3,640,640\n") + outputs;
-    EXPECT_EQ(failure_of([&] { detected(script, 0.3F); }), "ppocr det output invalid");
+    EXPECT_EQ(failure_of([&] { detected(det_script(outputs), 0.3F); }), "ppocr det output invalid");
   }
 }
 
@@ -503,7 +503,7 @@ TEST(TextDetector, PassesTheNetworksFailureOn) {
 }
 
 TEST(TextDetector, WarnsOfAnOutputThatIsNoSquareAndDrawsNothing) {
-  ScriptedModel model("name det\ninput image 1,3,640,640\noutput map 1000\n");
+  ScriptedModel model(det_script("output map 1000\n"));
   const TempDir dir;
   const Capture messages;
   EXPECT_THAT(run_ppocr_det_boxes(model.get(), noise_image(200, 64), dir.path("case"), 0.3F),

@@ -16,11 +16,13 @@
 namespace kavrel {
 namespace {
 
+using kavrel_test::det_script;
 using kavrel_test::failure_of;
 using kavrel_test::inputs_of;
 using kavrel_test::jpeg_of;
 using kavrel_test::logged;
 using kavrel_test::noise_image;
+using kavrel_test::rec_script;
 using kavrel_test::RuntimeLog;
 using kavrel_test::same_pixels;
 using kavrel_test::ScriptedModel;
@@ -42,19 +44,15 @@ const std::vector<std::string> kRegions = {"_full", "_upper_row", "_lower_row", 
 // (95, 27, 210, 71) of the enlarged one.
 constexpr char kOneLine[] = "answer * 0 fill 4096 0\nanswer * 0 rect 10 10 20 20 1\n";
 
-std::string det_script(const std::string& lines) {
-  return "name det\ninput image 1,3,640,640\noutput map 1,1,64,64\n" + lines;
-}
-
-std::string rec_script(const std::string& lines) {
-  return "name rec\ninput image 1,48,320,3\noutput logits 1,4,5\n" + lines;
-}
+// A map of 64 x 64, and four steps of the blank and the dictionary.
+constexpr char kMap[] = "output map 1,1,64,64\n";
+constexpr char kSteps[] = "output logits 1,4,5\n";
 
 std::vector<OcrText> read_plate(const std::string& det_lines, const std::string& rec_lines,
                                 const std::string& out_dir,
                                 const cv::Mat& plate = noise_image(320, 100)) {
-  ScriptedModel det(det_script(det_lines));
-  ScriptedModel rec(rec_script(rec_lines));
+  ScriptedModel det(det_script(kMap + det_lines));
+  ScriptedModel rec(rec_script(kSteps + rec_lines));
   return run_whole_plate_ocr_variants(det.get(), rec.get(), plate, kDict, out_dir);
 }
 
@@ -254,8 +252,8 @@ TEST(WholePlateOcr, EndsWithTheFirstFailureOfANetwork) {
 
 TEST(WholePlateOcr, PassesOnThatANetworkGivesNothing) {
   const TempDir dir;
-  ScriptedModel det(det_script(""));
-  ScriptedModel rec(rec_script(""));
+  ScriptedModel det(det_script(kMap));
+  ScriptedModel rec(rec_script(kSteps));
   ScriptedModel nothing("name nothing\ninput image 1,3,8,8\n");
   const auto failure = [&](RknnModel& detector, RknnModel& recogniser) {
     return failure_of([&] {
