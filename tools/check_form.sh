@@ -16,6 +16,6 @@ if ((${#missing[@]} > 0)); then
 fi
 
 git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
-shellcheck demo.sh test.sh .ci/run tools/*.sh
+shellcheck demo.sh test.sh .ci/run tools/*.sh tools/mutate
 git ls-files 'src/*.cpp' 'host_runtime/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build
