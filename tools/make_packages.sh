@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Packs what was built:   tools/make_packages.sh BUILD_DIR
+# Leaves in BUILD_DIR/packages a Debian package and a relocatable .tar.gz of kavrel, and of the
+# workstation's runtime unless kavrel was built against the NPU vendor's. The same sources give the
+# same bytes: all files carry the time of the last commit, or of SOURCE_DATE_EPOCH if that is set.
+set -euo pipefail
+if (($# != 1)); then
+  echo "Usage: tools/make_packages.sh BUILD_DIR" >&2
+  exit 1
+fi
+build="$(cd "$1" && pwd)"
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+missing=()
+for entry in dpkg-shlibdeps:dpkg-dev file:file; do
+  command -v "${entry%%:*}" >/dev/null || missing+=("${entry#*:}")
+done
+if ((${#missing[@]} > 0)); then
+  as_root=()
+  ((EUID == 0)) || as_root=(sudo)
+  "${as_root[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
+    --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}"
+rm -rf "$build/packages"
+cmake "$build" >/dev/null # the changelog's date
+(cd "$build" && cpack -G 'DEB;TGZ' -B "$build/packages") >"$build/packages.log" 2>&1 ||
+  { cat "$build/packages.log" >&2 && exit 1; }
+rm -rf "$build/packages/_CPack_Packages"
+sha256sum "$build"/packages/*
