@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Builds kavrel for a 64-bit Arm board on a Debian machine, and its packages:
+#   tools/cross_build.sh [NINJA_TARGET...]
+# Leaves build-aarch64-linux-gnu/kavrel and build-aarch64-linux-gnu/packages/. With targets it builds
+# those and no packages. The machine's own packages stay as they are: Debian's OpenCV for two
+# architectures cannot be installed side by side, so the arm64 packages are unpacked into
+# build-arm64-root (about 1 GB, fetched once).
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root="build-arm64-root"
+build="build-aarch64-linux-gnu"
+
+as_root=()
+((EUID == 0)) || as_root=(sudo)
+
+programs=(aarch64-linux-gnu-g++:g++-aarch64-linux-gnu cmake:cmake ninja:ninja-build npm:npm
+  mmdebstrap:mmdebstrap qemu-aarch64-static:qemu-user-static)
+missing=()
+for entry in "${programs[@]}"; do
+  command -v "${entry%%:*}" >/dev/null || missing+=("${entry#*:}")
+done
+if ((${#missing[@]} > 0)); then
+  echo "cross_build.sh: installing ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
+    --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+# Runs in the new root's surroundings, with its folder as $1. The packages are only unpacked, so
+# two things are done here that their installation would do: the libraries that alternatives choose
+# among, and the lists from which dpkg-shlibdeps takes dependencies, in the one place where it looks
+# beside a root that has no package database.
+# shellcheck disable=SC2016  # $1 and the like are the hook's own
+unpacked_hook='set -e
+libraries="$1/usr/lib/aarch64-linux-gnu"
+ln -s blas/libblas.so.3 lapack/liblapack.so.3 "$libraries/"
+mkdir "$1/DEBIAN"
+for deb in "$1"/var/cache/apt/archives/*.deb; do
+  for list in symbols shlibs; do
+    dpkg-deb --info "$deb" $list >>"$1/DEBIAN/$list" 2>/dev/null || true
+  done
+done'
+
+if [[ ! -e $root ]]; then
+  echo "cross_build.sh: unpacking Debian's arm64 packages into $root"
+  # shellcheck source=/dev/null
+  suite="$(. /etc/os-release && echo "$VERSION_CODENAME")"
+  "${as_root[@]}" rm -rf "$root.part"
+  "${as_root[@]}" mmdebstrap --quiet --variant=extract --architectures=arm64 \
+    --include=libopencv-dev,libgtest-dev,libgmock-dev,libc6-dev \
+    --dpkgopt='path-exclude=/usr/share/*' --extract-hook="$unpacked_hook" \
+    "$suite" "$root.part"
+  "${as_root[@]}" mv "$root.part" "$root"
+fi
+
+tools/fetch.sh
+cmake --preset aarch64-linux-gnu >/dev/null
+if (($# > 0)); then
+  ninja -C "$build" --quiet "$@"
+else
+  ninja -C "$build" --quiet kavrel kavrel_installed rknnrt
+  tools/make_packages.sh "$build"
+fi
