@@ -32,6 +32,12 @@ void redirect(int descriptor, const fs::path& path) {
   if (file < 0 || dup2(file, descriptor) < 0) _exit(126);
 }
 
+// Another program may stand in for the built one, such as one that compares two builds of it.
+std::string program() {
+  const char* other = std::getenv("KAVREL_TEST_PROGRAM");
+  return other ? other : KAVREL_PROGRAM;
+}
+
 void use_scripted_runtime(const fs::path& log) {
   const char* inherited = std::getenv("LD_LIBRARY_PATH");
   std::string path = SCRIPTED_RUNTIME_DIR;
@@ -77,7 +83,7 @@ Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
     redirect(STDOUT_FILENO, root_ / "out");
     redirect(STDERR_FILENO, root_ / "err");
     use_scripted_runtime(root_ / "calls");
-    if (chdir(work_.c_str()) == 0) execv(KAVREL_PROGRAM, argv.data());
+    if (chdir(work_.c_str()) == 0) execv(program().c_str(), argv.data());
     _exit(127);
   }
   int status = 0;
