@@ -1,0 +1,28 @@
+// How a reading differs from what was expected, character by character.
+#ifndef KAVREL_REPORT_ALIGNMENT_H
+#define KAVREL_REPORT_ALIGNMENT_H
+
+#include <string>
+#include <vector>
+
+namespace kavrel::report {
+
+// Stands where one side has no character.
+constexpr char32_t kNoCharacter = 0xFFFFFFFF;
+
+struct AlignedPair {
+  char32_t expected;
+  char32_t read;
+};
+
+// The pairs of a shortest edit path, in text order. Of equally short ones, walked from the end of
+// both texts, the one that first pairs two characters, then leaves out an expected one, then adds a
+// read one. Only the first 256 characters of each text are looked at: no plate has as many.
+std::vector<AlignedPair> align(const std::u32string& expected, const std::u32string& read);
+
+// Pairs that differ: Levenshtein's distance.
+int count_edits(const std::vector<AlignedPair>& pairs);
+
+}  // namespace kavrel::report
+
+#endif

@@ -1,0 +1,44 @@
+// All figures of a run.
+#ifndef KAVREL_REPORT_ASSESSMENT_H
+#define KAVREL_REPORT_ASSESSMENT_H
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "confusion.h"
+#include "decision.h"
+#include "run.h"
+#include "score.h"
+
+namespace kavrel::report {
+
+// Why fields of frames are wrong.
+struct CauseCounts {
+  int never_read = 0;  // no reading voted for the expected value
+  int outvoted = 0;    // some did, others had more votes
+  int fallback = 0;    // no reading had a kana, and the search for it found a wrong one
+};
+
+struct Assessment {
+  Score groups;
+  Score frames;
+  ConfusionCounts confusions;                      // of frames
+  std::array<CauseCounts, kFields.size()> causes;  // of frames
+  int fallback_frames = 0;                         // labelled ones whose kana the fallback found
+  int fallback_right = 0;
+  int not_as_recorded = 0;                       // frames
+  std::vector<PlateJudgement> group_judgements;  // in the order of the groups
+  std::vector<PlateJudgement> frame_judgements;  // in the order of the frames
+};
+
+enum class Cause { kNeverRead, kOutvoted, kFallback };
+
+// Why a field of a frame that is not correct was read as it was.
+Cause cause_of(std::size_t field, const FieldJudgement& judgement, const FrameDecision& decision);
+
+Assessment assess(const Run& run, const std::vector<std::string>& region_words);
+
+}  // namespace kavrel::report
+
+#endif

@@ -1,0 +1,76 @@
+// Two runs over the same cases.
+#ifndef KAVREL_REPORT_COMPARE_H
+#define KAVREL_REPORT_COMPARE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "assessment.h"
+#include "run.h"
+
+namespace kavrel::report {
+
+enum class Change {
+  kBroken,           // was correct, no longer is
+  kFixed,            // was not correct, now is
+  kStillNotCorrect,  // read otherwise than before, not correct either time
+  kRemoved,          // in the base run only
+  kAdded,            // in the new run only
+  kSameNotCorrect,   // read as before, not correct
+  kSameCorrect,
+};
+
+// The two sides of a group or of a frame: where it stands in each run.
+struct ChangedItem {
+  Change change;
+  std::optional<std::size_t> base;
+  std::optional<std::size_t> fresh;
+};
+
+struct ItemChanges {
+  std::vector<ChangedItem> items;  // those of the base run in its order, then the added ones
+  // Of items that have an expected text in both runs: what McNemar's test is about.
+  int labelled_fixed = 0;
+  int labelled_broken = 0;
+
+  int count(Change change) const;
+};
+
+struct Comparison {
+  ItemChanges groups;
+  ItemChanges frames;
+  int removed_correct = 0;  // groups that were correct in the base run, and are not in the new one
+  int relabelled = 0;       // groups whose expected text is not the same in both runs
+};
+
+// Two runs, what was made of them, and what differs.
+struct ComparedRuns {
+  const Run& base;
+  const Assessment& base_assessment;
+  const Run& fresh;
+  const Assessment& fresh_assessment;
+  const Comparison& comparison;
+};
+
+// Groups are the same by their id. Frames are the same by group and case name, so that runs from
+// different folders can be compared; of frames that share both, the first is the first's and so on.
+Comparison compare_runs(const Run& base, const Assessment& base_assessment, const Run& fresh,
+                        const Assessment& fresh_assessment);
+
+// How many groups that were correct no longer are. One that the new run does not have counts too,
+// unless `allow_removed`: an aborted run must not pass for a good one.
+int count_lost(const Comparison& comparison, bool allow_removed);
+
+// What count_lost() found, in a sentence.
+std::string verdict_on(const Comparison& comparison, bool allow_removed);
+
+// "broken", "fixed", ...
+const char* name_of(Change change);
+
+// Whether the two runs differ in the item.
+bool is_change(Change change);
+
+}  // namespace kavrel::report
+
+#endif

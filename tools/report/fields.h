@@ -1,0 +1,35 @@
+// The four fields of a plate, as reports speak of them.
+#ifndef KAVREL_REPORT_FIELDS_H
+#define KAVREL_REPORT_FIELDS_H
+
+#include <array>
+#include <optional>
+#include <string>
+
+#include "reading/plate_fields.h"
+#include "reading/plate_parser.h"
+
+namespace kavrel::report {
+
+struct Field {
+  const char* key;   // in files
+  const char* name;  // for people
+  std::string PlateFields::*value;
+  Tally FieldTallies::*votes;
+};
+
+constexpr std::array<Field, 4> kFields = {{
+    {"region", "Region", &PlateFields::region, &FieldTallies::region},
+    {"class_no", "Class", &PlateFields::class_no, &FieldTallies::class_no},
+    {"kana", "Kana", &PlateFields::kana, &FieldTallies::kana},
+    {"serial", "Serial", &PlateFields::serial, &FieldTallies::serial},
+}};
+
+// The fields of an expected text: its four parts between blanks, or, where blanks do not make four
+// parts, what stands before the first ASCII digit, the digits, one character and the rest. Nothing
+// if the text is no such plate.
+std::optional<PlateFields> split_plate_number(const std::string& text);
+
+}  // namespace kavrel::report
+
+#endif

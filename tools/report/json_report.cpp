@@ -1,0 +1,105 @@
+#include "json_report.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "alignment.h"
+#include "unicode.h"
+
+namespace kavrel::report {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json number_or_null(const std::optional<double>& number) { return number ? Json(*number) : Json(); }
+
+Json json_of(const OutcomeCounts& counts) {
+  Json json = {{"correct", counts.correct},
+               {"misread", counts.misread},
+               {"not_read", counts.not_read},
+               {"accuracy", nullptr}};
+  if (const auto interval = wilson_interval(counts.share())) {
+    json["accuracy"] = {
+        {"value", interval->value}, {"low", interval->low}, {"high", interval->high}};
+  }
+  return json;
+}
+
+Json json_of(const Score& score) {
+  Json json = json_of(score.plates);
+  json["unlabelled"] = score.unlabelled;
+  for (std::size_t i = 0; i < kFields.size(); ++i) {
+    json["fields"][kFields[i].key] = json_of(score.fields[i]);
+  }
+  json["character_error_rate"] = {{"micro", number_or_null(score.micro_error_rate())},
+                                  {"macro", number_or_null(score.macro_error_rate())},
+                                  {"edits", score.edits},
+                                  {"characters", score.characters},
+                                  {"plates", score.rated}};
+  return json;
+}
+
+Json character_or_null(char32_t character) {
+  return character == kNoCharacter ? Json() : Json(printable(std::u32string(1, character)));
+}
+
+Json json_of(const ConfusionCounts& counts) {
+  Json json = Json::array();
+  for (const Confusion& confusion : most_frequent(counts)) {
+    json.push_back({{"field", kFields[confusion.field].key},
+                    {"expected", character_or_null(confusion.expected)},
+                    {"read", character_or_null(confusion.read)},
+                    {"count", confusion.count},
+                    {"of", confusion.of}});
+  }
+  return json;
+}
+
+Json json_of_causes(const Assessment& assessment) {
+  Json json;
+  for (std::size_t i = 0; i < kFields.size(); ++i) {
+    const CauseCounts& causes = assessment.causes[i];
+    json[kFields[i].key] = {{"never_read", causes.never_read},
+                            {"outvoted", causes.outvoted},
+                            {"fallback", causes.fallback}};
+  }
+  return json;
+}
+
+Json json_of_groups_not_correct(const Run& run, const Assessment& assessment) {
+  Json json = Json::array();
+  for (std::size_t i = 0; i < run.groups.size(); ++i) {
+    const Outcome outcome = assessment.group_judgements[i].outcome;
+    if (outcome == Outcome::kCorrect) continue;
+    const GroupResult& group = run.groups[i].result;
+    json.push_back({{"group_id", printable(group.group_id)},
+                    {"outcome", name_of(outcome)},
+                    {"expected", printable(group.expected)},
+                    {"read", printable(group.fields.final_plate_number)},
+                    {"frames", group.frame_count}});
+  }
+  return json;
+}
+
+}  // namespace
+
+void write_json(const Run& run, const Assessment& assessment, std::ostream& out) {
+  Json notices = Json::array();
+  for (const std::string& notice : run.notices) notices.push_back(notice);
+  const Json json = {
+      {"output_dir", printable(run.dir)},
+      {"ended", run.ended},
+      {"input_mode", run.input_mode},
+      {"notices", notices},
+      {"groups", json_of(assessment.groups)},
+      {"frames", json_of(assessment.frames)},
+      {"causes", json_of_causes(assessment)},
+      {"kana_fallback",
+       {{"frames", assessment.fallback_frames}, {"correct", assessment.fallback_right}}},
+      {"confusions", json_of(assessment.confusions)},
+      {"not_correct", json_of_groups_not_correct(run, assessment)}};
+  out << json.dump(2) << '\n';
+}
+
+}  // namespace kavrel::report

@@ -1,0 +1,16 @@
+#ifndef KAVREL_REPORT_JSON_REPORT_H
+#define KAVREL_REPORT_JSON_REPORT_H
+
+#include <ostream>
+
+#include "assessment.h"
+#include "run.h"
+
+namespace kavrel::report {
+
+// The figures of the page for machines, as docs/report.schema.json describes them.
+void write_json(const Run& run, const Assessment& assessment, std::ostream& out);
+
+}  // namespace kavrel::report
+
+#endif

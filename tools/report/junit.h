@@ -1,0 +1,17 @@
+#ifndef KAVREL_REPORT_JUNIT_H
+#define KAVREL_REPORT_JUNIT_H
+
+#include <ostream>
+
+#include "assessment.h"
+#include "run.h"
+
+namespace kavrel::report {
+
+// A test suite with a test case a group: failed if it is not read as expected, skipped if nothing
+// was expected. The run's notices are its standard error.
+void write_junit(const Run& run, const Assessment& assessment, std::ostream& out);
+
+}  // namespace kavrel::report
+
+#endif

@@ -1,0 +1,39 @@
+#include "statistics.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+namespace kavrel::report {
+
+std::optional<Interval> wilson_interval(const Share& share) {
+  constexpr double kZ = 1.959963984540054;  // the normal distribution's 97.5 % quantile
+  if (share.whole == 0) return std::nullopt;
+  const double n = share.whole;
+  const double p = share.part / n;
+  const double scale = 1 + kZ * kZ / n;
+  const double centre = (p + kZ * kZ / (2 * n)) / scale;
+  const double reach = kZ * std::sqrt(p * (1 - p) / n + kZ * kZ / (4 * n * n)) / scale;
+  return Interval{p, std::max(0.0, centre - reach), std::min(1.0, centre + reach)};
+}
+
+double mcnemar_exact(int fixed, int broken) {
+  const int n = fixed + broken;
+  double tail = 0;
+  for (int k = 0; k <= std::min(fixed, broken); ++k) {
+    // By logarithms: neither the binomial coefficient nor the power fits a double for large n.
+    const double log_ways = std::lgamma(n + 1) - std::lgamma(k + 1) - std::lgamma(n - k + 1);
+    tail += std::exp(log_ways - n * std::log(2.0));
+  }
+  return std::min(1.0, 2 * tail);
+}
+
+std::string probability_text(double probability) {
+  if (probability < 0.0001) return "p < 0.0001";
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "p = %.4f", probability);
+  return text.data();
+}
+
+}  // namespace kavrel::report

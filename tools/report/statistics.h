@@ -1,0 +1,34 @@
+#ifndef KAVREL_REPORT_STATISTICS_H
+#define KAVREL_REPORT_STATISTICS_H
+
+#include <optional>
+#include <string>
+
+namespace kavrel::report {
+
+// How many of how many.
+struct Share {
+  int part = 0;
+  int whole = 0;
+};
+
+// Between 0 and 1.
+struct Interval {
+  double value;  // part / whole
+  double low;
+  double high;
+};
+
+// Wilson's 95 % score interval of a share; nothing of none.
+std::optional<Interval> wilson_interval(const Share& share);
+
+// McNemar's exact test, two-sided: the probability that of `fixed + broken` changes, each as
+// likely to help as to hurt, so many or more go one way. 1 without changes.
+double mcnemar_exact(int fixed, int broken);
+
+// "p = 0.0312"; "p < 0.0001".
+std::string probability_text(double probability);
+
+}  // namespace kavrel::report
+
+#endif

@@ -1,0 +1,15 @@
+#ifndef KAVREL_REPORT_TEXT_COMPARE_H
+#define KAVREL_REPORT_TEXT_COMPARE_H
+
+#include <ostream>
+
+#include "compare.h"
+
+namespace kavrel::report {
+
+// The differences as text: the totals, and a line a group that changed.
+void print_comparison(const ComparedRuns& runs, std::ostream& out);
+
+}  // namespace kavrel::report
+
+#endif
