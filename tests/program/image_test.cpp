@@ -8,7 +8,6 @@ namespace kavrel_test {
 namespace {
 
 using testing::SizeIs;
-using testing::StartsWith;
 
 // 40 x 20 pixels of equal magenta and yellow in four channels: cyan, magenta, yellow, black.
 constexpr unsigned char kCmykJpeg[] = {
@@ -149,6 +148,13 @@ TEST_F(ImageFile, IsRefusedWhenItIsNone) {
   make_directory("folder.jpg");
   write(kCaseList, "folder.jpg\n");
   EXPECT_THAT(run(), FailsWith("failed to read image: folder.jpg"));
+}
+
+TEST_F(ImageFile, IsRefusedInOneLineWhenItIsNotThere) {
+  write(kCaseList, "gone.png\n");
+  EXPECT_EQ(run().err, start_up_lines("roi", 1) +
+                           "========== CASE 1/1: gone.png group=gone ==========\n"
+                           "[ERROR] failed to read image: gone.png\n");
 }
 
 TEST_F(ImageFile, IsRefusedWhenItClaimsToBeHuge) {
