@@ -233,7 +233,7 @@ TEST(DetectionRow, NeverLeavesTheImageWhateverItHolds) {
 
 TEST(DetectionTensor, HoldsNoBoxUnlessItsLengthIsAMultipleOfSix) {
   std::vector<float> values = tensor_of({row_of_score(0.9F), row_of_score(0.8F)});
-  for (const std::size_t length : {0U, 1U, 5U, 7U, 11U}) {
+  for (const std::size_t length : {0U, 1U, 2U, 3U, 4U, 5U, 7U, 8U, 9U, 10U, 11U}) {
     SCOPED_TRACE(length);
     const std::vector<float> cut(values.begin(), values.begin() + static_cast<long>(length));
     const Capture messages;
