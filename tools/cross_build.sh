@@ -13,28 +13,23 @@ build="build-aarch64-linux-gnu"
 as_root=()
 ((EUID == 0)) || as_root=(sudo)
 
-programs=(aarch64-linux-gnu-g++:g++-aarch64-linux-gnu cmake:cmake ninja:ninja-build npm:npm
-  mmdebstrap:mmdebstrap qemu-aarch64-static:qemu-user-static)
-missing=()
-for entry in "${programs[@]}"; do
-  command -v "${entry%%:*}" >/dev/null || missing+=("${entry#*:}")
-done
-if ((${#missing[@]} > 0)); then
-  echo "cross_build.sh: installing ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
-    --no-install-recommends "${missing[@]}" >/dev/null
-fi
+tools/need.sh aarch64-linux-gnu-g++:g++-aarch64-linux-gnu cmake:cmake ninja:ninja-build npm:npm \
+  mmdebstrap:mmdebstrap qemu-aarch64-static:qemu-user-static
 
-# Runs in the new root's surroundings, with its folder as $1. The packages are only unpacked, so
-# two things are done here that their installation would do: the libraries that alternatives choose
-# among, and the lists from which dpkg-shlibdeps takes dependencies, in the one place where it looks
-# beside a root that has no package database.
+# Runs when the packages are unpacked, with the root as $1, and does what their installation would:
+# chooses among alternative libraries, and keeps the lists from which dpkg-shlibdeps takes
+# dependencies, in the one place where it looks beside a root without a package database.
+# ONNX Runtime asks /proc/cpuinfo which processor it is on, and needs an arm64 answer; qemu-user
+# looks into the root first.
 # shellcheck disable=SC2016  # $1 and the like are the hook's own
 unpacked_hook='set -e
 libraries="$1/usr/lib/aarch64-linux-gnu"
 ln -s blas/libblas.so.3 lapack/liblapack.so.3 "$libraries/"
-mkdir "$1/DEBIAN"
+mkdir -p "$1/proc" "$1/DEBIAN"
+{
+  printf "processor\t: 0\nFeatures\t: fp asimd cpuid\nCPU implementer\t: 0x41\n"
+  printf "CPU architecture: 8\nCPU variant\t: 0x1\nCPU part\t: 0xd03\nCPU revision\t: 4\n\n"
+} >"$1/proc/cpuinfo"
 for deb in "$1"/var/cache/apt/archives/*.deb; do
   for list in symbols shlibs; do
     dpkg-deb --info "$deb" $list >>"$1/DEBIAN/$list" 2>/dev/null || true

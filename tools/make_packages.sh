@@ -11,18 +11,7 @@ fi
 build="$(cd "$1" && pwd)"
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-missing=()
-for entry in dpkg-shlibdeps:dpkg-dev file:file; do
-  command -v "${entry%%:*}" >/dev/null || missing+=("${entry#*:}")
-done
-if ((${#missing[@]} > 0)); then
-  as_root=()
-  ((EUID == 0)) || as_root=(sudo)
-  "${as_root[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
-    --no-install-recommends "${missing[@]}" >/dev/null
-fi
-
+tools/need.sh dpkg-shlibdeps:dpkg-dev file:file
 export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}"
 rm -rf "$build/packages"
 cmake "$build" >/dev/null # the changelog's date
