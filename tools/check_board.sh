@@ -1,0 +1,288 @@
+#!/usr/bin/env bash
+# Shows on a Debian workstation, without a board, that kavrel works on one:
+#   tools/check_board.sh [--strict] [STEP...]
+# Each step says whether it ran. One that cannot run on this machine says why, and fails the check
+# only with --strict. All steps take half an hour; the arm64 programs run under qemu-user.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+repository="$PWD"
+native="$repository/build"
+cross="$repository/build-aarch64-linux-gnu"
+arm64_root="$repository/build-arm64-root"
+scratch="$(mktemp -d)"
+chmod 755 "$scratch" # apt, in a root below it, is not root while it downloads
+# The tests' own programs and folders must not depend on who runs this.
+unset LD_LIBRARY_PATH KAVREL_TEST_PROGRAM
+
+steps=(build interface unit_tests cases loader packages reproducible board_preset install plate)
+declare -A title=(
+  [build]="cross-build and packages, as the README has it"
+  [interface]="records and functions of librknnrt.so, on both architectures"
+  [unit_tests]="unit tests on arm64"
+  [cases]="whole-program tests: arm64 leaves the same bytes as amd64"
+  [loader]="what the loader says about a bad librknnrt.so, as docs/board.md has it"
+  [packages]="lintian, contents and man page"
+  [reproducible]="a second build elsewhere gives the same packages"
+  [board_preset]="a build against a runtime that is there, as on the board"
+  [install]="the package in an arm64 Debian, with the default layout"
+  [plate]="one real plate on arm64, with ONNX Runtime"
+)
+
+say() { echo "$@"; }
+cannot() {
+  echo "$1"
+  exit 77
+}
+# The README's command, so that it is the one that was tried.
+readme_has() { grep -qxF -- "$1" README.md || { echo "not in the README: $1" && exit 1; }; }
+
+need_programs() { # PROGRAM:PACKAGE...
+  tools/need.sh "$@" || cannot "of $* something cannot be installed"
+}
+need_cross_build() { [[ -x $cross/kavrel ]] || cannot "there is no cross-build"; }
+
+arm64() { qemu-aarch64-static -L "$arm64_root" "$@"; }
+
+step_build() {
+  command -v apt-get >/dev/null || cannot "this is no Debian"
+  readme_has "tools/cross_build.sh"
+  tools/setup.sh
+  tools/cross_build.sh
+  tools/cross_build.sh kavrel scripted_rknnrt interface_layout unit_tests scripted_runtime_test
+  file "$cross/installed/kavrel" | grep 'ARM aarch64'
+  say "$(cd "$cross/packages" && stat -c '%n %s bytes' -- * | paste -sd ';')"
+}
+
+step_interface() {
+  need_cross_build
+  "$native/tests/interface/interface_layout" >"$scratch/layout.amd64"
+  arm64 "$cross/tests/interface/interface_layout" >"$scratch/layout.arm64"
+  for architecture in amd64 arm64; do
+    diff tests/interface/layout.txt "$scratch/layout.$architecture"
+  done
+  for program in "$native/kavrel" "$cross/kavrel" "$cross/installed/kavrel"; do
+    cmake -DNM=nm -DBINARY="$program" -DSYMBOLS=undefined -P tests/interface/check_functions.cmake
+  done
+  say "$(grep -c '^ ' tests/interface/layout.txt) fields and seven functions are the same"
+}
+
+step_unit_tests() {
+  need_cross_build
+  local tests
+  for tests in unit/unit_tests scripted_runtime/scripted_runtime_test; do
+    arm64 "$cross/tests/$tests" >"$scratch/tests" 2>&1 ||
+      { grep -E '^\[  FAILED' "$scratch/tests" && exit 1; }
+    grep -E '^\[  PASSED' "$scratch/tests"
+  done | grep -oE '[0-9]+ tests' | paste -sd ,
+}
+
+step_cases() {
+  need_cross_build
+  export BOTH_REPORT="$scratch/both" BOTH_NATIVE="$native/kavrel"
+  export BOTH_FOREIGN="qemu-aarch64-static -L $arm64_root \
+    -E LD_LIBRARY_PATH=$cross/scripted_runtime $cross/kavrel"
+  export KAVREL_TEST_PROGRAM="$repository/tests/program/run_both.sh"
+  "$native/tests/program/program_test" --gtest_brief=1
+  if grep -v '^same' "$BOTH_REPORT"; then exit 1; fi
+  say "$(wc -l <"$BOTH_REPORT") runs the same in all but pictures," \
+    "$(grep -cx 'same' "$BOTH_REPORT") of them in these too; pictures that differ:" \
+    "$(sed -n 's/^same but for //p' "$BOTH_REPORT" | tr ' ' '\n' | sort -u | xargs)"
+}
+
+# One line of the loader, which must stand in the document.
+loader_says() { # WORDS OF THE MESSAGE
+  local message status=0
+  message="$(arm64 -0 kavrel "$scratch/loader/bin/kavrel" --help 2>&1)" || status=$?
+  echo "status $status: $message"
+  [[ $status == 127 && $message == *"$1"* ]]
+  grep -qxF -- "$message" docs/board.md
+}
+
+step_loader() {
+  need_cross_build
+  local library="$scratch/loader/lib/kavrel/librknnrt.so"
+  mkdir -p "$scratch/loader/bin" "$(dirname "$library")"
+  cp "$cross/installed/kavrel" "$scratch/loader/bin/"
+  loader_says "librknnrt.so: cannot open shared object file"
+  cp "$native/scripted_runtime/librknnrt.so" "$library"
+  loader_says "librknnrt.so: cannot open shared object file"
+  for function in init query inputs_set run outputs_get destroy; do
+    echo "int rknn_$function(void) { return 0; }"
+  done | aarch64-linux-gnu-gcc -shared -fPIC -Wl,-soname,librknnrt.so -x c -o "$library" -
+  loader_says "undefined symbol: rknn_outputs_release"
+  cp "$cross/scripted_runtime/librknnrt.so" "$library"
+  arm64 "$scratch/loader/bin/kavrel" --help
+  say "missing, of another architecture and too old: as documented; a good one in lib/kavrel works"
+}
+
+step_packages() {
+  need_cross_build
+  need_programs lintian:lintian mandoc:mandoc
+  ninja -C "$native" --quiet
+  tools/make_packages.sh "$native"
+  lintian --fail-on error,warning "$native"/packages/*.deb "$cross"/packages/*.deb
+  mandoc -T lint -W warning docs/kavrel.1
+  for package in "$cross"/packages/kavrel_*.deb "$native"/packages/kavrel_*.deb \
+    "$cross"/packages/kavrel-1*.tar.gz "$native"/packages/kavrel-1*.tar.gz; do
+    if [[ $package == *.deb ]]; then dpkg-deb -c "$package"; else tar -tf "$package"; fi \
+      >"$scratch/contents"
+    for file in bin/kavrel man1/kavrel.1.gz dict/region_words.txt rendered_expected.csv LICENSE; do
+      grep -q "/$file$" "$scratch/contents"
+    done
+    if grep librknnrt "$scratch/contents"; then exit 1; fi
+  done
+  say "lintian has neither errors nor warnings; sizes: $(stat -c '%s' "$native"/packages/* \
+    "$cross"/packages/* | paste -sd ' ')"
+}
+
+step_reproducible() {
+  need_cross_build
+  local copy="$scratch/elsewhere/kavrel"
+  mkdir -p "$copy"
+  git ls-files -z | xargs -0 cp --parents -t "$copy"
+  cp -rL third_party "$copy/"
+  export CCACHE_DISABLE=1
+  SOURCE_DATE_EPOCH="$(git log -1 --format=%ct)"
+  export SOURCE_DATE_EPOCH
+  cd "$copy"
+  cmake --preset aarch64-linux-gnu -DKAVREL_ARM64_ROOT="$arm64_root" -DKAVREL_TESTS=OFF
+  ninja -C build-aarch64-linux-gnu
+  tools/make_packages.sh build-aarch64-linux-gnu
+  (cd "$cross/packages" && sha256sum -- *) >"$scratch/sums"
+  (cd build-aarch64-linux-gnu/packages && sha256sum --check "$scratch/sums")
+  say "$(wc -l <"$scratch/sums") packages have the same bytes"
+}
+
+step_board_preset() {
+  local vendor="$scratch/vendor/librknnrt.so" command
+  mkdir -p "$scratch/vendor" "$scratch/board"
+  cp "$native/scripted_runtime/librknnrt.so" "$vendor"
+  git ls-files -z | xargs -0 cp --parents -t "$scratch/board"
+  cd "$scratch/board"
+  for command in "cmake --preset board" "cmake --build --preset board"; do
+    readme_has "$command"
+  done
+  cmake --preset board "-DKAVREL_RKNNRT_LIBRARY=$vendor"
+  cmake --build --preset board
+  build-board/kavrel --help
+  readelf -d build-board/kavrel | grep 'NEEDED.*\[librknnrt.so\]'
+  [[ ! -e build-board/host_runtime ]]
+  say "builds and runs without ONNX Runtime, GoogleTest and a second librknnrt.so"
+}
+
+# Whether the kernel starts arm64 programs. Where nobody has arranged for it, as the installation of
+# qemu-user-static does on a machine with an init system, it is arranged until this script ends.
+registered=""
+arm64_programs_start() {
+  local binfmt=/proc/sys/fs/binfmt_misc
+  [[ -e $binfmt/register ]] || mount -t binfmt_misc binfmt_misc $binfmt || return 1
+  if ! grep -qsx enabled $binfmt/qemu-aarch64; then
+    # An ELF file of 64 bits for machine 183; F keeps qemu open, also for roots that lack it.
+    printf '%s' ':qemu-aarch64:M::\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00:\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:/usr/bin/qemu-aarch64-static:F' \
+      >$binfmt/register || return 1
+    registered=$binfmt/qemu-aarch64
+  fi
+}
+
+# What a user has beside the program, under the default names: networks (as scripts of the runtime
+# that stands in for the vendor's), dictionaries and a list.
+write_default_layout() {
+  mkdir -p "$1/models/rknn" "$1/samples/real_lpr"
+  cp -r "$2/usr/share/kavrel/dict" "$1/"
+  ln -s /usr/share/kavrel/samples/rendered "$1/samples/"
+  printf 'image_path,expected,group_id\nsamples/rendered/car01_f01.jpg,,car01\n' \
+    >"$1/samples/real_lpr/real_lpr_expected.csv"
+  printf '%s\n' 0 1 2 3 >"$1/dict/ppocrv6_rec_dict.txt"
+  cat >"$1/models/rknn/plate_corner.rknn" <<<'name corner
+input image 1,128,256,3
+output corners 1,8
+answer * 0 floats 0 0 1 0 1 1 0 1'
+  cat >"$1/models/rknn/ppocrv6_det.rknn" <<<'name lines
+input image 1,640,640,3
+output map 1,1,64,64'
+  cat >"$1/models/rknn/ppocrv6_rec.rknn" <<<'name reader
+input image 1,48,320,3
+output logits 1,16,5
+answer * 0 steps 5 2 0 3 0 4'
+}
+
+step_install() {
+  need_cross_build
+  need_programs mmdebstrap:mmdebstrap arch-test:arch-test
+  readme_has "sudo apt install ./kavrel_*_arm64.deb"
+  ((EUID == 0)) || cannot "a root of another architecture needs root's rights"
+  local package root="$scratch/board_root" suite
+  package="$(echo "$cross"/packages/kavrel_*_arm64.deb)"
+  trap '[[ -z $registered ]] || echo -1 >"$registered"' EXIT
+  arm64_programs_start || cannot "the kernel does not let arm64 programs be registered"
+  # shellcheck source=/dev/null
+  suite="$(. /etc/os-release && echo "$VERSION_CODENAME")"
+  # shellcheck disable=SC2016  # $1 is the hook's own
+  mmdebstrap --variant=apt --architectures=arm64 \
+    --customize-hook="copy-in $package /" \
+    --customize-hook='chroot "$1" sh -c "apt install -y ./kavrel_*_arm64.deb"' \
+    "$suite" "$root"
+  chroot "$root" dpkg -s kavrel | grep -x 'Status: install ok installed'
+  if chroot "$root" kavrel --help; then exit 1; fi # the vendor's library is not there yet
+  cp "$cross/scripted_runtime/librknnrt.so" "$root/usr/lib/"
+  write_default_layout "$root/root/plates" "$root"
+  chroot "$root" sh -c 'cd /root/plates && kavrel' >"$scratch/run.out"
+  cat "$scratch/run.out"
+  grep -qx 'frame_total=1 frame_correct=0 frame_check_or_failed=1' "$scratch/run.out"
+  grep -q ':123' "$root/root/plates/output/v21_product_validation/frame_summary.csv"
+  say "apt installed it with $(chroot "$root" dpkg-query -W | wc -l) packages in all;" \
+    "kavrel without options read a picture by the default names"
+}
+
+step_plate() {
+  need_cross_build
+  local list="$scratch/plate.csv" networks=(
+    --plate-corner-model models/reference/plate_corner.onnx
+    --ppocr-det-model models/host/ppocr_det.onnx
+    --ppocr-rec-model models/reference/plate_rec.onnx
+    --ocr-dict dict/plate_rec_dict.txt)
+  head -n 2 samples/rendered/rendered_expected.csv >"$list"
+  "$native/kavrel" "${networks[@]}" --input-list "$list" --output-dir "$scratch/plate.amd64"
+  arm64 "$cross/kavrel" "${networks[@]}" --input-list "$list" --output-dir "$scratch/plate.arm64" \
+    --fail-on-error
+  diff "$scratch"/plate.{amd64,arm64}/summary.csv
+  local same="the same readings"
+  diff "$scratch"/plate.{amd64,arm64}/frame_summary.csv || same="not all of the same readings"
+  say "$(tail -n 1 "$scratch/plate.arm64/summary.csv"), $same on both architectures"
+}
+
+strict=false
+chosen=()
+for argument in "$@"; do
+  if [[ $argument == --strict ]]; then
+    strict=true
+  elif [[ -n ${title[$argument]:-} ]]; then
+    chosen+=("$argument")
+  else
+    echo "Usage: tools/check_board.sh [--strict] [STEP...]; steps are ${steps[*]}" >&2
+    exit 1
+  fi
+done
+((${#chosen[@]} > 0)) || chosen=("${steps[@]}")
+
+failed=0 not_run=0
+for name in "${chosen[@]}"; do
+  echo "== $name: ${title[$name]}"
+  (set -e; "step_$name") >"$scratch/$name.log" 2>&1
+  case $? in
+    0) echo "   ran: $(tail -n 1 "$scratch/$name.log")" ;;
+    77)
+      echo "   DID NOT RUN: $(tail -n 1 "$scratch/$name.log")"
+      not_run=$((not_run + 1))
+      ;;
+    *)
+      echo "   FAILED:"
+      tail -n 30 "$scratch/$name.log" | sed 's/^/   | /'
+      failed=$((failed + 1))
+      ;;
+  esac
+done
+
+rm -rf "$scratch"
+echo "== ${#chosen[@]} steps, $failed failed, $not_run did not run"
+((failed == 0)) && { ((not_run == 0)) || ! $strict; }
