@@ -283,6 +283,6 @@ for name in "${chosen[@]}"; do
   esac
 done
 
-rm -rf "$scratch"
+rm -rf --one-file-system "$scratch"
 echo "== ${#chosen[@]} steps, $failed failed, $not_run did not run"
 ((failed == 0)) && { ((not_run == 0)) || ! $strict; }

@@ -15,7 +15,7 @@ if ((${#missing[@]} > 0)); then
     --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
-git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
-shellcheck demo.sh test.sh .ci/run tools/*.sh tools/mutate
+git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+shellcheck demo.sh test.sh .ci/run tools/*.sh tools/mutate tests/*/*.sh bench/*.sh
 git ls-files 'src/*.cpp' 'host_runtime/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build
