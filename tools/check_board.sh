@@ -131,12 +131,17 @@ step_packages() {
     done
     if grep librknnrt "$scratch/contents"; then exit 1; fi
   done
+  mkdir "$scratch/unpacked"
+  for package in "$native"/packages/*.tar.gz; do tar -xf "$package" -C "$scratch/unpacked"; done
+  env -i "$scratch"/unpacked/kavrel-*/bin/kavrel --help
   say "lintian has neither errors nor warnings; sizes: $(stat -c '%s' "$native"/packages/* \
     "$cross"/packages/* | paste -sd ' ')"
 }
 
 step_reproducible() {
   need_cross_build
+  ninja -C "$cross" --quiet kavrel_installed rknnrt
+  tools/make_packages.sh "$cross"
   local copy="$scratch/elsewhere/kavrel"
   mkdir -p "$copy"
   git ls-files -z | xargs -0 cp --parents -t "$copy"
@@ -167,7 +172,9 @@ step_board_preset() {
   build-board/kavrel --help
   readelf -d build-board/kavrel | grep 'NEEDED.*\[librknnrt.so\]'
   [[ ! -e build-board/host_runtime ]]
-  say "builds and runs without ONNX Runtime, GoogleTest and a second librknnrt.so"
+  tools/make_packages.sh build-board
+  [[ "$(echo build-board/packages/*.deb)" == build-board/packages/kavrel_*.deb ]]
+  say "builds, runs and packs without ONNX Runtime, GoogleTest and a second librknnrt.so"
 }
 
 # Whether the kernel starts arm64 programs. Where nobody has arranged for it, as the installation of

@@ -12,7 +12,8 @@ build="$(cd "$1" && pwd)"
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 tools/need.sh dpkg-shlibdeps:dpkg-dev file:file
-export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}"
+commit_time="$(git log -1 --format=%ct 2>/dev/null || date +%s)"
+export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$commit_time}"
 rm -rf "$build/packages"
 cmake "$build" >/dev/null # the changelog's date
 (cd "$build" && cpack -G 'DEB;TGZ' -B "$build/packages") >"$build/packages.log" 2>&1 ||
