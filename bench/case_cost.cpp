@@ -244,8 +244,7 @@ void show_growth(int classes, Kana kana, const std::vector<int>& counts) {
     std::printf("  %4d cases: CPU %.2f ms a case, peak %.1f MiB, page faults %.0f a case", cases,
                 1000.0 * figures.at("cpu_s") / cases, figures.at("peak_kib") / 1024,
                 figures.at("page_faults") / cases);
-    std::printf("; over the first row: heap %.0f and peak %.0f bytes a case\n",
-                (figures.at("heap_bytes") - first.at("heap_bytes")) / more,
+    std::printf("; peak over the first row: %.0f bytes a case\n",
                 1024 * (figures.at("peak_kib") - first.at("peak_kib")) / more);
   }
 }

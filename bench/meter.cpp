@@ -3,7 +3,6 @@
 // the file that KAVREL_METER names.
 
 #include <dlfcn.h>
-#include <malloc.h>
 #include <sys/resource.h>
 
 #include <chrono>
@@ -11,6 +10,7 @@
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "npu/rknn_api.h"
@@ -21,11 +21,11 @@ using Clock = std::chrono::steady_clock;
 
 struct Times {
   Clock::time_point loaded = Clock::now();  // when the last network was ready
-  Clock::time_point finished = loaded;      // when the last picture or the first goodbye was done
+  Clock::time_point finished = loaded;      // when the first network is destroyed
   Clock::duration runtime{};                // inside the NPU runtime, after loading
   Clock::duration pictures{};               // inside cv::imwrite
   long runs = 0;
-  std::size_t heap_at_end = 0;  // bytes in use before the first network is destroyed
+  bool is_over = false;
 };
 
 Times& times() {
@@ -71,13 +71,17 @@ struct Report {
     rusage children{};
     getrusage(RUSAGE_SELF, &self);
     getrusage(RUSAGE_CHILDREN, &children);
-    std::ofstream(path) << "cpu_s " << seconds(self.ru_utime) + seconds(self.ru_stime)
-                        << "\nsystem_s " << seconds(self.ru_stime) << "\nshell_s "
-                        << seconds(children.ru_utime) + seconds(children.ru_stime) << "\npeak_kib "
-                        << self.ru_maxrss << "\npage_faults " << self.ru_minflt << "\nheap_bytes "
-                        << times().heap_at_end << "\nruns " << times().runs << "\nruntime_s "
-                        << seconds(times().runtime) << "\npictures_s " << seconds(times().pictures)
-                        << "\ncases_s " << seconds(times().finished - times().loaded) << "\n";
+    const std::vector<std::pair<const char*, double>> figures = {
+        {"cpu_s", seconds(self.ru_utime) + seconds(self.ru_stime)},
+        {"shell_s", seconds(children.ru_utime) + seconds(children.ru_stime)},
+        {"peak_kib", self.ru_maxrss},
+        {"page_faults", self.ru_minflt},
+        {"runs", times().runs},
+        {"runtime_s", seconds(times().runtime)},
+        {"pictures_s", seconds(times().pictures)},
+        {"cases_s", seconds(times().finished - times().loaded)}};
+    std::ofstream file(path);
+    for (const auto& [key, value] : figures) file << key << ' ' << value << '\n';
   }
 } report;
 
@@ -128,9 +132,7 @@ int rknn_outputs_release(rknn_context context, uint32_t n_outputs, rknn_output o
 
 int rknn_destroy(rknn_context context) {
   static auto* const original = next(&rknn_destroy);
-  if (times().heap_at_end == 0) {
-    times().finished = Clock::now();
-    times().heap_at_end = mallinfo2().uordblks + mallinfo2().hblkhd;
-  }
+  if (!times().is_over) times().finished = Clock::now();
+  times().is_over = true;
   return original(context);
 }
