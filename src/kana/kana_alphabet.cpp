@@ -18,7 +18,9 @@ constexpr std::array<Confusion, 3> kConfusions = {{{"あ", "あ"}, {"愛", "あ"
 }  // namespace
 
 bool is_valid_plate_kana_string(const std::string& text) {
-  return std::find(kana_list.begin(), kana_list.end(), text) != kana_list.end();
+  // The lead byte first: a dictionary is searched for its few kana among thousands of characters.
+  const bool may_be_kana = !text.empty() && text.front() == *kana_list.front();
+  return may_be_kana && std::binary_search(kana_list.begin(), kana_list.end(), text);
 }
 
 std::string find_hiragana_kana(const std::string& text) {

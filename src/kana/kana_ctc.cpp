@@ -1,6 +1,6 @@
 #include "kana/kana_ctc.h"
 
-#include <map>
+#include <algorithm>
 
 #include "kana/kana_alphabet.h"
 #include "ocr/ctc.h"
@@ -11,18 +11,18 @@ namespace {
 
 constexpr float kNoMargin = -1e30F;
 
-// A class of the recogniser that is a plate kana.
+// A class of the recogniser that is a plate kana: an entry of the dictionary.
 struct KanaClass {
   int index;
-  std::string kana;
+  const std::string* kana;
 };
 
 std::vector<KanaClass> kana_classes(const std::vector<std::string>& dict, int classes) {
   std::vector<KanaClass> kana;
-  for (int index = 1; index < classes; ++index) {
-    const auto entry = static_cast<std::size_t>(index) - 1;
-    if (entry >= dict.size()) break;
-    if (is_valid_plate_kana_string(dict[entry])) kana.push_back({index, dict[entry]});
+  const std::size_t count = std::min(dict.size(), static_cast<std::size_t>(classes) - 1);
+  for (std::size_t entry = 0; entry < count; ++entry) {
+    if (!is_valid_plate_kana_string(dict[entry])) continue;
+    kana.push_back({static_cast<int>(entry) + 1, &dict[entry]});
   }
   return kana;
 }
@@ -47,7 +47,7 @@ std::string decode_kana_only(const float* logits, const CtcShape& shape,
   const float* row = logits;
   for (int step = 0; step < shape.steps; ++step, row += shape.classes) {
     const KanaClass* best = best_kana(row, kana);
-    if (best != nullptr && best != previous) text += best->kana;
+    if (best != nullptr && best != previous) text += *best->kana;
     previous = best;
   }
   return text;
@@ -56,21 +56,20 @@ std::string decode_kana_only(const float* logits, const CtcShape& shape,
 // The kana with the greatest score minus blank score at any step.
 std::string nearest_to_blank(const float* logits, const CtcShape& shape,
                              const std::vector<KanaClass>& kana) {
-  std::map<std::string, float> margins;
-  for (const KanaClass& candidate : kana) {
-    float& margin = margins.emplace(candidate.kana, kNoMargin).first->second;
-    const float* row = logits;
-    for (int step = 0; step < shape.steps; ++step, row += shape.classes) {
-      const float step_margin = row[candidate.index] - row[kBlankClass];
-      if (step_margin > margin) margin = step_margin;
+  std::vector<float> margins(kana.size(), kNoMargin);
+  const float* row = logits;
+  for (int step = 0; step < shape.steps; ++step, row += shape.classes) {
+    for (std::size_t i = 0; i < kana.size(); ++i) {
+      margins[i] = std::max(margins[i], row[kana[i].index] - row[kBlankClass]);
     }
   }
   std::string choice;
   float best = kNoMargin;
-  for (const auto& [name, margin] : margins) {
-    if (margin > best) {
-      best = margin;
-      choice = name;
+  for (std::size_t i = 0; i < kana.size(); ++i) {
+    const bool tie = margins[i] == best && *kana[i].kana < choice;
+    if (margins[i] > best || tie) {
+      best = margins[i];
+      choice = *kana[i].kana;
     }
   }
   return choice;
