@@ -15,9 +15,27 @@ CtcShape shape_from_dict(std::size_t count, std::size_t dict_size) {
   return {static_cast<int>(count / classes), static_cast<int>(classes)};
 }
 
-// std::max_element keeps the first of equal values: a tie goes to the lower class.
+constexpr int kBlock = 32;
+
+// Whether one of kBlock scores is above `limit`: counted, which the compiler does in vector code.
+bool any_above(const float* scores, float limit) {
+  int above = 0;
+  for (int i = 0; i < kBlock; ++i) above += scores[i] > limit ? 1 : 0;
+  return above > 0;
+}
+
+// The first of the greatest scores: a tie goes to the lower class. Few blocks hold a score above
+// the best one before them, and only those are searched.
 int best_class(const float* row, int classes) {
-  return static_cast<int>(std::max_element(row, row + classes) - row);
+  int best = 0;
+  for (int start = 0; start < classes; start += kBlock) {
+    const int end = std::min(start + kBlock, classes);
+    if (end - start == kBlock && !any_above(row + start, row[best])) continue;
+    for (int index = start; index < end; ++index) {
+      if (row[index] > row[best]) best = index;
+    }
+  }
+  return best;
 }
 
 // A class beyond the dictionary has no text.
