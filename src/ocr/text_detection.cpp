@@ -23,9 +23,13 @@ constexpr int kMinBoxSide = 8;
 constexpr int kRowTolerance = 12;
 constexpr std::size_t kMaxBoxes = 16;
 
+// A leading NaN hides the range of the values, a later one is passed over. Without a branch or an
+// early end in the loop, which makes it vector code.
 bool are_logits(const std::vector<float>& values) {
-  return *std::min_element(values.begin(), values.end()) < -0.01F ||
-         *std::max_element(values.begin(), values.end()) > 1.01F;
+  if (std::isnan(values.front())) return false;
+  int outside = 0;
+  for (const float value : values) outside += (value < -0.01F) | (value > 1.01F);
+  return outside > 0;
 }
 
 // A region of the map as a padded box of the image. A box raised to the left or top edge keeps
@@ -64,20 +68,16 @@ void write_mask_picture(const cv::Mat& mask, const cv::Size& image_size, const s
 cv::Mat text_probability_map(const std::vector<float>& values) {
   const auto side = static_cast<std::size_t>(std::sqrt(static_cast<double>(values.size())));
   if (values.empty() || side * side != values.size()) return {};
-  cv::Mat probabilities(static_cast<int>(side), static_cast<int>(side), CV_32F);
-  const auto target = probabilities.begin<float>();
-  if (are_logits(values)) {
-    std::transform(values.begin(), values.end(), target, sigmoid);
-  } else {
-    std::copy(values.begin(), values.end(), target);
-  }
+  const cv::Mat map = cv::Mat(values).reshape(1, static_cast<int>(side));
+  if (!are_logits(values)) return map;
+  cv::Mat probabilities(map.size(), CV_32F);
+  std::transform(values.begin(), values.end(), probabilities.ptr<float>(), sigmoid);
   return probabilities;
 }
 
 cv::Mat text_mask(const cv::Mat& probabilities, float threshold) {
   cv::Mat mask;
-  cv::threshold(probabilities, mask, threshold, 255.0, cv::THRESH_BINARY);
-  mask.convertTo(mask, CV_8U);
+  cv::compare(probabilities, threshold, mask, cv::CMP_GT);
   // Wider than high: it joins the characters of a line, not the lines.
   const cv::Mat element = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(5, 3));
   cv::morphologyEx(mask, mask, cv::MORPH_CLOSE, element);

@@ -24,7 +24,8 @@ std::vector<TextBox> run_ppocr_det_boxes(RknnModel& model, const cv::Mat& image,
                                          const std::string& debug_prefix, float threshold);
 
 // The map as a square image of probabilities (CV_32F); empty if the values are not a square.
-// Values outside of [-0.01, 1.01] show that all of them are logits.
+// Values outside of [-0.01, 1.01] show that all of them are logits; probabilities are not copied,
+// the image is valid as long as they are.
 cv::Mat text_probability_map(const std::vector<float>& values);
 
 // The 8-bit mask of text: 255 where the probability is above `threshold`, with the gaps between
