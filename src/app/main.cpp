@@ -1,6 +1,7 @@
 #include <malloc.h>
 
 #include <exception>
+#include <opencv2/core/utility.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
 #include "app/args.h"
@@ -21,6 +22,8 @@ void keep_freed_memory() {
 
 int main(int argc, char** argv) {
   keep_freed_memory();
+  // The images are too small for OpenCV's own threads to pay.
+  cv::setNumThreads(1);
   // Standard error carries this program's own lines; what OpenCV finds wrong is reported by them.
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   try {
