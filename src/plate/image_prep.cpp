@@ -24,10 +24,9 @@ Span span_of(int size, float from, float to) {
 }  // namespace
 
 cv::Mat bgr_to_rgb_resized(const cv::Mat& image, int width, int height) {
-  cv::Mat resized;
-  cv::resize(image, resized, cv::Size(width, height), 0.0, 0.0, cv::INTER_LINEAR);
   cv::Mat rgb;
-  cv::cvtColor(resized, rgb, cv::COLOR_BGR2RGB);
+  cv::resize(image, rgb, cv::Size(width, height), 0.0, 0.0, cv::INTER_LINEAR);
+  cv::cvtColor(rgb, rgb, cv::COLOR_BGR2RGB);
   return rgb;
 }
 
