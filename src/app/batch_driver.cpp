@@ -4,6 +4,7 @@
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/case_list.h"
@@ -165,7 +166,7 @@ int run_batch(const Args& args) {
     write_result_json(report, case_dir);
     frame_summary.add_row(report);
   }
-  return report_run({args, use_plate_det, frames, frame_counts});
+  return report_run({args, use_plate_det, std::move(frames), frame_counts});
 }
 
 }  // namespace kavrel

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "app/text.h"
 #include "reading/group_vote.h"
@@ -28,9 +29,9 @@ struct Totals {
 
 using Groups = std::map<std::string, std::vector<FrameResult>>;
 
-Groups group_frames(const std::vector<FrameResult>& frames) {
+Groups group_frames(std::vector<FrameResult> frames) {
   Groups groups;
-  for (const FrameResult& frame : frames) groups[frame.group_id].push_back(frame);
+  for (FrameResult& frame : frames) groups[frame.group_id].push_back(std::move(frame));
   return groups;
 }
 
@@ -87,8 +88,7 @@ void print_final_block(const Totals& totals) {
 
 }  // namespace
 
-int report_run(const FinishedRun& run) {
-  const Groups groups = group_frames(run.frames);
+int report_run(FinishedRun run) {
   const std::string& output_dir = run.args.output_dir;
   Totals totals;
   totals.input_mode = run.args.input_mode;
@@ -97,6 +97,7 @@ int report_run(const FinishedRun& run) {
   totals.frames = run.frame_counts;
   totals.frame_summary_csv = output_dir + "/frame_summary.csv";
   totals.summary_csv = output_dir + "/summary.csv";
+  const Groups groups = group_frames(std::move(run.frames));
   totals.group_total = groups.size();
   totals.groups = write_summary_csv(groups, totals.summary_csv);
   write_final_json(totals, output_dir + "/FINAL_RESULT.json");

@@ -14,14 +14,14 @@ namespace kavrel {
 struct FinishedRun {
   const Args& args;
   bool use_plate_det;
-  const std::vector<FrameResult>& frames;  // in case order
+  std::vector<FrameResult> frames;  // in case order
   StatusCounts frame_counts;
 };
 
 // Votes the frames of every group, writes summary.csv (a row a group, in byte order of the group
 // ids) and FINAL_RESULT.json, and prints the FINAL_RESULT block to standard output. Returns the
 // exit status: 2 if args.fail_on_error is set and a group is not "correct", else 0.
-int report_run(const FinishedRun& run);
+int report_run(FinishedRun run);
 
 }  // namespace kavrel
 
