@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Fuzzes each target for SECONDS, as many at a time as there are cores.
 #   tools/fuzz.sh SECONDS [TARGET...]    targets are the folders of fuzz/corpus
-# What reaches new code is kept in build/fuzz/corpus for the next time. An input that breaks a
-# promise ends its target and lies in build/fuzz/findings; the exit status is then not 0. Once
+# What reaches new code is kept in build-fuzz/corpus for the next time. An input that breaks a
+# promise ends its target and lies in build-fuzz/findings; the exit status is then not 0. Once
 # fixed it belongs into fuzz/corpus, which the tests replay.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -27,17 +27,17 @@ if ((${#missing[@]} > 0)); then
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
     --no-install-recommends "${missing[@]}" >/dev/null
 fi
-[[ -f build/fuzz/build.ninja ]] || cmake --preset fuzz >/dev/null
-ninja -C build/fuzz --quiet fuzz
+[[ -f build-fuzz/build.ninja ]] || cmake --preset fuzz >/dev/null
+ninja -C build-fuzz --quiet fuzz
 
 export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
 fuzz_one() {
   local seconds="$1" target="$2"
-  local corpus="build/fuzz/corpus/$target" log="build/fuzz/$target.log"
-  mkdir -p "$corpus" build/fuzz/findings
+  local corpus="build-fuzz/corpus/$target" log="build-fuzz/$target.log"
+  mkdir -p "$corpus" build-fuzz/findings
   # What the target itself prints is closed: it costs more time than the work.
-  if ! "build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=20 -close_fd_mask=3 \
-    -print_final_stats=1 -artifact_prefix="build/fuzz/findings/$target-" \
+  if ! "build-fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=20 -close_fd_mask=3 \
+    -print_final_stats=1 -artifact_prefix="build-fuzz/findings/$target-" \
     "$corpus" "fuzz/corpus/$target" >"$log" 2>&1; then
     echo "fuzz.sh: $target found something, see $log" >&2
     tail -n 40 "$log" >&2
