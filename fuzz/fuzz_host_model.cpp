@@ -1,10 +1,21 @@
 // The workstation runtime on any model file: a code and no context, or a network that describes
 // itself in the interface's terms.
+#include <array>
+
 #include "fuzz_support.h"
 
 using kavrel_fuzz::require;
 
 namespace {
+
+// By the number of the type.
+constexpr std::array<uint32_t, 7> kBytesOfType{4, 2, 1, 1, 2, 2, 4};
+
+bool is_image(const rknn_tensor_attr& attr) {
+  return (attr.fmt == RKNN_TENSOR_NCHW || attr.fmt == RKNN_TENSOR_NHWC) &&
+         (attr.type == RKNN_TENSOR_UINT8 || attr.type == RKNN_TENSOR_FLOAT16 ||
+          attr.type == RKNN_TENSOR_FLOAT32);
+}
 
 void check_tensor(rknn_context network, rknn_query_cmd command, uint32_t index) {
   rknn_tensor_attr attr{};
@@ -14,11 +25,10 @@ void check_tensor(rknn_context network, rknn_query_cmd command, uint32_t index) 
   uint64_t elements = 1;
   for (uint32_t i = 0; i < attr.n_dims; ++i) elements *= attr.dims[i];
   require(elements == attr.n_elems && elements > 0, "the dims make the number of elements");
-  require(attr.size >= attr.n_elems && attr.size <= 4 * elements, "an element has 1 to 4 bytes");
+  require(attr.size == elements * kBytesOfType.at(static_cast<std::size_t>(attr.type)),
+          "the size is that of the elements");
   require(attr.name[RKNN_MAX_NAME_LEN - 1] == '\0', "a name ends");
-  require(command == RKNN_QUERY_OUTPUT_ATTR || attr.fmt == RKNN_TENSOR_NCHW ||
-              attr.fmt == RKNN_TENSOR_NHWC,
-          "an input is an image");
+  require(command == RKNN_QUERY_OUTPUT_ATTR || is_image(attr), "an input is an image");
 }
 
 }  // namespace
