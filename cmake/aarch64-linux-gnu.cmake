@@ -14,6 +14,10 @@ if(NOT EXISTS "${CMAKE_SYSROOT}/usr/include/opencv4")
   message(FATAL_ERROR "There are no arm64 packages in ${CMAKE_SYSROOT}, run tools/cross_build.sh")
 endif()
 
+# OpenCV's headers leave their names in what is compiled with them; the root's place is no part of
+# these, or the same sources would not always give the same bytes.
+set(CMAKE_CXX_FLAGS_INIT "-ffile-prefix-map=${CMAKE_SYSROOT}=")
+
 # Programs of this machine, everything else of the board's.
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
