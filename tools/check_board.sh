@@ -82,7 +82,14 @@ step_cases() {
   export BOTH_FOREIGN="qemu-aarch64-static -L $arm64_root \
     -E LD_LIBRARY_PATH=$cross/scripted_runtime $cross/kavrel"
   export KAVREL_TEST_PROGRAM="$repository/tests/program/run_both.sh"
-  "$native/tests/program/program_test" --gtest_brief=1
+  local shard shards=() count
+  count="$(nproc)"
+  for ((shard = 0; shard < count; ++shard)); do
+    GTEST_TOTAL_SHARDS="$count" GTEST_SHARD_INDEX="$shard" \
+      "$native/tests/program/program_test" --gtest_brief=1 &
+    shards+=($!)
+  done
+  for shard in "${shards[@]}"; do wait "$shard"; done
   if grep -v '^same' "$BOTH_REPORT"; then exit 1; fi
   say "$(wc -l <"$BOTH_REPORT") runs the same in all but pictures," \
     "$(grep -cx 'same' "$BOTH_REPORT") of them in these too; pictures that differ:" \
@@ -179,16 +186,23 @@ step_board_preset() {
 
 # Whether the kernel starts arm64 programs. Where nobody has arranged for it, as the installation of
 # qemu-user-static does on a machine with an init system, it is arranged until this script ends.
-registered=""
+binfmt=/proc/sys/fs/binfmt_misc
+mounted="" registered=""
 arm64_programs_start() {
-  local binfmt=/proc/sys/fs/binfmt_misc
-  [[ -e $binfmt/register ]] || mount -t binfmt_misc binfmt_misc $binfmt || return 1
+  if [[ ! -e $binfmt/register ]]; then
+    mount -t binfmt_misc binfmt_misc $binfmt || return 1
+    mounted=$binfmt
+  fi
   if ! grep -qsx enabled $binfmt/qemu-aarch64; then
     # An ELF file of 64 bits for machine 183; F keeps qemu open, also for roots that lack it.
     printf '%s' ':qemu-aarch64:M::\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00:\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:/usr/bin/qemu-aarch64-static:F' \
       >$binfmt/register || return 1
     registered=$binfmt/qemu-aarch64
   fi
+}
+forget_arm64_programs() {
+  [[ -z $registered ]] || echo -1 >"$registered"
+  [[ -z $mounted ]] || umount "$mounted"
 }
 
 # What a user has beside the program, under the default names: networks (as scripts of the runtime
@@ -220,7 +234,7 @@ step_install() {
   ((EUID == 0)) || cannot "a root of another architecture needs root's rights"
   local package root="$scratch/board_root" suite
   package="$(echo "$cross"/packages/kavrel_*_arm64.deb)"
-  trap '[[ -z $registered ]] || echo -1 >"$registered"' EXIT
+  trap forget_arm64_programs EXIT
   arm64_programs_start || cannot "the kernel does not let arm64 programs be registered"
   # shellcheck source=/dev/null
   suite="$(. /etc/os-release && echo "$VERSION_CODENAME")"
