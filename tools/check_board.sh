@@ -12,7 +12,7 @@ arm64_root="$repository/build-arm64-root"
 scratch="$(mktemp -d)"
 chmod 755 "$scratch" # apt, in a root below it, is not root while it downloads
 # The tests' own programs and folders must not depend on who runs this.
-unset LD_LIBRARY_PATH KAVREL_TEST_PROGRAM
+unset LD_LIBRARY_PATH KAVREL_TEST_PROGRAM CCACHE_BASEDIR
 
 steps=(build interface unit_tests cases loader packages reproducible board_preset install plate)
 declare -A title=(
