@@ -48,7 +48,7 @@ Cause cause_of(std::size_t field, const FieldJudgement& judgement, const FrameDe
   return votes == 0 ? Cause::kNeverRead : Cause::kOutvoted;
 }
 
-Assessment assess(const Run& run, const std::vector<std::string>& region_words) {
+Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words) {
   Assessment assessment;
   Progress progress("judging frames", run.frames.size());
   for (const FrameResult& frame : run.frames) {

@@ -37,7 +37,7 @@ enum class Cause { kNeverRead, kOutvoted, kFallback };
 // Why a field of a frame that is not correct was read as it was.
 Cause cause_of(std::size_t field, const FieldJudgement& judgement, const FrameDecision& decision);
 
-Assessment assess(const Run& run, const std::vector<std::string>& region_words);
+Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words);
 
 }  // namespace kavrel::report
 

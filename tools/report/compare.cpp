@@ -51,7 +51,7 @@ ItemChanges changes_between(const std::vector<Key>& base_keys, const Judgements&
   return changes;
 }
 
-std::vector<std::string> group_keys(const Run& run) {
+std::vector<std::string> group_keys(const RecordedRun& run) {
   std::vector<std::string> keys;
   for (const Group& group : run.groups) keys.push_back(group.result.group_id);
   return keys;
@@ -60,7 +60,7 @@ std::vector<std::string> group_keys(const Run& run) {
 // Group, case name, and how many frames before this one had both.
 using FrameKey = std::tuple<std::string, std::string, int>;
 
-std::vector<FrameKey> frame_keys(const Run& run) {
+std::vector<FrameKey> frame_keys(const RecordedRun& run) {
   std::map<std::pair<std::string, std::string>, int> seen;
   std::vector<FrameKey> keys;
   for (const FrameResult& frame : run.frames) {
@@ -101,8 +101,8 @@ bool is_change(Change change) {
   return change != Change::kSameCorrect && change != Change::kSameNotCorrect;
 }
 
-Comparison compare_runs(const Run& base, const Assessment& base_assessment, const Run& fresh,
-                        const Assessment& fresh_assessment) {
+Comparison compare_runs(const RecordedRun& base, const Assessment& base_assessment,
+                        const RecordedRun& fresh, const Assessment& fresh_assessment) {
   Comparison comparison;
   comparison.groups = changes_between(group_keys(base), base_assessment.group_judgements,
                                       group_keys(fresh), fresh_assessment.group_judgements);

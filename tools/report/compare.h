@@ -11,11 +11,12 @@
 
 namespace kavrel::report {
 
+// From what an engineer wants to see first to what stays as it is.
 enum class Change {
   kBroken,           // was correct, no longer is
+  kRemoved,          // in the base run only
   kFixed,            // was not correct, now is
   kStillNotCorrect,  // read otherwise than before, not correct either time
-  kRemoved,          // in the base run only
   kAdded,            // in the new run only
   kSameNotCorrect,   // read as before, not correct
   kSameCorrect,
@@ -46,17 +47,17 @@ struct Comparison {
 
 // Two runs, what was made of them, and what differs.
 struct ComparedRuns {
-  const Run& base;
+  const RecordedRun& base;
   const Assessment& base_assessment;
-  const Run& fresh;
+  const RecordedRun& fresh;
   const Assessment& fresh_assessment;
   const Comparison& comparison;
 };
 
 // Groups are the same by their id. Frames are the same by group and case name, so that runs from
 // different folders can be compared; of frames that share both, the first is the first's and so on.
-Comparison compare_runs(const Run& base, const Assessment& base_assessment, const Run& fresh,
-                        const Assessment& fresh_assessment);
+Comparison compare_runs(const RecordedRun& base, const Assessment& base_assessment,
+                        const RecordedRun& fresh, const Assessment& fresh_assessment);
 
 // How many groups that were correct no longer are. One that the new run does not have counts too,
 // unless `allow_removed`: an aborted run must not pass for a good one.

@@ -69,8 +69,8 @@ void explain_frame(const FrameResult& frame, const std::vector<std::string>& reg
 
 }  // namespace
 
-void explain(const Run& run, const std::string& name, const std::vector<std::string>& region_words,
-             std::ostream& out) {
+void explain(const RecordedRun& run, const std::string& name,
+             const std::vector<std::string>& region_words, std::ostream& out) {
   bool found = false;
   for (const FrameResult& frame : run.frames) {
     if (frame.image_path != name && case_name(frame) != name) continue;

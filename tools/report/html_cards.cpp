@@ -18,11 +18,13 @@ constexpr int kPlateWidth = 320;
 constexpr int kPlateHeight = 96;
 constexpr int kCropWidth = 320;
 constexpr int kCropHeight = 200;
+constexpr int kPhotoWidth = 213;
+constexpr int kPhotoHeight = 64;
 constexpr std::size_t kCandidatesShown = 6;
 
 // A run, and what is known of it.
 struct Source {
-  const Run& run;
+  const RecordedRun& run;
   const Assessment& assessment;
   const std::vector<std::string>& region_words;
 };
@@ -183,7 +185,8 @@ std::vector<std::string> remarks_on(const FrameResult& frame, const FrameDecisio
   return remarks;
 }
 
-std::string picture_of(const Run& run, std::size_t frame, const char* name, int width, int height) {
+std::string picture_of(const RecordedRun& run, std::size_t frame, const char* name, int width,
+                       int height) {
   if (run.overwritten.count(frame) > 0) return "";
   return picture_address(run.dir + "/cases/" + case_name(run.frames[frame]) + "/" + name, width,
                          height);
@@ -191,7 +194,7 @@ std::string picture_of(const Run& run, std::size_t frame, const char* name, int 
 
 View text_or_false(const std::string& text) { return text.empty() ? View(false) : View(text); }
 
-void set_pictures(const Run& run, std::size_t index, View& view) {
+void set_pictures(const RecordedRun& run, std::size_t index, View& view) {
   const std::string rectified =
       picture_of(run, index, "rectified_plate.jpg", kPlateWidth, kPlateHeight);
   const std::string crop = picture_of(run, index, "plate_roi.jpg", kCropWidth, kCropHeight);
@@ -254,8 +257,8 @@ void set_photo(const Group& group, const Source& source, View& view) {
   view.set("photo", false);
   const auto frame = telling_frame(group, source.assessment);
   if (!frame) return;
-  view.set("photo", text_or_false(picture_of(source.run, *frame, "rectified_plate.jpg", kPlateWidth,
-                                             kPlateHeight)));
+  view.set("photo", text_or_false(picture_of(source.run, *frame, "rectified_plate.jpg", kPhotoWidth,
+                                             kPhotoHeight)));
   view.set("photo_of", printable(case_name(source.run.frames[*frame])));
 }
 
@@ -315,7 +318,7 @@ std::vector<std::size_t> groups_not_correct(const Assessment& assessment) {
 
 }  // namespace
 
-Cards render_cards(const Run& run, const Assessment& assessment,
+Cards render_cards(const RecordedRun& run, const Assessment& assessment,
                    const std::vector<std::string>& region_words, std::size_t max_frames) {
   const Source source{run, assessment, region_words};
   const std::vector<std::size_t> groups = groups_not_correct(assessment);

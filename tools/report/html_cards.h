@@ -18,7 +18,7 @@ struct Cards {
 
 // A card a group, those with an expected text first, until `max_frames` frames are shown: a group
 // with more frames than are left shows the first of them, and groups after that get no card.
-Cards render_cards(const Run& run, const Assessment& assessment,
+Cards render_cards(const RecordedRun& run, const Assessment& assessment,
                    const std::vector<std::string>& region_words, std::size_t max_frames);
 
 }  // namespace kavrel::report

@@ -16,6 +16,9 @@
 namespace kavrel::report {
 namespace {
 
+constexpr int kPhotoWidth = 213;
+constexpr int kPhotoHeight = 64;
+
 // One run's plate, of a group or of a frame, and the frame that shows it.
 struct Side {
   const PlateJudgement* plate = nullptr;  // null: the run does not have it
@@ -25,7 +28,8 @@ struct Side {
 
 std::string digits(std::int64_t number) { return std::to_string(number); }
 
-Side group_side(const Run& run, const Assessment& assessment, std::optional<std::size_t> index) {
+Side group_side(const RecordedRun& run, const Assessment& assessment,
+                std::optional<std::size_t> index) {
   if (!index) return {};
   const Group& group = run.groups[*index];
   Side side{&assessment.group_judgements[*index], &group.result.fields, std::nullopt};
@@ -33,12 +37,13 @@ Side group_side(const Run& run, const Assessment& assessment, std::optional<std:
   return side;
 }
 
-Side frame_side(const Run& run, const Assessment& assessment, std::optional<std::size_t> index) {
+Side frame_side(const RecordedRun& run, const Assessment& assessment,
+                std::optional<std::size_t> index) {
   if (!index) return {};
   return {&assessment.frame_judgements[*index], &run.frames[*index].fields, index};
 }
 
-View side_view(const Run& run, const char* name, const Side& side) {
+View side_view(const RecordedRun& run, const char* name, const Side& side) {
   View view;
   view.set("run", std::string(name));
   view.set("photo", false);
@@ -47,8 +52,8 @@ View side_view(const Run& run, const char* name, const Side& side) {
   view.set("plates", render_read_plate(*side.plate, *side.fields, name));
   if (!side.frame || run.overwritten.count(*side.frame) > 0) return view;
   const std::string case_dir = case_name(run.frames[*side.frame]);
-  const std::string photo =
-      picture_address(run.dir + "/cases/" + case_dir + "/rectified_plate.jpg", 320, 96);
+  const std::string photo = picture_address(run.dir + "/cases/" + case_dir + "/rectified_plate.jpg",
+                                            kPhotoWidth, kPhotoHeight);
   if (!photo.empty()) view.set("photo", photo);
   view.set("photo_of", printable(case_dir));
   return view;

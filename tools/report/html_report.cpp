@@ -115,9 +115,9 @@ std::string main_cause(const Assessment& assessment) {
   }
   const int total = all.never_read + all.outvoted + all.fallback;
   if (total == 0) return "";
-  return "Of " + digits(total) + " wrong fields in frames, " + digits(all.never_read) +
-         " were never read right by any reading, " + digits(all.outvoted) + " were outvoted and " +
-         digits(all.fallback) + " came from the kana fallback.";
+  return "Wrong fields in frames: " + digits(total) + ", of which " + digits(all.never_read) +
+         " never read right by any reading, " + digits(all.outvoted) + " outvoted, " +
+         digits(all.fallback) + " from the kana fallback.";
 }
 
 std::vector<std::string> insights(const Assessment& assessment,
@@ -163,7 +163,7 @@ std::string cap_text(const Cards& cards, std::size_t max_frames) {
          digits(cards.left_out) + " are in the table of all groups; --max-frames raises the limit.";
 }
 
-std::string render_group_rows(const Run& run, const Assessment& assessment) {
+std::string render_group_rows(const RecordedRun& run, const Assessment& assessment) {
   Template row_template(resources::kGroupRow);
   std::string rows;
   for (std::size_t i = 0; i < run.groups.size(); ++i) {
@@ -190,7 +190,7 @@ std::string render_group_rows(const Run& run, const Assessment& assessment) {
 
 View text_or_false(const std::string& text) { return text.empty() ? View(false) : View(text); }
 
-void set_head(const Run& run, const Assessment& assessment, View& view) {
+void set_head(const RecordedRun& run, const Assessment& assessment, View& view) {
   std::vector<std::string> notices = run.notices;
   if (assessment.not_as_recorded > 0) {
     notices.push_back("The votes of " + digits(assessment.not_as_recorded) +
@@ -240,7 +240,7 @@ void set_method(const Assessment& assessment, const std::string& words_name, Vie
 
 }  // namespace
 
-std::string render_report(const Run& run, const Assessment& assessment,
+std::string render_report(const RecordedRun& run, const Assessment& assessment,
                           const std::vector<std::string>& region_words,
                           const std::string& words_name, std::size_t max_frames) {
   const Cards cards = render_cards(run, assessment, region_words, max_frames);

@@ -67,7 +67,7 @@ Json json_of_causes(const Assessment& assessment) {
   return json;
 }
 
-Json json_of_groups_not_correct(const Run& run, const Assessment& assessment) {
+Json json_of_groups_not_correct(const RecordedRun& run, const Assessment& assessment) {
   Json json = Json::array();
   for (std::size_t i = 0; i < run.groups.size(); ++i) {
     const Outcome outcome = assessment.group_judgements[i].outcome;
@@ -84,7 +84,7 @@ Json json_of_groups_not_correct(const Run& run, const Assessment& assessment) {
 
 }  // namespace
 
-void write_json(const Run& run, const Assessment& assessment, std::ostream& out) {
+void write_json(const RecordedRun& run, const Assessment& assessment, std::ostream& out) {
   Json notices = Json::array();
   for (const std::string& notice : run.notices) notices.push_back(notice);
   const Json json = {

@@ -9,7 +9,7 @@
 namespace kavrel::report {
 
 // The figures of the page for machines, as docs/report.schema.json describes them.
-void write_json(const Run& run, const Assessment& assessment, std::ostream& out);
+void write_json(const RecordedRun& run, const Assessment& assessment, std::ostream& out);
 
 }  // namespace kavrel::report
 

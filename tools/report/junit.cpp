@@ -20,7 +20,8 @@ void add_text(pugi::xml_node node, const std::string& text) {
 
 std::string or_nothing(const std::string& text) { return text.empty() ? "nothing" : text; }
 
-std::string details_of(const Run& run, const Group& group, const PlateJudgement& judgement) {
+std::string details_of(const RecordedRun& run, const Group& group,
+                       const PlateJudgement& judgement) {
   std::string text;
   for (std::size_t i = 0; judgement.fields && i < kFields.size(); ++i) {
     const FieldJudgement& field = (*judgement.fields)[i];
@@ -36,7 +37,7 @@ std::string details_of(const Run& run, const Group& group, const PlateJudgement&
   return text;
 }
 
-void add_test_case(pugi::xml_node suite, const std::string& name, const Run& run,
+void add_test_case(pugi::xml_node suite, const std::string& name, const RecordedRun& run,
                    const Group& group, const PlateJudgement& judgement) {
   pugi::xml_node test = suite.append_child("testcase");
   add_attribute(test, "classname", "kavrel.groups");
@@ -64,7 +65,7 @@ std::string unique_name(const std::string& group_id, std::set<std::string>& name
 }
 
 // The schema wants every attribute; a run keeps neither the time of a case nor the machine's name.
-void describe(pugi::xml_node suite, const Run& run, const Score& groups) {
+void describe(pugi::xml_node suite, const RecordedRun& run, const Score& groups) {
   add_attribute(suite, "name", "kavrel");
   add_attribute(suite, "package", "kavrel");
   add_attribute(suite, "id", "0");
@@ -82,7 +83,7 @@ void describe(pugi::xml_node suite, const Run& run, const Score& groups) {
 
 }  // namespace
 
-void write_junit(const Run& run, const Assessment& assessment, std::ostream& out) {
+void write_junit(const RecordedRun& run, const Assessment& assessment, std::ostream& out) {
   pugi::xml_document document;
   pugi::xml_node suite = document.append_child("testsuites").append_child("testsuite");
   describe(suite, run, assessment.groups);

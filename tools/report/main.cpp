@@ -74,7 +74,7 @@ std::vector<std::string> region_words(const Options& options) {
 }
 
 int write_html(const Options& options) {
-  const report::Run run = report::read_run(options.output_dir);
+  const report::RecordedRun run = report::read_run(options.output_dir);
   const std::vector<std::string> words = region_words(options);
   const std::string words_name = options.dict_region.empty()
                                      ? "the region words that kavrel-report was built with"
@@ -88,8 +88,8 @@ int write_html(const Options& options) {
 }
 
 int write_comparison(const Options& options) {
-  const report::Run base = report::read_run(options.output_dir);
-  const report::Run fresh = report::read_run(options.new_dir);
+  const report::RecordedRun base = report::read_run(options.output_dir);
+  const report::RecordedRun fresh = report::read_run(options.new_dir);
   const report::Assessment base_assessment = report::assess(base, built_in_words());
   const report::Assessment fresh_assessment = report::assess(fresh, built_in_words());
   const report::Comparison comparison =
@@ -107,7 +107,7 @@ int write_comparison(const Options& options) {
 }
 
 int write_junit(const Options& options) {
-  const report::Run run = report::read_run(options.output_dir);
+  const report::RecordedRun run = report::read_run(options.output_dir);
   const report::Assessment assessment = report::assess(run, built_in_words());
   write_file(file_or(options, options.output_dir, "junit.xml"),
              [&](std::ostream& out) { report::write_junit(run, assessment, out); });
@@ -115,7 +115,7 @@ int write_junit(const Options& options) {
 }
 
 int write_json(const Options& options) {
-  const report::Run run = report::read_run(options.output_dir);
+  const report::RecordedRun run = report::read_run(options.output_dir);
   const report::Assessment assessment = report::assess(run, region_words(options));
   write_file(options.file.empty() ? "-" : options.file,
              [&](std::ostream& out) { report::write_json(run, assessment, out); });

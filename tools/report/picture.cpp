@@ -14,7 +14,7 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 constexpr std::uintmax_t kLargestFile = 64 << 20;
-constexpr std::size_t kLargestEmbedded = 24 << 10;
+constexpr std::size_t kLargestEmbedded = 14 << 10;
 constexpr int kJpegQuality = 80;
 
 // Large pictures are decoded at a fraction of their size, which JPEG allows and which is quick. A

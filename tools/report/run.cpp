@@ -106,7 +106,7 @@ bool same(const GroupResult& a, const GroupResult& b) {
          a.fields.final_plate_number == b.fields.final_plate_number;
 }
 
-void compare_with_summary(const std::vector<CsvRow>& rows, Run& run) {
+void compare_with_summary(const std::vector<CsvRow>& rows, RecordedRun& run) {
   std::set<std::string> differing;
   std::map<std::string, GroupResult> written;
   for (const CsvRow& row : rows) written[row[0]] = group_of(row);
@@ -143,7 +143,7 @@ std::optional<Totals> read_totals(const std::string& path) {
   }
 }
 
-void compare_with_totals(Run& run) {
+void compare_with_totals(RecordedRun& run) {
   const std::string path = run.dir + "/" + kTotalsFile;
   const auto totals = read_totals(path);
   if (totals) {
@@ -179,7 +179,7 @@ std::set<std::size_t> overwritten_frames(const std::vector<FrameResult>& frames)
   return overwritten;
 }
 
-void take_frames(const std::vector<CsvRow>& rows, Run& run) {
+void take_frames(const std::vector<CsvRow>& rows, RecordedRun& run) {
   run.frames = frames_of(rows, run.notices);
   run.groups = vote_groups(run.frames);
   run.overwritten = overwritten_frames(run.frames);
@@ -188,7 +188,7 @@ void take_frames(const std::vector<CsvRow>& rows, Run& run) {
                         " whose pictures were overwritten by a later image of the same file name.");
 }
 
-void take_groups(const std::vector<CsvRow>& rows, Run& run) {
+void take_groups(const std::vector<CsvRow>& rows, RecordedRun& run) {
   run.notices.emplace_back("There is no frame_summary.csv: only the groups are known.");
   for (const CsvRow& row : rows) run.groups.push_back({group_of(row), {}});
 }
@@ -197,9 +197,9 @@ void take_groups(const std::vector<CsvRow>& rows, Run& run) {
 
 std::string case_name(const FrameResult& frame) { return basename_no_ext(frame.image_path); }
 
-Run read_run(const std::string& dir) {
+RecordedRun read_run(const std::string& dir) {
   if (!fs::is_directory(dir)) throw std::runtime_error("there is no directory " + dir);
-  Run run;
+  RecordedRun run;
   run.dir = dir;
   const auto frame_rows = read_rows(dir, kFrameFile, kFrameHeader, run.notices);
   const auto group_rows = read_rows(dir, kGroupFile, kGroupHeader, run.notices);

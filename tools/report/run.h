@@ -16,7 +16,7 @@ struct Group {
   std::vector<std::size_t> frames;  // in case order
 };
 
-struct Run {
+struct RecordedRun {
   std::string dir;
   std::string ended;                  // when its last case did, as 2024-05-01T12:00:00 in UTC
   std::string input_mode;             // "" if unknown
@@ -30,7 +30,7 @@ struct Run {
 // Groups are voted from the frames, as a run does when it ends; summary.csv and FINAL_RESULT.json
 // are held against that. Without frame_summary.csv the groups are those of summary.csv. Throws
 // std::runtime_error if the directory holds neither, or a file has another header than kavrel's.
-Run read_run(const std::string& dir);
+RecordedRun read_run(const std::string& dir);
 
 // The frame's directory in cases/.
 std::string case_name(const FrameResult& frame);

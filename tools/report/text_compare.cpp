@@ -16,7 +16,7 @@ void print_totals(const char* name, const Score& base, const Score& fresh,
       << probability_text(mcnemar_exact(changes.labelled_fixed, changes.labelled_broken)) << '\n';
 }
 
-std::string reading_of(const Run& run, const std::optional<std::size_t>& index) {
+std::string reading_of(const RecordedRun& run, const std::optional<std::size_t>& index) {
   if (!index) return "(not there)";
   const std::string& read = run.groups[*index].result.fields.final_plate_number;
   return read.empty() ? "(nothing)" : printable(read);
@@ -30,7 +30,7 @@ void print_group(const ComparedRuns& runs, const ChangedItem& item, std::ostream
       << reading_of(runs.base, item.base) << "  new " << reading_of(runs.fresh, item.fresh) << '\n';
 }
 
-void print_notices(const char* name, const Run& run, std::ostream& out) {
+void print_notices(const char* name, const RecordedRun& run, std::ostream& out) {
   for (const std::string& notice : run.notices) {
     out << name << ": " << printable(notice) << '\n';
   }
