@@ -1,0 +1,63 @@
+// Chromium without a window, driven through its remote debugging pipe.
+#ifndef KAVREL_TESTS_REPORT_BROWSER_H
+#define KAVREL_TESTS_REPORT_BROWSER_H
+
+#include <sys/types.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "test_support.h"
+
+namespace kavrel_test {
+
+class Browser {
+ public:
+  static bool is_installed();
+
+  // Starts a browser with one empty page.
+  Browser();
+  ~Browser();
+  Browser(const Browser&) = delete;
+  Browser& operator=(const Browser&) = delete;
+
+  // Opens a file and waits until it is loaded.
+  void open(const std::string& path);
+  // The value of a JavaScript expression.
+  nlohmann::json evaluate(const std::string& expression);
+  // Clicks in the middle of what the selector finds first.
+  void click(const std::string& selector);
+  // Types into what has the focus.
+  void type(const std::string& text);
+  void press_enter();
+  void set_width(int pixels, int height);
+  void forbid_scripts();
+  // A PNG file.
+  std::string screenshot();
+
+  // What went wrong so far: messages of the console, exceptions and dialogs.
+  const std::vector<std::string>& complaints() const { return complaints_; }
+  // Addresses that the page asked for, but for embedded ones.
+  const std::vector<std::string>& requests() const { return requests_; }
+
+ private:
+  nlohmann::json call(const std::string& method, const nlohmann::json& parameters = {});
+  nlohmann::json next_message();
+  void note(const nlohmann::json& event);
+
+  TempDir profile_;
+  pid_t child_ = -1;
+  int to_browser_ = -1;
+  int from_browser_ = -1;
+  int last_id_ = 0;
+  bool loaded_ = false;
+  std::string session_;
+  std::string received_;
+  std::vector<std::string> complaints_;
+  std::vector<std::string> requests_;
+};
+
+}  // namespace kavrel_test
+
+#endif

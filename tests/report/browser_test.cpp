@@ -1,0 +1,169 @@
+// The pages in a real browser.
+#include "browser.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include "output_dir.h"
+#include "report_program.h"
+
+namespace kavrel_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class ReportInBrowser : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!Browser::is_installed()) GTEST_SKIP() << "chromium is not installed";
+    browser_ = std::make_unique<Browser>();
+  }
+
+  void TearDown() override {
+    if (!browser_) return;
+    EXPECT_THAT(browser_->complaints(), IsEmpty());
+    EXPECT_THAT(browser_->requests(), ElementsAre("file://" + page_));
+  }
+
+  void open_report(const std::vector<FrameResult>& frames) {
+    dir_.write_finished(frames);
+    for (const char* name : {"b1", "b2", "c1", "d1", "e1"}) dir_.write_pictures(name);
+    ASSERT_EQ(run_report({"html", dir_.path()}).status, 0);
+    page_ = dir_.path("report.html");
+    browser_->open(page_);
+  }
+
+  int count(const std::string& selector) {
+    return browser_->evaluate("document.querySelectorAll('" + selector + "').length");
+  }
+
+  // Group ids of the table's rows, as they stand.
+  std::string rows() {
+    return browser_->evaluate(
+        "[...document.querySelectorAll('#group-table tbody tr:not([hidden]) th')]"
+        ".map((cell) => cell.textContent).join(' ')");
+  }
+
+  std::string cards() {
+    return browser_->evaluate(
+        "[...document.querySelectorAll('.card:not([hidden]) .title b')]"
+        ".map((cell) => cell.textContent).join(' ')");
+  }
+
+  OutputDir dir_;
+  std::string page_;
+  std::unique_ptr<Browser> browser_;
+};
+
+TEST_F(ReportInBrowser, FiltersWhatIsTyped) {
+  open_report(small_run());
+  EXPECT_EQ(cards(), "b c e d");
+  browser_->click("#filter");
+  browser_->type("Kana OUTVOTED");
+  EXPECT_EQ(cards(), "b");
+  EXPECT_EQ(rows(), "");
+  EXPECT_EQ(browser_->evaluate("document.getElementById('shown').textContent"), "1 of 4 shown");
+  browser_->evaluate("document.getElementById('filter').select()");
+  browser_->type("福岡");
+  EXPECT_EQ(cards(), "e");
+  EXPECT_EQ(rows(), "e");
+}
+
+TEST_F(ReportInBrowser, OpensACard) {
+  open_report(small_run());
+  EXPECT_EQ(count(".card[open]"), 0);
+  browser_->click("#group-2 > summary");
+  EXPECT_EQ(count("#group-2[open]"), 1);
+  EXPECT_GT(browser_->evaluate(
+                "document.querySelector('#group-2 .frame img').getBoundingClientRect().width"),
+            100);
+  browser_->click("#open");
+  EXPECT_EQ(count(".card[open]"), 4);
+}
+
+TEST_F(ReportInBrowser, OpensACardByKeyboard) {
+  open_report(small_run());
+  browser_->evaluate("document.querySelector('#group-2 > summary').focus()");
+  browser_->press_enter();
+  EXPECT_EQ(count("#group-2[open]"), 1);
+}
+
+TEST_F(ReportInBrowser, SortsCardsAndRows) {
+  open_report(small_run());
+  browser_->evaluate(
+      "(() => { const sort = document.getElementById('sort'); sort.value = 'edits';"
+      " sort.dispatchEvent(new Event('change')); })()");
+  EXPECT_EQ(cards(), "c e b d");
+  browser_->click("#group-table th:nth-child(2) button");
+  EXPECT_EQ(rows(), "a b e c d");
+  browser_->click("#group-table th:nth-child(1) button");
+  browser_->click("#group-table th:nth-child(1) button");
+  EXPECT_EQ(rows(), "e d c b a");
+}
+
+TEST_F(ReportInBrowser, ShowsItself) {
+  open_report(small_run());
+  browser_->set_width(1200, 900);
+  const std::string png = browser_->screenshot();
+  const cv::Mat picture =
+      cv::imdecode(std::vector<char>(png.begin(), png.end()), cv::IMREAD_GRAYSCALE);
+  EXPECT_EQ(picture.size(), cv::Size(1200, 900));
+  double darkest = 255;
+  double brightest = 0;
+  cv::minMaxLoc(picture, &darkest, &brightest);
+  EXPECT_LT(darkest, 60);
+  EXPECT_GT(brightest, 230);
+}
+
+TEST_F(ReportInBrowser, ShowsAllPictures) {
+  open_report(small_run());
+  EXPECT_GT(count("img"), 8);
+  EXPECT_EQ(browser_->evaluate(
+                "[...document.images].filter((i) => i.naturalWidth === 0 || !i.alt).length"),
+            0);
+}
+
+TEST_F(ReportInBrowser, FitsANarrowWindow) {
+  open_report(small_run());
+  browser_->set_width(360, 800);
+  EXPECT_LE(browser_->evaluate("document.documentElement.scrollWidth"), 360);
+}
+
+TEST_F(ReportInBrowser, IsReadableWithoutScripts) {
+  browser_->forbid_scripts();
+  open_report(small_run());
+  EXPECT_EQ(count(".card"), 4);
+  EXPECT_EQ(
+      browser_->evaluate("document.querySelector('.controls').getBoundingClientRect().height"), 0);
+  browser_->click("#group-2 > summary");
+  EXPECT_EQ(count("#group-2[open]"), 1);
+}
+
+TEST_F(ReportInBrowser, RunsNothingThatARunWrote) {
+  const std::string script = "<script>alert(1)</script><img src=x onerror=alert(2)>";
+  const std::string attribute = "\" autofocus onfocus=\"alert(3)";
+  open_report({{script, script, attribute, {"", "", "", "", script}, {{"gray_full", script}}},
+               {attribute, attribute, script, {"", "", "", "", attribute}, {}}});
+  browser_->click("#group-1 > summary");
+  EXPECT_EQ(count("script"), 1);
+  EXPECT_EQ(count("img[src=x]"), 0);
+}
+
+// A script that got onto the page all the same would not run.
+TEST_F(ReportInBrowser, ForbidsScriptsOfOthers) {
+  open_report(small_run());
+  EXPECT_EQ(browser_->evaluate("(() => { const script = document.createElement('script');"
+                               " script.textContent = 'window.ran = true';"
+                               " document.body.append(script); return window.ran === true; })()"),
+            false);
+  EXPECT_EQ(browser_->complaints().size(), 1U);
+  EXPECT_THAT(browser_->complaints().front(), HasSubstr("Content Security Policy"));
+  browser_.reset();
+}
+
+}  // namespace
+}  // namespace kavrel_test

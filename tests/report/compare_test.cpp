@@ -1,0 +1,121 @@
+#include "compare.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "output_dir.h"
+#include "text_compare.h"
+
+namespace kavrel::report {
+namespace {
+
+using kavrel_test::frame_of;
+using kavrel_test::kWords;
+using kavrel_test::OutputDir;
+using testing::HasSubstr;
+
+const std::vector<OcrText> kRight = {{"gray_upper_row", "品川330"}, {"gray_lower_row", "あ12-34"}};
+const std::vector<OcrText> kWrong = {{"gray_upper_row", "品川330"}, {"gray_lower_row", "い12-34"}};
+const std::vector<OcrText> kWorse = {{"gray_upper_row", "横浜330"}, {"gray_lower_row", "い12-34"}};
+const std::string kExpected = "品川 330 あ 12-34";
+
+FrameResult labelled(const std::string& group, const std::vector<OcrText>& readings) {
+  return frame_of(group, "in/" + group + ".jpg", kExpected, readings);
+}
+
+struct Sides {
+  RecordedRun base;
+  RecordedRun fresh;
+  Assessment base_assessment;
+  Assessment fresh_assessment;
+  Comparison comparison;
+
+  Sides(const std::vector<FrameResult>& base_frames, const std::vector<FrameResult>& fresh_frames) {
+    base = run_of(base_frames);
+    fresh = run_of(fresh_frames);
+    base_assessment = assess(base, kWords);
+    fresh_assessment = assess(fresh, kWords);
+    comparison = compare_runs(base, base_assessment, fresh, fresh_assessment);
+  }
+
+  static RecordedRun run_of(const std::vector<FrameResult>& frames) {
+    const OutputDir dir;
+    dir.write_finished(frames);
+    return read_run(dir.path());
+  }
+};
+
+// A group of every kind, and two that stay as they are.
+Sides all_kinds() {
+  return {{labelled("broken", kRight), labelled("fixed", kWrong), labelled("gone", kRight),
+           labelled("good", kRight), labelled("other", kWrong), labelled("same", kWrong)},
+          {labelled("broken", kWrong), labelled("fixed", kRight), labelled("good", kRight),
+           labelled("new", kRight), labelled("other", kWorse), labelled("same", kWrong)}};
+}
+
+TEST(Comparison, TellsEveryKindOfChange) {
+  const Comparison comparison = all_kinds().comparison;
+  for (const ItemChanges& changes : {comparison.groups, comparison.frames}) {
+    EXPECT_EQ(changes.items.size(), 7U);
+    for (const Change change :
+         {Change::kBroken, Change::kFixed, Change::kStillNotCorrect, Change::kRemoved,
+          Change::kAdded, Change::kSameNotCorrect, Change::kSameCorrect}) {
+      EXPECT_EQ(changes.count(change), 1) << name_of(change);
+    }
+  }
+}
+
+TEST(Comparison, FindsAFrameInAnotherFolder) {
+  const Sides sides({frame_of("g", "host/1.jpg", kExpected, kRight)},
+                    {frame_of("g", "/board/1.png", kExpected, kWrong)});
+  EXPECT_EQ(sides.comparison.frames.count(Change::kBroken), 1);
+  EXPECT_EQ(sides.comparison.frames.items.size(), 1U);
+}
+
+TEST(Comparison, PairsFramesOfOneNameInOrder) {
+  const Sides sides(
+      {frame_of("g", "x/1.jpg", kExpected, kRight), frame_of("g", "y/1.jpg", kExpected, kWrong)},
+      {frame_of("g", "x/1.jpg", kExpected, kRight), frame_of("g", "y/1.jpg", kExpected, kRight)});
+  EXPECT_EQ(sides.comparison.frames.count(Change::kSameCorrect), 1);
+  EXPECT_EQ(sides.comparison.frames.count(Change::kFixed), 1);
+}
+
+TEST(Comparison, LosesWhatIsBrokenOrRemoved) {
+  const Comparison comparison = all_kinds().comparison;
+  EXPECT_EQ(count_lost(comparison, false), 2);
+  EXPECT_EQ(count_lost(comparison, true), 1);
+  EXPECT_EQ(verdict_on(comparison, false),
+            "Groups that were correct in the base run and no longer are: 2.");
+  EXPECT_THAT(verdict_on(Sides({}, {}).comparison, false), HasSubstr("No group"));
+}
+
+TEST(Comparison, LosesAGroupWhoseLabelIsGone) {
+  FrameResult unlabelled = labelled("a", kRight);
+  unlabelled.expected = "";
+  const Comparison comparison = Sides({labelled("a", kRight)}, {unlabelled}).comparison;
+  EXPECT_EQ(count_lost(comparison, false), 1);
+  EXPECT_EQ(comparison.relabelled, 1);
+  EXPECT_EQ(comparison.groups.labelled_broken, 0);  // nothing for the test to count
+}
+
+TEST(Comparison, IsPrintedGroupByGroup) {
+  const Sides sides = all_kinds();
+  std::ostringstream out;
+  print_comparison(
+      {sides.base, sides.base_assessment, sides.fresh, sides.fresh_assessment, sides.comparison},
+      out);
+  const std::string text = out.str();
+  EXPECT_THAT(text, HasSubstr("groups: base 3 of 6 correct, new 3 of 6; broken 1, fixed 1, still "
+                              "not correct but read otherwise 1, removed 1, added 1; McNemar's "
+                              "exact test p = 1.0000\n"));
+  EXPECT_THAT(text, HasSubstr("  broken  broken  expected 品川 330 あ 12-34  base 品川 330 あ "
+                              "12-34  new 品川 330 い 12-34\n"));
+  EXPECT_THAT(text, HasSubstr("  removed  gone  expected 品川 330 あ 12-34  base 品川 330 あ 12-34"
+                              "  new (not there)\n"));
+  EXPECT_THAT(text, testing::Not(HasSubstr("  good  ")));
+}
+
+}  // namespace
+}  // namespace kavrel::report

@@ -1,0 +1,58 @@
+#include "csv_file.h"
+
+#include <gtest/gtest.h>
+
+#include "app/text.h"
+#include "test_support.h"
+
+namespace kavrel::report {
+namespace {
+
+using kavrel_test::TempDir;
+using Rows = std::vector<CsvRow>;
+
+CsvFile parse(const std::string& text) {
+  const TempDir dir;
+  return read_csv(dir.write("file.csv", text)).value();
+}
+
+TEST(CsvFile, IsNothingWithoutAFile) {
+  EXPECT_FALSE(read_csv(TempDir().path("none.csv")).has_value());
+}
+
+TEST(CsvFile, ReadsRowsAndEmptyCells) {
+  EXPECT_EQ(parse("a,b\n,\n").rows, (Rows{{"a", "b"}, {"", ""}}));
+  EXPECT_EQ(parse("a,b\r\nc,d\r\n").rows, (Rows{{"a", "b"}, {"c", "d"}}));
+  EXPECT_EQ(parse("").rows, Rows());
+}
+
+TEST(CsvFile, KeepsBlanksAroundACell) {
+  EXPECT_EQ(parse(" a\t, b \n").rows, (Rows{{" a\t", " b "}}));
+}
+
+TEST(CsvFile, ReadsBackWhateverKavrelEscapes) {
+  for (const std::string& cell :
+       {std::string("a,b"), std::string("say \"no\""), std::string("\""), std::string("two\nlines"),
+        std::string("\r\n"), std::string("\xFF\x01\0z", 4), std::string("\"\",\"")}) {
+    EXPECT_EQ(parse(csv_escape(cell) + "," + csv_escape(cell) + "\n").rows, (Rows{{cell, cell}}));
+  }
+}
+
+TEST(CsvFile, LeavesOutARowThatIsCut) {
+  const CsvFile in_cell = parse("a,b\nc,d");
+  EXPECT_TRUE(in_cell.cut);
+  EXPECT_EQ(in_cell.rows, (Rows{{"a", "b"}}));
+  const CsvFile in_quotes = parse("a,b\nc,\"d\ne,f\n");
+  EXPECT_TRUE(in_quotes.cut);
+  EXPECT_EQ(in_quotes.rows, (Rows{{"a", "b"}}));
+  EXPECT_FALSE(parse("a,b\n").cut);
+}
+
+TEST(CsvFile, CannotReadADirectory) {
+  const TempDir dir;
+  EXPECT_EQ(kavrel_test::failure_of([&] { read_csv(dir.path()); }),
+            "failed to read: " + dir.path());
+}
+
+}  // namespace
+}  // namespace kavrel::report

@@ -1,0 +1,86 @@
+#include "json_report.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <valijson/adapters/nlohmann_json_adapter.hpp>
+#include <valijson/schema.hpp>
+#include <valijson/schema_parser.hpp>
+#include <valijson/validator.hpp>
+
+#include "output_dir.h"
+
+namespace kavrel::report {
+namespace {
+
+using kavrel_test::FrameResult;
+using nlohmann::json;
+
+json report_of(const std::vector<FrameResult>& frames) {
+  const kavrel_test::OutputDir dir;
+  dir.write_finished(frames);
+  const RecordedRun run = read_run(dir.path());
+  std::ostringstream out;
+  write_json(run, assess(run, kavrel_test::kWords), out);
+  return json::parse(out.str());
+}
+
+bool is_valid(const json& report) {
+  std::ifstream file(KAVREL_SOURCE_DIR "/docs/report.schema.json");
+  const json schema_text = json::parse(file);
+  valijson::Schema schema;
+  valijson::SchemaParser parser;
+  parser.populateSchema(valijson::adapters::NlohmannJsonAdapter(schema_text), schema);
+  valijson::Validator validator;
+  return validator.validate(schema, valijson::adapters::NlohmannJsonAdapter(report), nullptr);
+}
+
+TEST(JsonReport, HoldsTheFiguresOfThePage) {
+  const json report = report_of(kavrel_test::small_run());
+  const json& groups = report.at("groups");
+  EXPECT_EQ(groups.at("correct"), 1);
+  EXPECT_EQ(groups.at("misread"), 2);
+  EXPECT_EQ(groups.at("not_read"), 1);
+  EXPECT_EQ(groups.at("unlabelled"), 1);
+  EXPECT_EQ(groups.at("accuracy").at("value"), 0.25);
+  EXPECT_NEAR(groups.at("accuracy").at("low"), 0.04559, 5e-6);
+  EXPECT_NEAR(groups.at("accuracy").at("high"), 0.69936, 5e-6);
+  EXPECT_EQ(groups.at("character_error_rate").at("micro"), 15.0 / 45);
+  EXPECT_EQ(groups.at("character_error_rate").at("edits"), 15);
+  EXPECT_EQ(groups.at("fields").at("kana").at("misread"), 1);
+  EXPECT_EQ(report.at("frames").at("correct"), 2);
+  EXPECT_EQ(report.at("causes").at("kana"),
+            json::parse(R"({"never_read": 2, "outvoted": 1, "fallback": 1})"));
+  EXPECT_EQ(report.at("kana_fallback"), json::parse(R"({"frames": 1, "correct": 0})"));
+  EXPECT_EQ(report.at("confusions").at(0),
+            json::parse(R"({"field":"kana","expected":"さ","read":"き","count":2,"of":2})"));
+  EXPECT_EQ(report.at("confusions").at(3).at("read"), nullptr);
+  EXPECT_EQ(report.at("not_correct").size(), 4U);
+  EXPECT_EQ(report.at("not_correct").at(0),
+            json::parse(R"({"group_id":"b","outcome":"misread","expected":"横浜 500 さ 56-78",
+                            "read":"横浜 500 き 56-78","frames":2})"));
+}
+
+TEST(JsonReport, IsValidByItsSchema) {
+  EXPECT_TRUE(is_valid(report_of(kavrel_test::small_run())));
+  EXPECT_TRUE(is_valid(report_of({})));
+  const std::string bytes = "\xFF\x01\"\\";
+  EXPECT_TRUE(is_valid(report_of({{bytes, bytes, bytes, {"", "", "", "", bytes}, {}}})));
+}
+
+TEST(JsonReport, WouldNotBeValidWithoutAFigure) {
+  json report = report_of(kavrel_test::small_run());
+  report.at("groups").erase("correct");
+  EXPECT_FALSE(is_valid(report));
+}
+
+TEST(JsonReport, HasNoRateOfNothing) {
+  const json report = report_of({});
+  EXPECT_EQ(report.at("groups").at("accuracy"), nullptr);
+  EXPECT_EQ(report.at("groups").at("character_error_rate").at("micro"), nullptr);
+}
+
+}  // namespace
+}  // namespace kavrel::report
