@@ -17,5 +17,5 @@ fi
 
 git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 shellcheck demo.sh test.sh .ci/run tools/*.sh tools/mutate tests/*/*.sh bench/*.sh
-git ls-files 'src/*.cpp' 'host_runtime/*.cpp' |
+git ls-files 'src/*.cpp' 'host_runtime/*.cpp' 'tools/report/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build

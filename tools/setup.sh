@@ -6,7 +6,9 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # A program that must be there, and the package that has it.
 programs=(g++:g++ cmake:cmake ninja:ninja-build npm:npm)
-packages=(libopencv-dev libgtest-dev libgmock-dev libclang-rt-14-dev python3-onnx)
+packages=(libopencv-dev libgtest-dev libgmock-dev libclang-rt-14-dev python3-onnx
+  nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev libcsv-dev
+  libvalijson-dev)
 
 missing=()
 for entry in "${programs[@]}"; do
