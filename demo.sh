@@ -35,8 +35,10 @@ final_result="$({
 } 3>&1)"
 
 echo "$final_result"
+"$root/build/kavrel-report" html "$output_dir" >/dev/null
 echo "
 Look next at
+  $output_dir/report.html          what was misread and why, for a browser
   $output_dir/summary.csv          what each vehicle was read as
   $output_dir/frame_summary.csv    every frame, with all of its readings
   $output_dir/cases/               each frame's pictures, result.txt and result.json
