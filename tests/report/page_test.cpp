@@ -151,10 +151,10 @@ TEST(Page, ListsAllGroups) {
 TEST(Page, SaysHowItIsCounted) {
   const std::string method = text_between(small_page(), "id=\"method\"", "</section>");
   EXPECT_THAT(method,
-              HasSubstr("kavrel itself counts them as not correct (1 groups, 1 frames here)"));
-  EXPECT_THAT(method, HasSubstr("do not count here (0 groups, 0 frames)"));
+              HasSubstr("kavrel itself counts them as not correct (1 group and 1 frame here)"));
+  EXPECT_THAT(method, HasSubstr("do not count here (0 groups and 0 frames here)"));
   EXPECT_THAT(method, HasSubstr("Plates without an expected text do not count."));
-  EXPECT_THAT(method, HasSubstr("the kana of 1 labelled frames, right in 0."));
+  EXPECT_THAT(method, HasSubstr("the kana of 1 labelled frame, right in 0."));
   EXPECT_THAT(method, HasSubstr("with the words of a test"));
 }
 
@@ -180,9 +180,9 @@ TEST(Page, SaysWhereItEnds) {
   dir.write_finished(small_run());
   const std::string page = page_of(dir, 1);
   EXPECT_EQ(text_between(page, "class=\"cap\"", "</p>"),
-            "Cards are shown until they hold 1 frames: these are the first 1 groups. The other 3 "
-            "are in the table of all groups; --max-frames raises the limit.");
-  EXPECT_THAT(page, HasSubstr("1 more frames of this group are not shown"));
+            "Cards are shown until they hold 1 frame, which leaves out 3 groups: the table of all "
+            "groups has them, and --max-frames raises the limit.");
+  EXPECT_THAT(page, HasSubstr("1 more frame of this group not shown"));
   EXPECT_THAT(page, Not(HasSubstr("id=\"group-3\"")));
 }
 
@@ -209,7 +209,7 @@ TEST(Page, DoubtsALabelThatDiffersInEveryField) {
 TEST(Page, SaysThatOtherRegionWordsWereUsed) {
   FrameResult frame = small_run().front();
   frame.fields.region = "大宮";
-  EXPECT_THAT(page_of({frame}), HasSubstr("The votes of 1 frames, counted again, do not give"));
+  EXPECT_THAT(page_of({frame}), HasSubstr("1 frame whose votes, counted again, do not give"));
 }
 
 int count(const std::string& text, const std::string& part) {
@@ -316,7 +316,8 @@ TEST_F(ComparedPage, SaysThatNothingChanged) {
 
 TEST_F(ComparedPage, SaysWhereItEnds) {
   const std::string page = render(small_run(), better_run(), 1);
-  EXPECT_THAT(page, HasSubstr("Cards are shown until they hold 1 frames; 1 groups are left out."));
+  EXPECT_THAT(page,
+              HasSubstr("Cards are shown until they hold 1 frame, which leaves out 1 group;"));
 }
 
 TEST_F(ComparedPage, ShowsHostileTextHarmlessly) {

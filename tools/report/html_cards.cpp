@@ -295,11 +295,10 @@ View card_view(const Source& source, std::size_t index, std::size_t frames_shown
   view.set("remarks", list_of_texts(remarks_on(plate)));
   view.set("frame_list", frame_views(source, group, frames_shown));
   const std::size_t more = group.frames.size() - frames_shown;
-  view.set("more_frames",
-           more == 0
-               ? View(false)
-               : View(std::to_string(more) +
-                      " more frames of this group are not shown: the page's limit is reached."));
+  view.set("more_frames", more == 0
+                              ? View(false)
+                              : View(count_of(more, "more frame") +
+                                     " of this group not shown: the page's limit is reached."));
   return view;
 }
 

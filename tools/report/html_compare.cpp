@@ -132,9 +132,8 @@ View card_view(const ComparedRuns& runs, const ChangedItem& item, std::size_t nu
   view.set("sides", side_views(runs, base, fresh));
   view.set("frames", std::move(frame_list));
   view.set("more_frames", more == 0 ? View(false)
-                                    : View(std::to_string(more) +
-                                           " more changed frames are not shown: the page's limit "
-                                           "is reached."));
+                                    : View(count_of(more, "more changed frame") +
+                                           " not shown: the page's limit is reached."));
   return view;
 }
 
@@ -254,9 +253,9 @@ std::string render_comparison(const ComparedRuns& runs, const std::string& verdi
   view.set("any_changes", cards.total > 0);
   view.set("cap", cards.left_out == 0
                       ? View(false)
-                      : View("Cards are shown until they hold " + std::to_string(max_frames) +
-                             " frames; " + std::to_string(cards.left_out) +
-                             " groups are left out. --max-frames raises the limit."));
+                      : View("Cards are shown until they hold " + count_of(max_frames, "frame") +
+                             ", which leaves out " + count_of(cards.left_out, "group") +
+                             "; --max-frames raises the limit."));
   view.set("cards", cards.html);
   view.set("version", std::string(resources::kVersion));
   return render_page("kavrel: two runs", Template(resources::kDiff).render(view));

@@ -8,6 +8,7 @@
 #include "html_page.h"
 #include "resources.h"
 #include "unicode.h"
+#include "wording.h"
 
 namespace kavrel::report {
 namespace {
@@ -158,9 +159,9 @@ std::string more_confusions(std::size_t count) {
 
 std::string cap_text(const Cards& cards, std::size_t max_frames) {
   if (cards.left_out == 0) return "";
-  return "Cards are shown until they hold " + std::to_string(max_frames) +
-         " frames: these are the first " + digits(cards.shown) + " groups. The other " +
-         digits(cards.left_out) + " are in the table of all groups; --max-frames raises the limit.";
+  return "Cards are shown until they hold " + count_of(max_frames, "frame") +
+         ", which leaves out " + count_of(cards.left_out, "group") +
+         ": the table of all groups has them, and --max-frames raises the limit.";
 }
 
 std::string render_group_rows(const RecordedRun& run, const Assessment& assessment) {
@@ -193,9 +194,9 @@ View text_or_false(const std::string& text) { return text.empty() ? View(false) 
 void set_head(const RecordedRun& run, const Assessment& assessment, View& view) {
   std::vector<std::string> notices = run.notices;
   if (assessment.not_as_recorded > 0) {
-    notices.push_back("The votes of " + digits(assessment.not_as_recorded) +
-                      " frames, counted again, do not give what the run recorded: did it use other "
-                      "region words? Name them with --dict-region.");
+    notices.push_back(count_of(assessment.not_as_recorded, "frame") +
+                      " whose votes, counted again, do not give what the run recorded: did it use "
+                      "other region words? Name them with --dict-region.");
   }
   view.set("heading", std::string("What kavrel read"));
   view.set("dir", printable(run.dir));
@@ -223,17 +224,15 @@ void set_figures(const Assessment& assessment, View& view) {
 }
 
 // Labelled plates whose expected text is not that of four fields.
-std::string unsplit(const Score& score) {
-  return digits(score.plates.total() - score.fields.front().total());
-}
+int unsplit(const Score& score) { return score.plates.total() - score.fields.front().total(); }
 
 void set_method(const Assessment& assessment, const std::string& words_name, View& view) {
-  view.set("unlabelled_groups", digits(assessment.groups.unlabelled));
-  view.set("unlabelled_frames", digits(assessment.frames.unlabelled));
-  view.set("unsplit_groups", unsplit(assessment.groups));
-  view.set("unsplit_frames", unsplit(assessment.frames));
+  view.set("unlabelled_groups", count_of(assessment.groups.unlabelled, "group"));
+  view.set("unlabelled_frames", count_of(assessment.frames.unlabelled, "frame"));
+  view.set("unsplit_groups", count_of(unsplit(assessment.groups), "group"));
+  view.set("unsplit_frames", count_of(unsplit(assessment.frames), "frame"));
   view.set("words", printable(words_name));
-  view.set("fallback_frames", digits(assessment.fallback_frames));
+  view.set("fallback_frames", count_of(assessment.fallback_frames, "labelled frame"));
   view.set("fallback_right", digits(assessment.fallback_right));
   view.set("version", std::string(resources::kVersion));
 }

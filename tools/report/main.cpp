@@ -155,7 +155,8 @@ void add_commands(CLI::App& app, Options& options, int& status) {
   CLI::App& html = add_command(app, "html", "One page: what was misread, and why",
                                "output/demo -o report.html", [&] { status = write_html(options); });
   add_output_dir(html, options);
-  html.add_option("-o", options.file, "the page [OUTPUT_DIR/report.html]; - is standard output");
+  html.add_option("-o,--output", options.file,
+                  "the page [OUTPUT_DIR/report.html]; - is standard output");
   add_words(html, options);
   add_max_frames(html, options);
 
@@ -165,7 +166,7 @@ void add_commands(CLI::App& app, Options& options, int& status) {
       "output/old output/new -o diff.html", [&] { status = write_comparison(options); });
   compare.add_option("BASE_DIR", options.output_dir, "the run to compare with")->required();
   compare.add_option("NEW_DIR", options.new_dir, "the run in question")->required();
-  compare.add_option("-o", options.file, "a page with both runs' pictures [none]");
+  compare.add_option("-o,--output", options.file, "a page with both runs' pictures [none]");
   compare.add_option("--allow-broken", options.allow_broken, "so many may be lost")
       ->capture_default_str()
       ->check(CLI::NonNegativeNumber);
@@ -176,13 +177,14 @@ void add_commands(CLI::App& app, Options& options, int& status) {
   CLI::App& junit = add_command(app, "junit", "A test case a group, for a build server",
                                 "output/demo -o junit.xml", [&] { status = write_junit(options); });
   add_output_dir(junit, options);
-  junit.add_option("-o", options.file, "the file [OUTPUT_DIR/junit.xml]; - is standard output");
+  junit.add_option("-o,--output", options.file,
+                   "the file [OUTPUT_DIR/junit.xml]; - is standard output");
 
   CLI::App& json =
       add_command(app, "json", "The page's figures for machines",
                   "output/demo | jq .groups.accuracy", [&] { status = write_json(options); });
   add_output_dir(json, options);
-  json.add_option("-o", options.file, "the file [standard output]");
+  json.add_option("-o,--output", options.file, "the file [standard output]");
   add_words(json, options);
 
   CLI::App& why = add_command(app, "explain", "The votes that decided a case's four fields",
