@@ -27,6 +27,8 @@ Ort::Session open_session(const Ort::Env& env, const void* bytes, std::size_t si
   }
   Ort::SessionOptions options;
   options.AddConfigEntry(kOrtSessionOptionsConfigLoadModelFormat, "ONNX");
+  // Networks run in turn: threads of one that wait in a loop for its next run slow down the others.
+  options.AddConfigEntry(kOrtSessionOptionsConfigAllowIntraOpSpinning, "0");
   try {
     return Ort::Session(env, bytes, size, options);
   } catch (const Ort::Exception& fault) {
