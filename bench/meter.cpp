@@ -4,8 +4,8 @@
 
 #include <dlfcn.h>
 #include <sys/resource.h>
+#include <time.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
@@ -17,15 +17,30 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+// Seconds since some point in time, on the wall and of all threads' CPU time.
+struct Moment {
+  double wall, cpu;
+};
+
+double read_clock(clockid_t clock) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+Moment now() { return {read_clock(CLOCK_MONOTONIC), read_clock(CLOCK_PROCESS_CPUTIME_ID)}; }
+
+Moment since(const Moment& start) {
+  const Moment end = now();
+  return {end.wall - start.wall, end.cpu - start.cpu};
+}
 
 struct Times {
-  Clock::time_point loaded = Clock::now();  // when the last network was ready
-  Clock::time_point finished = loaded;      // when the first network is destroyed
-  Clock::duration runtime{};                // inside the NPU runtime, after loading
-  Clock::duration pictures{};               // inside cv::imwrite
+  Moment loaded = now();  // when the last network was ready
+  Moment cases{};         // from then until the first network is destroyed
+  Moment runtime{};       // of it inside the NPU runtime
+  Moment pictures{};      // of it inside cv::imwrite
   long runs = 0;
-  bool is_over = false;
 };
 
 Times& times() {
@@ -36,14 +51,18 @@ Times& times() {
 // Adds its own lifetime to `total`.
 class Lap {
  public:
-  explicit Lap(Clock::duration& total) : total_(total) {}
-  ~Lap() { total_ += Clock::now() - start_; }
+  explicit Lap(Moment& total) : total_(total) {}
+  ~Lap() {
+    const Moment passed = since(start_);
+    total_.wall += passed.wall;
+    total_.cpu += passed.cpu;
+  }
   Lap(const Lap&) = delete;
   Lap& operator=(const Lap&) = delete;
 
  private:
-  Clock::duration& total_;
-  Clock::time_point start_ = Clock::now();
+  Moment& total_;
+  Moment start_ = now();
 };
 
 // The function that this library stands in front of, found by the name of its own one.
@@ -57,8 +76,6 @@ Function* next(Function* own) {
 double seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
 }
-
-double seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
 struct Report {
   // Programs that the measured one starts are not measured.
@@ -77,9 +94,12 @@ struct Report {
         {"peak_kib", self.ru_maxrss},
         {"page_faults", self.ru_minflt},
         {"runs", times().runs},
-        {"runtime_s", seconds(times().runtime)},
-        {"pictures_s", seconds(times().pictures)},
-        {"cases_s", seconds(times().finished - times().loaded)}};
+        {"runtime_s", times().runtime.wall},
+        {"runtime_cpu_s", times().runtime.cpu},
+        {"pictures_s", times().pictures.wall},
+        {"pictures_cpu_s", times().pictures.cpu},
+        {"cases_s", times().cases.wall},
+        {"cases_cpu_s", times().cases.cpu}};
     std::ofstream file(path);
     for (const auto& [key, value] : figures) file << key << ' ' << value << '\n';
   }
@@ -100,7 +120,7 @@ bool imwrite(const String& filename, InputArray img, const std::vector<int>& par
 int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, uint32_t size) {
   static auto* const original = next(&rknn_query);
   const int code = original(context, cmd, info, size);
-  times().loaded = Clock::now();
+  times().loaded = now();
   return code;
 }
 
@@ -132,7 +152,6 @@ int rknn_outputs_release(rknn_context context, uint32_t n_outputs, rknn_output o
 
 int rknn_destroy(rknn_context context) {
   static auto* const original = next(&rknn_destroy);
-  if (!times().is_over) times().finished = Clock::now();
-  times().is_over = true;
+  if (times().cases.wall == 0) times().cases = since(times().loaded);
   return original(context);
 }
