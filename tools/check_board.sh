@@ -91,9 +91,10 @@ step_cases() {
   done
   for shard in "${shards[@]}"; do wait "$shard"; done
   if grep -v '^same' "$BOTH_REPORT"; then exit 1; fi
+  local pictures
+  pictures="$(sed -n 's/^same but for //p' "$BOTH_REPORT" | tr ' ' '\n' | sort -u | xargs)"
   say "$(wc -l <"$BOTH_REPORT") runs the same in all but pictures," \
-    "$(grep -cx 'same' "$BOTH_REPORT") of them in these too; pictures that differ:" \
-    "$(sed -n 's/^same but for //p' "$BOTH_REPORT" | tr ' ' '\n' | sort -u | xargs)"
+    "$(grep -cx 'same' "$BOTH_REPORT") of them in these too; pictures that differ: ${pictures:-none}"
 }
 
 # One line of the loader, which must stand in the document.
