@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <utility>
 
 #include "html_page.h"
 #include "picture.h"
@@ -126,7 +125,7 @@ View candidate_views(const FieldTallies& tallies, std::size_t field, std::size_t
     view.set("value", printable(candidate.value));
     view.set("votes", std::to_string(candidate.votes));
     view.set("class", candidate_class(candidate.value, field, plate, read));
-    views.push_back(std::move(view));
+    views.push_back(view);
   }
   return views;
 }
@@ -142,7 +141,7 @@ View total_views(const FrameDecision& decision, const PlateJudgement& plate,
               candidate_views(decision.plate.totals, i, kCandidatesShown, plate, read));
     total.set("others", count > kCandidatesShown ? View(std::to_string(count - kCandidatesShown))
                                                  : View(false));
-    totals.push_back(std::move(total));
+    totals.push_back(total);
   }
   return totals;
 }
@@ -157,13 +156,13 @@ View reading_views(const FrameResult& frame, const FrameDecision& decision,
       View cell;
       cell.set("candidates",
                candidate_views(tallies, field, kCandidatesShown, plate, frame.fields));
-      votes.push_back(std::move(cell));
+      votes.push_back(cell);
     }
     View reading;
     reading.set("source", printable(frame.ocr_texts[i].source));
     reading.set("text", printable(frame.ocr_texts[i].text));
-    reading.set("votes", std::move(votes));
-    readings.push_back(std::move(reading));
+    reading.set("votes", votes);
+    readings.push_back(reading);
   }
   return readings;
 }
@@ -248,7 +247,7 @@ std::vector<std::string> remarks_on(const PlateJudgement& plate) {
 }
 
 std::string frames_of_group(const Group& group, const PlateJudgement& plate, int correct) {
-  const std::string frames = count_of(group.result.frame_count, "frame");
+  std::string frames = count_of(group.result.frame_count, "frame");
   if (plate.outcome == Outcome::kUnlabelled || group.frames.empty()) return frames;
   return std::to_string(correct) + " of " + frames + " correct";
 }

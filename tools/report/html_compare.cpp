@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdio>
 #include <map>
-#include <utility>
 
 #include "html_page.h"
 #include "picture.h"
@@ -130,7 +129,7 @@ View card_view(const ComparedRuns& runs, const ChangedItem& item, std::size_t nu
   view.set("expected", group.expected.empty() ? "nothing" : printable(group.expected));
   view.set("frames_changed", count_of(frames.size(), "frame") + " changed");
   view.set("sides", side_views(runs, base, fresh));
-  view.set("frames", std::move(frame_list));
+  view.set("frames", frame_list);
   view.set("more_frames", more == 0 ? View(false)
                                     : View(count_of(more, "more changed frame") +
                                            " not shown: the page's limit is reached."));
@@ -247,7 +246,7 @@ std::string render_comparison(const ComparedRuns& runs, const std::string& verdi
   view.set("new_dir", printable(runs.fresh.dir));
   view.set("has_notices", !notices.empty());
   view.set("notices", list_of_texts(notices));
-  view.set("totals", std::move(totals));
+  view.set("totals", totals);
   view.set("verdict", verdict);
   view.set("card_count", std::to_string(cards.total));
   view.set("any_changes", cards.total > 0);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <set>
-#include <utility>
 
 #include "unicode.h"
 
@@ -85,8 +84,8 @@ View row_views(const CharacterCounts& counts, const Axes& axes) {
           cell_view(count == counts.end() ? 0 : count->second, expected == read, largest));
     }
     View row = character_views({expected}).list_value().front();
-    row.set("cells", std::move(cells));
-    rows.push_back(std::move(row));
+    row.set("cells", cells);
+    rows.push_back(row);
   }
   return rows;
 }
@@ -99,7 +98,7 @@ void add_map(const char* id, const char* caption, const CharacterCounts& counts,
   map.set("caption", std::string(caption));
   map.set("columns", character_views(axes.read));
   map.set("rows", row_views(counts, axes));
-  maps.push_back(std::move(map));
+  maps.push_back(map);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <functional>
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 
 #include "resources.h"
 #include "unicode.h"
@@ -79,10 +78,10 @@ View read_spans(const std::vector<AlignedPair>& pairs) {
                   });
 }
 
-View field_view(const char* key, View spans) {
+View field_view(const char* key, const View& spans) {
   View view;
   view.set("key", std::string(key));
-  view.set("spans", std::move(spans));
+  view.set("spans", spans);
   return view;
 }
 
@@ -97,19 +96,19 @@ View rows_of_fields(const SpansOfField& spans) {
       fields.push_back(field_view(kFields[i].key, spans(i)));
     }
     View row;
-    row.set("fields", std::move(fields));
-    rows.push_back(std::move(row));
+    row.set("fields", fields);
+    rows.push_back(row);
   }
   return rows;
 }
 
-View row_of_text(View spans) {
+View row_of_text(const View& spans) {
   View fields = make_list();
-  fields.push_back(field_view("all", std::move(spans)));
+  fields.push_back(field_view("all", spans));
   View row;
-  row.set("fields", std::move(fields));
+  row.set("fields", fields);
   View rows = make_list();
-  rows.push_back(std::move(row));
+  rows.push_back(row);
   return rows;
 }
 
@@ -123,12 +122,12 @@ std::vector<AlignedPair> aligned(const std::string& expected, const std::string&
   return align(code_points(expected), code_points(read));
 }
 
-View plate_view(const std::string& label, const std::string& spoken, bool whole, View rows) {
+View plate_view(const std::string& label, const std::string& spoken, bool whole, const View& rows) {
   View view;
   view.set("label", label);
   view.set("spoken", spoken.empty() ? "nothing" : printable(spoken));
   view.set("whole", whole);
-  view.set("rows", std::move(rows));
+  view.set("rows", rows);
   return view;
 }
 
@@ -159,10 +158,10 @@ View read_plate(const PlateJudgement& plate, const PlateFields& read, const std:
                     row_of_text(read_spans(aligned(plate.expected, plate.read))));
 }
 
-std::string render_plate_list(View plates) {
+std::string render_plate_list(const View& plates) {
   static Template plate_template(resources::kPlates);
   View view;
-  view.set("plates", std::move(plates));
+  view.set("plates", plates);
   return plate_template.render(view);
 }
 
@@ -229,14 +228,14 @@ std::string render_plates(const PlateJudgement& plate, const PlateFields& read,
   View plates = make_list();
   if (plate.outcome != Outcome::kUnlabelled) plates.push_back(expected_plate(plate));
   plates.push_back(read_plate(plate, read, label));
-  return render_plate_list(std::move(plates));
+  return render_plate_list(plates);
 }
 
 std::string render_read_plate(const PlateJudgement& plate, const PlateFields& read,
                               const std::string& label) {
   View plates = make_list();
   plates.push_back(read_plate(plate, read, label));
-  return render_plate_list(std::move(plates));
+  return render_plate_list(plates);
 }
 
 }  // namespace kavrel::report

@@ -1,7 +1,6 @@
 #include "html_report.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "html_cards.h"
 #include "html_heat_map.h"
@@ -73,11 +72,11 @@ View field_views(const Assessment& assessment) {
     const CauseCounts& causes = assessment.causes[i];
     View field;
     field.set("name", std::string(kFields[i].name));
-    field.set("sides", std::move(sides));
+    field.set("sides", sides);
     field.set("never_read", digits(causes.never_read));
     field.set("outvoted", digits(causes.outvoted));
     field.set("fallback", digits(causes.fallback));
-    fields.push_back(std::move(field));
+    fields.push_back(field);
   }
   return fields;
 }
@@ -146,7 +145,7 @@ View confusion_views(const std::vector<Confusion>& confusions) {
     view.set("read", character_name(confusion.read));
     view.set("count", digits(confusion.count));
     view.set("of", confusion.of > 0 ? digits(confusion.of) : "–");
-    views.push_back(std::move(view));
+    views.push_back(view);
   }
   return views;
 }
@@ -215,7 +214,7 @@ void set_figures(const Assessment& assessment, View& view) {
   View both = make_list();
   both.push_back(View(true));
   both.push_back(View(true));
-  view.set("both", std::move(both));
+  view.set("both", both);
   view.set("fields", field_views(assessment));
   view.set("any_confusion", !confusions.empty());
   view.set("confusions", confusion_views(confusions));
