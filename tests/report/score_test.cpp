@@ -60,6 +60,13 @@ TEST(Score, RatesNothingWithoutAnExpectedCharacter) {
   EXPECT_EQ(score.plates.total(), 1);
 }
 
+TEST(Score, RatesTheFirst256CharactersOfALongText) {
+  Score score;
+  score.add(judge_plate(std::string(300, 'x'), {}));
+  EXPECT_EQ(score.characters, 256);
+  EXPECT_EQ(score.micro_error_rate(), 1.0);
+}
+
 // No reading had the expected kana of a2 and of c1; in b1 it lost; in b2 the fallback guessed.
 TEST(Causes, TellWhyFieldsOfFramesAreWrong) {
   const Assessment assessment = assess_small_run();

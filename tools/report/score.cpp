@@ -1,5 +1,7 @@
 #include "score.h"
 
+#include <algorithm>
+
 #include "alignment.h"
 #include "unicode.h"
 
@@ -20,13 +22,14 @@ void Score::add(const PlateJudgement& plate) {
   if (plate.fields) {
     for (std::size_t i = 0; i < fields.size(); ++i) fields[i].add((*plate.fields)[i].outcome);
   }
-  const std::u32string expected = code_points(plate.expected);
-  if (expected.empty()) return;
-  const int plate_edits = count_edits(align(expected, code_points(plate.read)));
+  const auto pairs = align(code_points(plate.expected), code_points(plate.read));
+  const auto expected = std::count_if(
+      pairs.begin(), pairs.end(), [](const auto& pair) { return pair.expected != kNoCharacter; });
+  if (expected == 0) return;
   ++rated;
-  edits += plate_edits;
-  characters += static_cast<std::int64_t>(expected.size());
-  sum_of_rates += static_cast<double>(plate_edits) / static_cast<double>(expected.size());
+  edits += count_edits(pairs);
+  characters += expected;
+  sum_of_rates += static_cast<double>(count_edits(pairs)) / static_cast<double>(expected);
 }
 
 std::optional<double> Score::micro_error_rate() const {
