@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "test_support.h"
@@ -60,6 +61,32 @@ TEST(CtcDecode, GivesATieToTheLowestClass) {
   EXPECT_EQ(text_of_row({0, 3, 1, 3, 3}), "a");
   EXPECT_EQ(text_of_row({3, 1, 3, 3, 3}), "");
   EXPECT_EQ(text_of_row({-2, -2, -2}), "");
+}
+
+// A row of more classes than are compared at once, all of them `low` but for `peaks`.
+int best_of_long_row(float low, const std::vector<std::pair<std::size_t, float>>& peaks) {
+  std::vector<std::string> dict;
+  for (int entry = 0; entry < 299; ++entry) dict.push_back(std::to_string(entry + 1));
+  std::vector<float> row(300, low);
+  for (const auto& [index, score] : peaks) row[index] = score;
+  const std::string text = ctc_decode(row, attr_of({1, 300}), dict);
+  return text.empty() ? 0 : std::stoi(text);
+}
+
+TEST(CtcDecode, FindsTheBestClassAnywhereInALongRow) {
+  for (std::size_t index = 1; index < 300; ++index) {
+    const int expected = static_cast<int>(index);
+    EXPECT_EQ(best_of_long_row(0.0F, {{index, 1.0F}}), expected);
+    EXPECT_EQ(best_of_long_row(-9.0F, {{index, -8.0F}, {299, -8.0F}}), expected);
+    EXPECT_EQ(best_of_long_row(-kInf, {{index, 0.5F}, {1 + index / 2, 0.25F}}), expected);
+  }
+}
+
+TEST(CtcDecode, GivesATieInALongRowToTheLowestClass) {
+  EXPECT_EQ(best_of_long_row(0.0F, {{40, 1.0F}, {41, 1.0F}, {200, 1.0F}, {299, 1.0F}}), 40);
+  EXPECT_EQ(best_of_long_row(0.0F, {{0, 1.0F}, {150, 1.0F}}), 0);
+  EXPECT_EQ(best_of_long_row(kNaN, {{0, 1.0F}, {150, 2.0F}}), 150);
+  EXPECT_EQ(best_of_long_row(0.0F, {{0, kNaN}, {150, 2.0F}}), 0);
 }
 
 TEST(CtcDecode, ComparesLogitsOfAnySign) {
