@@ -13,7 +13,12 @@ namespace kavrel {
 namespace {
 
 const std::string kSource = KAVREL_SOURCE_DIR;
-const std::string kOutput = KAVREL_TEST_OUTPUT_DIR;
+
+// A folder of its own for each test, as they run side by side.
+std::string output_dir() {
+  const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+  return std::string(KAVREL_TEST_OUTPUT_DIR) + "/" + test->name();
+}
 
 Args host_args(const std::string& list) {
   Args args;
@@ -23,15 +28,15 @@ Args host_args(const std::string& list) {
   args.ocr_dict = kSource + "/models/host/ppocr_rec_dict.txt";
   args.dict_region = kSource + "/dict/region_words.txt";
   args.input_list = list;
-  args.output_dir = kOutput;
+  args.output_dir = output_dir();
   args.fail_on_error = true;
   return args;
 }
 
 // The plates of one group each, as a case list with absolute image paths.
 std::string write_list(const std::vector<std::string>& image_and_expected) {
-  ensure_dir(kOutput);
-  const std::string path = kOutput + "/list.csv";
+  ensure_dir(output_dir());
+  const std::string path = output_dir() + "/list.csv";
   std::ofstream list(path);
   for (const std::string& row : image_and_expected) {
     list << kSource << "/samples/rendered/" << row << '\n';
@@ -47,7 +52,7 @@ TEST(RealNetworks, ReadPlatesOfThreeKindsAndRegionsOfOneToThreeCharacters) {
   const int status = run_batch(host_args(list));
 
   EXPECT_EQ(status, 0);
-  for (const std::string& row : read_trimmed_lines(kOutput + "/summary.csv")) {
+  for (const std::string& row : read_trimmed_lines(output_dir() + "/summary.csv")) {
     EXPECT_TRUE(contains(row, ",correct,") || contains(row, ",status,")) << row;
   }
 }
