@@ -12,11 +12,12 @@ if ! command -v gcovr >/dev/null; then
     --no-install-recommends gcovr >/dev/null
 fi
 cmake --preset coverage >/dev/null
-ninja -C build-coverage --quiet
+ninja -C build-coverage --quiet kavrel tests/all
 find build-coverage -name '*.gcda' -delete
 tools/run_test_programs.sh build-coverage >/dev/null 2>&1 ||
   { echo "coverage.sh: a test failed, see ctest --preset coverage" >&2; exit 1; }
-options=(--root . --filter src/ --filter host_runtime/ --exclude-throw-branches
-  --exclude-unreachable-branches)
-gcovr "${options[@]}" build-coverage
-gcovr "${options[@]}" --branches --print-summary build-coverage
+counts=build-coverage/coverage.json
+gcovr --root . --filter src/ --filter host_runtime/ --exclude-throw-branches \
+  --exclude-unreachable-branches --json "$counts" build-coverage
+gcovr --root . --add-tracefile "$counts"
+gcovr --root . --add-tracefile "$counts" --branches --print-summary

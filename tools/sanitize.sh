@@ -6,6 +6,6 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 tools/setup.sh
 cmake --preset sanitize >/dev/null
 echo "sanitize.sh: building"
-ninja -C build-sanitize --quiet
+ninja -C build-sanitize --quiet kavrel tests/all
 export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
 tools/run_test_programs.sh build-sanitize
