@@ -12,14 +12,18 @@ if ! dpkg -s libbenchmark-dev >/dev/null 2>&1; then
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
     --no-install-recommends libbenchmark-dev >/dev/null
 fi
-cmake -S . -B build_bench -G Ninja -DKAVREL_BENCH=ON -DKAVREL_TESTS=OFF >/dev/null
-ninja -C build_bench --quiet
+cmake -S . -B build-bench -G Ninja -DKAVREL_BENCH=ON -DKAVREL_TESTS=OFF >/dev/null
+ninja -C build-bench --quiet
 
 # In memory, so that the disk is not measured.
 if [[ -d /dev/shm ]]; then export TMPDIR=/dev/shm; fi
-if (($# > 0)); then exec build_bench/bench/"$@"; fi
+if (($# > 0)); then
+  benchmark="$1"
+  shift
+  exec "build-bench/bench/$benchmark" "$@"
+fi
 for benchmark in functions case_cost runtime_cost; do
   echo
   echo "==== $benchmark"
-  build_bench/bench/"$benchmark"
+  "build-bench/bench/$benchmark"
 done
