@@ -32,6 +32,13 @@ struct Assessment {
   std::vector<PlateJudgement> frame_judgements;  // in the order of the frames
 };
 
+// A run, and all that is known of it.
+struct AssessedRun {
+  const RecordedRun& run;
+  const Assessment& assessment;
+  const std::vector<std::string>& region_words;
+};
+
 enum class Cause { kNeverRead, kOutvoted, kFallback };
 
 // Why a field of a frame that is not correct was read as it was.

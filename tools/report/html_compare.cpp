@@ -49,12 +49,10 @@ View side_view(const RecordedRun& run, const char* name, const Side& side) {
   view.set("plates", false);
   if (side.plate == nullptr) return view;
   view.set("plates", render_read_plate(*side.plate, *side.fields, name));
-  if (!side.frame || run.overwritten.count(*side.frame) > 0) return view;
-  const std::string case_dir = case_name(run.frames[*side.frame]);
-  const std::string photo = picture_address(run.dir + "/cases/" + case_dir + "/rectified_plate.jpg",
-                                            kPhotoWidth, kPhotoHeight);
-  if (!photo.empty()) view.set("photo", photo);
-  view.set("photo_of", printable(case_dir));
+  if (!side.frame) return view;
+  view.set("photo", text_or_false(case_picture(run, *side.frame, "rectified_plate.jpg", kPhotoWidth,
+                                               kPhotoHeight)));
+  view.set("photo_of", printable(case_name(run.frames[*side.frame])));
   return view;
 }
 

@@ -187,6 +187,8 @@ std::string render_page(const std::string& title, const std::string& body) {
 
 View make_list() { return View(View::type::list); }
 
+View text_or_false(const std::string& text) { return text.empty() ? View(false) : View(text); }
+
 View list_of_texts(const std::vector<std::string>& texts) {
   View list = make_list();
   for (const std::string& text : texts) list.push_back(View("text", printable(text)));

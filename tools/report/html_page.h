@@ -31,6 +31,9 @@ std::string render_page(const std::string& title, const std::string& body);
 
 View make_list();
 
+// For a section that is left out without its text.
+View text_or_false(const std::string& text);
+
 // [{text: ...}, ...]
 View list_of_texts(const std::vector<std::string>& texts);
 

@@ -188,8 +188,6 @@ std::string render_group_rows(const RecordedRun& run, const Assessment& assessme
   return rows;
 }
 
-View text_or_false(const std::string& text) { return text.empty() ? View(false) : View(text); }
-
 void set_head(const RecordedRun& run, const Assessment& assessment, View& view) {
   std::vector<std::string> notices = run.notices;
   if (assessment.not_as_recorded > 0) {

@@ -76,4 +76,11 @@ std::string picture_address(const std::string& path, int width, int height) {
   }
 }
 
+std::string case_picture(const RecordedRun& run, std::size_t frame, const char* name, int width,
+                         int height) {
+  if (run.overwritten.count(frame) > 0) return "";
+  return picture_address(run.dir + "/cases/" + case_name(run.frames[frame]) + "/" + name, width,
+                         height);
+}
+
 }  // namespace kavrel::report

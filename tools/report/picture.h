@@ -3,11 +3,18 @@
 
 #include <string>
 
+#include "run.h"
+
 namespace kavrel::report {
 
 // The picture as a "data:" address of a JPEG file of at most `width` x `height` pixels: the file's
 // own bytes if it is small enough, else a smaller copy. "" if it is missing or no picture.
 std::string picture_address(const std::string& path, int width, int height);
+
+// A picture of the frame's case directory, likewise; "" if a later case of the same name took its
+// place.
+std::string case_picture(const RecordedRun& run, std::size_t frame, const char* name, int width,
+                         int height);
 
 }  // namespace kavrel::report
 
