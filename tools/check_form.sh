@@ -3,17 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-missing=()
-for program in clang-format clang-tidy shellcheck; do
-  command -v "$program" >/dev/null || missing+=("$program")
-done
-if ((${#missing[@]} > 0)); then
-  as_root=()
-  ((EUID == 0)) || as_root=(sudo)
-  "${as_root[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
-    --no-install-recommends "${missing[@]}" >/dev/null
-fi
+tools/need.sh clang-format:clang-format clang-tidy:clang-tidy shellcheck:shellcheck
 
 git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 shellcheck demo.sh test.sh .ci/run tools/*.sh tools/mutate tests/*/*.sh bench/*.sh

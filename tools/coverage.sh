@@ -4,13 +4,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 tools/setup.sh
-if ! command -v gcovr >/dev/null; then
-  as_root=()
-  ((EUID == 0)) || as_root=(sudo)
-  "${as_root[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
-    --no-install-recommends gcovr >/dev/null
-fi
+tools/need.sh gcovr:gcovr
 cmake --preset coverage >/dev/null
 ninja -C build-coverage --quiet kavrel tests/all
 find build-coverage -name '*.gcda' -delete

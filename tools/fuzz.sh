@@ -15,18 +15,8 @@ shift
 targets=("$@")
 if ((${#targets[@]} == 0)); then mapfile -t targets < <(ls fuzz/corpus); fi
 
-missing=()
-for package in clang-14 libclang-rt-14-dev; do
-  [[ "$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null)" == *"ok installed" ]] ||
-    missing+=("$package")
-done
-if ((${#missing[@]} > 0)); then
-  as_root=()
-  ((EUID == 0)) || as_root=(sudo)
-  "${as_root[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
-    --no-install-recommends "${missing[@]}" >/dev/null
-fi
+tools/setup.sh
+tools/need.sh clang++-14:clang-14
 [[ -f build-fuzz/build.ninja ]] || cmake --preset fuzz >/dev/null
 ninja -C build-fuzz --quiet fuzz
 

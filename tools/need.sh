@@ -1,10 +1,19 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of programs that are missing:   tools/need.sh PROGRAM:PACKAGE...
+# Installs the Debian packages that are missing:   tools/need.sh [PROGRAM:]PACKAGE...
+# One that is named with a program is missing if the program is, which may come from elsewhere.
 set -euo pipefail
+
+is_there() {
+  if [[ "$1" == *:* ]]; then
+    command -v "${1%%:*}" >/dev/null
+  else
+    [[ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" == *"ok installed" ]]
+  fi
+}
 
 missing=()
 for entry in "$@"; do
-  command -v "${entry%%:*}" >/dev/null || missing+=("${entry#*:}")
+  is_there "$entry" || missing+=("${entry#*:}")
 done
 ((${#missing[@]} > 0)) || exit 0
 

@@ -4,30 +4,10 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# A program that must be there, and the package that has it.
-programs=(g++:g++ cmake:cmake ninja:ninja-build npm:npm)
-packages=(libopencv-dev libgtest-dev libgmock-dev libclang-rt-14-dev python3-onnx
-  nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev libcsv-dev
-  libvalijson-dev)
-
-missing=()
-for entry in "${programs[@]}"; do
-  command -v "${entry%%:*}" >/dev/null || missing+=("${entry#*:}")
-done
-for package in "${packages[@]}"; do
-  [[ "$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null)" == *"ok installed" ]] ||
-    missing+=("$package")
-done
-
-if ((${#missing[@]} > 0)); then
-  as_root=()
-  ((EUID == 0)) || as_root=(sudo)
-  echo "setup.sh: installing ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
-    --no-install-recommends "${missing[@]}" >/dev/null
-fi
-
+tools/need.sh g++:g++ cmake:cmake ninja:ninja-build npm:npm \
+  libopencv-dev libgtest-dev libgmock-dev libclang-rt-14-dev python3-onnx \
+  nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev libcsv-dev \
+  libvalijson-dev
 tools/fetch.sh
 tools/prepare_models.py
 [[ -f build/build.ninja ]] || cmake --preset default >/dev/null
