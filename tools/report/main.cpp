@@ -151,7 +151,7 @@ CLI::App& add_command(CLI::App& app, const std::string& name, const std::string&
   return command;
 }
 
-void add_commands(CLI::App& app, Options& options, int& status) {
+void add_html(CLI::App& app, Options& options, int& status) {
   CLI::App& html = add_command(app, "html", "One page: what was misread, and why",
                                "output/demo -o report.html", [&] { status = write_html(options); });
   add_output_dir(html, options);
@@ -159,7 +159,9 @@ void add_commands(CLI::App& app, Options& options, int& status) {
                   "the page [OUTPUT_DIR/report.html]; - is standard output");
   add_words(html, options);
   add_max_frames(html, options);
+}
 
+void add_compare(CLI::App& app, Options& options, int& status) {
   CLI::App& compare = add_command(
       app, "compare",
       "What differs between two runs. Exit status 3 if a group that was correct no longer is",
@@ -173,20 +175,26 @@ void add_commands(CLI::App& app, Options& options, int& status) {
   compare.add_flag("--allow-removed", options.allow_removed,
                    "groups that the new run does not have are not lost");
   add_max_frames(compare, options);
+}
 
+void add_junit(CLI::App& app, Options& options, int& status) {
   CLI::App& junit = add_command(app, "junit", "A test case a group, for a build server",
                                 "output/demo -o junit.xml", [&] { status = write_junit(options); });
   add_output_dir(junit, options);
   junit.add_option("-o,--output", options.file,
                    "the file [OUTPUT_DIR/junit.xml]; - is standard output");
+}
 
+void add_json(CLI::App& app, Options& options, int& status) {
   CLI::App& json =
       add_command(app, "json", "The page's figures for machines",
                   "output/demo | jq .groups.accuracy", [&] { status = write_json(options); });
   add_output_dir(json, options);
   json.add_option("-o,--output", options.file, "the file [standard output]");
   add_words(json, options);
+}
 
+void add_explain(CLI::App& app, Options& options, int& status) {
   CLI::App& why = add_command(app, "explain", "The votes that decided a case's four fields",
                               "output/demo car05_f02", [&] { status = explain(options); });
   add_output_dir(why, options);
@@ -195,22 +203,30 @@ void add_commands(CLI::App& app, Options& options, int& status) {
   add_words(why, options);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  // What OpenCV finds wrong with a picture is said on the page.
-  cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+int run(int argc, char** argv) {
   Options options;
   int status = 0;
   CLI::App app("Reports on what a run of kavrel left in its output directory.", "kavrel-report");
   app.require_subcommand(1);
   app.set_version_flag("--version", std::string(report::resources::kVersion));
-  add_commands(app, options, status);
+  for (const auto& add : {add_html, add_compare, add_junit, add_json, add_explain}) {
+    add(app, options, status);
+  }
   try {
     app.parse(argc, argv);
-    return status;
   } catch (const CLI::Success& help) {
     return app.exit(help);
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // What OpenCV finds wrong with a picture is said on the page.
+  cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+  try {
+    return run(argc, argv);
   } catch (const std::exception& error) {
     kavrel::log_line("[ERROR] " + report::printable(error.what()));
     return kExitFailure;
