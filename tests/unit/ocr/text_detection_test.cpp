@@ -45,8 +45,8 @@ std::vector<float> values_of(const cv::Mat& map) { return {map.begin<float>(), m
 float logistic(float x) { return static_cast<float>(1.0 / (1.0 + std::exp(-double{x}))); }
 
 TEST(TextProbabilityMap, IsSquareAndRowMajor) {
-  const std::vector<float> values = {0.0F, 0.125F, 0.25F, 0.375F, 0.5F,
-                                     0.625F, 0.75F, 0.875F, 1.0F};
+  const std::vector<float> values = {0.0F,   0.125F, 0.25F,  0.375F, 0.5F,
+                                     0.625F, 0.75F,  0.875F, 1.0F};
   const cv::Mat map = text_probability_map(values);
   ASSERT_EQ(map.size(), cv::Size(3, 3));
   ASSERT_EQ(map.type(), CV_32F);
