@@ -68,7 +68,7 @@ void write_mask_picture(const cv::Mat& mask, const cv::Size& image_size, const s
 cv::Mat text_probability_map(const std::vector<float>& values) {
   const auto side = static_cast<std::size_t>(std::sqrt(static_cast<double>(values.size())));
   if (values.empty() || side * side != values.size()) return {};
-  const cv::Mat map = cv::Mat(values).reshape(1, static_cast<int>(side));
+  cv::Mat map = cv::Mat(values).reshape(1, static_cast<int>(side));
   if (!are_logits(values)) return map;
   cv::Mat probabilities(map.size(), CV_32F);
   std::transform(values.begin(), values.end(), probabilities.ptr<float>(), sigmoid);
