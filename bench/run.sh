@@ -6,12 +6,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 tools/setup.sh
-if ! dpkg -s libbenchmark-dev >/dev/null 2>&1; then
-  as_root=()
-  ((EUID == 0)) || as_root=(sudo)
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
-    --no-install-recommends libbenchmark-dev >/dev/null
-fi
+tools/need.sh libbenchmark-dev
 cmake -S . -B build-bench -G Ninja -DKAVREL_BENCH=ON -DKAVREL_TESTS=OFF >/dev/null
 ninja -C build-bench --quiet
 
