@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs the tests, but not those of the reading rate, under AddressSanitizer and
+# Runs the tests, but not those of reading rate and speed, under AddressSanitizer and
 # UndefinedBehaviorSanitizer. A finding ends the program that has it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
