@@ -41,9 +41,7 @@ class LargeRun : public testing::Test {
     RecordProperty("cpu_milliseconds", static_cast<int>(1000 * outcome.cpu_seconds));
     RecordProperty("peak_kilobytes", static_cast<int>(outcome.peak_kilobytes));
     EXPECT_LT(outcome.cpu_seconds, kMostSeconds);
-#ifndef __SANITIZE_ADDRESS__
     EXPECT_LT(outcome.peak_kilobytes, kMostKilobytes);
-#endif
   }
 
   static std::uintmax_t size_of(const std::string& name) {
