@@ -22,6 +22,7 @@
 #include "dictionary.h"
 #include "kana/kana_alphabet.h"
 #include "scene.h"
+#include "scratch.h"
 
 namespace {
 
@@ -43,24 +44,6 @@ std::string read_file(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
-
-// A directory of its own that is removed at the end.
-class Scratch {
- public:
-  Scratch() {
-    std::string name = (fs::temp_directory_path() / "kavrel_bench_XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make " + name);
-    path_ = name;
-  }
-  ~Scratch() { fs::remove_all(path_); }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
 
 [[noreturn]] void become(const std::vector<std::string>& command, const std::string& runtime_dir,
                          const fs::path& figures) {
@@ -210,7 +193,7 @@ void require_equal_pictures(const fs::path& scratch) {
 }
 
 void compare_with_floor(int classes, Kana kana) {
-  const Scratch scratch;
+  const bench::Scratch scratch;
   make_models(scratch.path(), classes, kana);
   const int few = kana == Kana::kShown ? 10 : 1;
   const int many = kana == Kana::kShown ? 50 : 6;
@@ -235,7 +218,7 @@ void compare_with_floor(int classes, Kana kana) {
 }
 
 void show_growth(int classes, Kana kana, const std::vector<int>& counts) {
-  const Scratch scratch;
+  const bench::Scratch scratch;
   make_models(scratch.path(), classes, kana);
   std::printf("%s the kana search, %d classes:\n", name_of(kana), classes);
   Figures first;
@@ -275,7 +258,7 @@ void make_street_dictionary(const fs::path& path, Kana kana) {
 }
 
 void show_shares(Kana kana, int step) {
-  const Scratch scratch;
+  const bench::Scratch scratch;
   make_street_list(scratch.path() / "list.csv", step);
   make_street_dictionary(scratch.path() / "dict.txt", kana);
   const Figures figures = measure(

@@ -1,11 +1,9 @@
 // The functions that a case calls most, each by itself.
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstring>
-#include <filesystem>
 #include <opencv2/imgproc.hpp>
 #include <random>
 #include <string>
@@ -20,6 +18,7 @@
 #include "plate/plate_detection.h"
 #include "reading/plate_parser.h"
 #include "scene.h"
+#include "scratch.h"
 
 namespace {
 
@@ -151,12 +150,9 @@ kavrel::FrameResult make_frame() {
 }
 
 void write_json(benchmark::State& state) {
-  std::string directory = std::filesystem::temp_directory_path() / "kavrel_bench_XXXXXX";
-  if (mkdtemp(directory.data()) == nullptr) return state.SkipWithError("no scratch directory");
+  const bench::Scratch scratch;
   const kavrel::FrameResult frame = make_frame();
-  for (auto _ : state) kavrel::write_result_json(kavrel::make_frame_report(frame), directory);
-  std::remove((directory + "/result.json").c_str());
-  rmdir(directory.c_str());
+  for (auto _ : state) kavrel::write_result_json(kavrel::make_frame_report(frame), scratch.path());
 }
 
 void write_csv_row(benchmark::State& state) {
