@@ -99,7 +99,7 @@ fetch_package() {
 }
 
 mkdir -p "$third_party"
-scratch="$(mktemp -d "$third_party/.fetch.XXXXXX")"
+scratch="$(mktemp -d -p "$third_party")"
 trap 'rm -rf "$scratch"' EXIT
 
 while read -r keyword first second third fourth; do
