@@ -1,6 +1,8 @@
 #include "ocr/ctc.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 
 #include "app/log.h"
 #include "npu/rknn_model.h"
@@ -15,27 +17,38 @@ CtcShape shape_from_dict(std::size_t count, std::size_t dict_size) {
   return {static_cast<int>(count / classes), static_cast<int>(classes)};
 }
 
-constexpr int kBlock = 32;
+// Scores that are looked at side by side, which the compiler does in vector code.
+constexpr int kLanes = 32;
 
-// Whether one of kBlock scores is above `limit`: counted, which the compiler does in vector code.
-bool any_above(const float* scores, float limit) {
-  int above = 0;
-  for (int i = 0; i < kBlock; ++i) above += scores[i] > limit ? 1 : 0;
-  return above > 0;
-}
-
-// The first of the greatest scores: a tie goes to the lower class. Few blocks hold a score above
-// the best one before them, and only those are searched.
-int best_class(const float* row, int classes) {
-  int best = 0;
-  for (int start = 0; start < classes; start += kBlock) {
-    const int end = std::min(start + kBlock, classes);
-    if (end - start == kBlock && !any_above(row + start, row[best])) continue;
-    for (int index = start; index < end; ++index) {
-      if (row[index] > row[best]) best = index;
+// The greatest score; the first one if that is not a number.
+float greatest_score(const float* row, int classes) {
+  std::array<float, kLanes> greatest;
+  greatest.fill(row[0]);
+  int index = 0;
+  for (; index + kLanes <= classes; index += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      const float score = row[static_cast<std::size_t>(index) + lane];
+      greatest[lane] = score > greatest[lane] ? score : greatest[lane];
     }
   }
-  return best;
+  for (; index < classes; ++index) greatest[0] = std::max(greatest[0], row[index]);
+  return *std::max_element(greatest.begin(), greatest.end());
+}
+
+// Whether one of kLanes scores is this one: counted, as an early end would prevent vector code.
+bool holds(const float* scores, float wanted) {
+  int count = 0;
+  for (int lane = 0; lane < kLanes; ++lane) count += scores[lane] == wanted ? 1 : 0;
+  return count > 0;
+}
+
+// The first of the greatest scores: a tie goes to the lower class.
+int best_class(const float* row, int classes) {
+  const float greatest = greatest_score(row, classes);
+  if (std::isnan(greatest)) return 0;
+  int start = 0;
+  while (start + kLanes <= classes && !holds(row + start, greatest)) start += kLanes;
+  return static_cast<int>(std::find(row + start, row + classes, greatest) - row);
 }
 
 // A class beyond the dictionary has no text.
