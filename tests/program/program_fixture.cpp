@@ -5,11 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <sstream>
 #include <stdexcept>
 
 #include "expected_pictures.h"
@@ -18,14 +15,6 @@ namespace kavrel_test {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string file_text(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw std::runtime_error("cannot read " + path.string());
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 void redirect(int descriptor, const fs::path& path) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -54,11 +43,7 @@ std::string model_lines(const std::string& path, const std::string& input,
 
 }  // namespace
 
-ProgramTest::ProgramTest() {
-  std::string name = (fs::temp_directory_path() / "kavrel_program_XXXXXX").string();
-  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
-  root_ = name;
-  work_ = root_ / "work";
+ProgramTest::ProgramTest() : work_(root_.path("work")) {
   fs::create_directory(work_);
   write(kCornerModel, corner_script());
   write(kLinesModel, line_detector_script());
@@ -68,10 +53,8 @@ ProgramTest::ProgramTest() {
   write(kCaseList, "");
 }
 
-ProgramTest::~ProgramTest() { fs::remove_all(root_); }
-
 Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
-  fs::remove(root_ / "calls");
+  fs::remove(root_.path("calls"));
   std::vector<std::string> words = {"kavrel"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
@@ -80,21 +63,21 @@ Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
 
   const pid_t child = fork();
   if (child == 0) {
-    redirect(STDOUT_FILENO, root_ / "out");
-    redirect(STDERR_FILENO, root_ / "err");
-    use_scripted_runtime(root_ / "calls");
+    redirect(STDOUT_FILENO, root_.path("out"));
+    redirect(STDERR_FILENO, root_.path("err"));
+    use_scripted_runtime(root_.path("calls"));
     if (chdir(work_.c_str()) == 0) execv(program().c_str(), argv.data());
     _exit(127);
   }
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child) throw std::runtime_error("no process");
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), file_text(root_ / "out"),
-          file_text(root_ / "err")};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), root_.read("out"),
+          root_.read("err")};
 }
 
 void ProgramTest::write(const std::string& path, const std::string& text) const {
   fs::create_directories((work_ / path).parent_path());
-  std::ofstream(work_ / path, std::ios::binary) << text;
+  write_file(work_ / path, text);
 }
 
 void ProgramTest::write_image(const std::string& path, const cv::Mat& image) const {
@@ -103,7 +86,7 @@ void ProgramTest::write_image(const std::string& path, const cv::Mat& image) con
   write(path, {bytes.begin(), bytes.end()});
 }
 
-std::string ProgramTest::read(const std::string& path) const { return file_text(work_ / path); }
+std::string ProgramTest::read(const std::string& path) const { return read_file(work_ / path); }
 
 testing::AssertionResult ProgramTest::shows(const std::string& path, const cv::Mat& image) const {
   if (!exists(path)) return testing::AssertionFailure() << path << " is not there";
@@ -138,8 +121,7 @@ std::vector<std::string> ProgramTest::files(const std::string& directory) const 
 }
 
 std::vector<std::string> ProgramTest::calls() const {
-  return fs::exists(root_ / "calls") ? lines_of(file_text(root_ / "calls"))
-                                     : std::vector<std::string>();
+  return root_.exists("calls") ? lines_of(root_.read("calls")) : std::vector<std::string>();
 }
 
 long ProgramTest::count_calls(const std::string& function, const std::string& label) const {
@@ -173,13 +155,6 @@ std::string ProgramTest::start_up_lines(const std::string& mode, int cases) cons
                        "name=steps dims=[1,16," + classes + "] elems=" + elements);
   return lines + "[INFO] rec_classes=" + classes + " ocr_chars_after_shape_check=" + entries +
          " expected_chars=" + entries + "\n";
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
 }
 
 std::vector<std::string> lines_with(const std::string& text, const std::string& prefix) {

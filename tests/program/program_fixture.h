@@ -12,6 +12,7 @@
 
 #include "expected_texts.h"
 #include "model_scripts.h"
+#include "temp_dir.h"
 
 namespace kavrel_test {
 
@@ -40,7 +41,6 @@ struct Outcome {
 class ProgramTest : public testing::Test {
  protected:
   ProgramTest();
-  ~ProgramTest() override;
 
   // All paths are relative to the working directory.
   Outcome run(const std::vector<std::string>& arguments = {}) const;
@@ -68,11 +68,10 @@ class ProgramTest : public testing::Test {
   std::string start_up_lines(const std::string& mode, int cases) const;
 
  private:
-  std::filesystem::path root_;  // the working directory, and beside it what a run leaves behind
-  std::filesystem::path work_;
+  const TempDir root_;  // the working directory, and beside it what a run leaves behind
+  const std::filesystem::path work_;
 };
 
-std::vector<std::string> lines_of(const std::string& text);
 // Lines of `text` that begin with `prefix`, in order.
 std::vector<std::string> lines_with(const std::string& text, const std::string& prefix);
 std::string last_line(const std::string& text);
