@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "unicode.h"
+
 namespace kavrel::report {
 namespace {
 
@@ -48,6 +50,10 @@ std::vector<AlignedPair> align(const std::u32string& whole_expected,
   }
   std::reverse(pairs.begin(), pairs.end());
   return pairs;
+}
+
+std::vector<AlignedPair> align(const std::string& expected, const std::string& read) {
+  return align(code_points(expected), code_points(read));
 }
 
 int count_edits(const std::vector<AlignedPair>& pairs) {

@@ -20,6 +20,9 @@ struct AlignedPair {
 // read one. Only the first 256 characters of each text are looked at: no plate has as many.
 std::vector<AlignedPair> align(const std::u32string& expected, const std::u32string& read);
 
+// The same of texts in UTF-8.
+std::vector<AlignedPair> align(const std::string& expected, const std::string& read);
+
 // Pairs that differ: Levenshtein's distance.
 int count_edits(const std::vector<AlignedPair>& pairs);
 

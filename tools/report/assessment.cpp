@@ -1,11 +1,11 @@
 #include "assessment.h"
 
+#include <algorithm>
+
 #include "progress.h"
 
 namespace kavrel::report {
 namespace {
-
-constexpr std::size_t kKana = 2;  // in kFields
 
 void count_causes(const FieldJudgements& fields, const FrameDecision& decision,
                   Assessment& assessment) {
@@ -46,6 +46,12 @@ Cause cause_of(std::size_t field, const FieldJudgement& judgement, const FrameDe
   if (field == kKana && decision.kana_from_fallback) return Cause::kFallback;
   const int votes = votes_for(decision.plate.totals, kFields[field], judgement.expected);
   return votes == 0 ? Cause::kNeverRead : Cause::kOutvoted;
+}
+
+int count_correct_frames(const Group& group, const Assessment& assessment) {
+  return static_cast<int>(std::count_if(
+      group.frames.begin(), group.frames.end(),
+      [&](std::size_t i) { return assessment.frame_judgements[i].outcome == Outcome::kCorrect; }));
 }
 
 Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words) {

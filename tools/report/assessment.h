@@ -44,6 +44,8 @@ enum class Cause { kNeverRead, kOutvoted, kFallback };
 // Why a field of a frame that is not correct was read as it was.
 Cause cause_of(std::size_t field, const FieldJudgement& judgement, const FrameDecision& decision);
 
+int count_correct_frames(const Group& group, const Assessment& assessment);
+
 Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words);
 
 }  // namespace kavrel::report

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "alignment.h"
-#include "unicode.h"
 
 namespace kavrel::report {
 namespace {
@@ -25,7 +24,7 @@ void add_confusions(const PlateJudgement& plate, ConfusionCounts& counts) {
   for (std::size_t i = 0; i < counts.size(); ++i) {
     const FieldJudgement& field = (*plate.fields)[i];
     if (field.outcome == Outcome::kNotRead) continue;
-    for (const AlignedPair& pair : align(code_points(field.expected), code_points(field.read))) {
+    for (const AlignedPair& pair : align(field.expected, field.read)) {
       ++counts[i][{pair.expected, pair.read}];
     }
   }

@@ -25,6 +25,9 @@ constexpr std::array<Field, 4> kFields = {{
     {"serial", "Serial", &PlateFields::serial, &FieldTallies::serial},
 }};
 
+constexpr std::size_t kKana = 2;  // in kFields
+static_assert(kFields[kKana].value == &PlateFields::kana);
+
 // The fields of an expected text: its four parts between blanks, or, where blanks do not make four
 // parts, what stands before the first ASCII digit, the digits, one character and the rest. Nothing
 // if the text is no such plate.

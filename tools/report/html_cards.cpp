@@ -52,12 +52,6 @@ void set_photo(const Group& group, const AssessedRun& assessed, View& view) {
   view.set("photo_of", printable(case_name(assessed.run.frames[*frame])));
 }
 
-int count_correct_frames(const Group& group, const Assessment& assessment) {
-  return static_cast<int>(std::count_if(
-      group.frames.begin(), group.frames.end(),
-      [&](std::size_t i) { return assessment.frame_judgements[i].outcome == Outcome::kCorrect; }));
-}
-
 View frame_views(const AssessedRun& assessed, const Group& group, std::size_t shown) {
   View frames = make_list();
   for (std::size_t i = 0; i < shown; ++i) {
@@ -70,10 +64,11 @@ View card_view(const AssessedRun& assessed, std::size_t index, std::size_t frame
   const Group& group = assessed.run.groups[index];
   const PlateJudgement& plate = assessed.assessment.group_judgements[index];
   const int correct = count_correct_frames(group, assessed.assessment);
-  const auto pairs = align(code_points(plate.expected), code_points(plate.read));
   View view;
   view.set("number", std::to_string(index + 1));
-  view.set("edits", std::to_string(plate.outcome == Outcome::kUnlabelled ? 0 : count_edits(pairs)));
+  view.set("edits", std::to_string(plate.outcome == Outcome::kUnlabelled
+                                       ? 0
+                                       : count_edits(align(plate.expected, plate.read))));
   view.set("wrong_frames", std::to_string(group.result.frame_count - correct));
   view.set("group_id", printable(group.result.group_id));
   view.set("class", std::string(style_class(plate.outcome)));

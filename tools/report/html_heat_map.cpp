@@ -9,7 +9,6 @@ namespace kavrel::report {
 namespace {
 
 constexpr std::size_t kClass = 1;  // in kFields
-constexpr std::size_t kKana = 2;
 constexpr std::size_t kSerial = 3;
 
 using Characters = std::set<char32_t>;

@@ -118,10 +118,6 @@ View plain_spans(const std::string& text) {
   return spans;
 }
 
-std::vector<AlignedPair> aligned(const std::string& expected, const std::string& read) {
-  return align(code_points(expected), code_points(read));
-}
-
 View plate_view(const std::string& label, const std::string& spoken, bool whole, const View& rows) {
   View view;
   view.set("label", label);
@@ -135,18 +131,18 @@ View expected_plate(const PlateJudgement& plate) {
   if (plate.fields) {
     return plate_view("expected", plate.expected, false, rows_of_fields([&](std::size_t i) {
                         const FieldJudgement& field = (*plate.fields)[i];
-                        return expected_spans(aligned(field.expected, field.read));
+                        return expected_spans(align(field.expected, field.read));
                       }));
   }
   return plate_view("expected", plate.expected, true,
-                    row_of_text(expected_spans(aligned(plate.expected, plate.read))));
+                    row_of_text(expected_spans(align(plate.expected, plate.read))));
 }
 
 View read_plate(const PlateJudgement& plate, const PlateFields& read, const std::string& label) {
   if (plate.fields) {
     return plate_view(label, plate.read, false, rows_of_fields([&](std::size_t i) {
                         const FieldJudgement& field = (*plate.fields)[i];
-                        return read_spans(aligned(field.expected, field.read));
+                        return read_spans(align(field.expected, field.read));
                       }));
   }
   if (plate.outcome == Outcome::kUnlabelled) {
@@ -155,7 +151,7 @@ View read_plate(const PlateJudgement& plate, const PlateFields& read, const std:
                       }));
   }
   return plate_view(label, plate.read, true,
-                    row_of_text(read_spans(aligned(plate.expected, plate.read))));
+                    row_of_text(read_spans(align(plate.expected, plate.read))));
 }
 
 std::string render_plate_list(const View& plates) {
@@ -213,11 +209,11 @@ std::string range_of(const std::optional<Interval>& interval) {
 
 View read_line(const PlateJudgement& plate, const PlateFields& read) {
   if (plate.outcome == Outcome::kUnlabelled) return plain_spans(read.final_plate_number);
-  if (!plate.fields) return read_spans(aligned(plate.expected, plate.read));
+  if (!plate.fields) return read_spans(align(plate.expected, plate.read));
   View line = make_list();
   for (const FieldJudgement& field : *plate.fields) {
     if (!line.list_value().empty()) line.push_back(span(U" ", kUnmarked));
-    const View pieces = read_spans(aligned(field.expected, field.read));
+    const View pieces = read_spans(align(field.expected, field.read));
     for (const View& piece : pieces.list_value()) {
       line.push_back(piece);
     }

@@ -170,18 +170,14 @@ std::string render_group_rows(const RecordedRun& run, const Assessment& assessme
     const Group& group = run.groups[i];
     const PlateJudgement& plate = assessment.group_judgements[i];
     const bool labelled = plate.outcome != Outcome::kUnlabelled;
-    const auto pairs = align(code_points(plate.expected), code_points(plate.read));
-    const auto correct = std::count_if(group.frames.begin(), group.frames.end(), [&](auto frame) {
-      return assessment.frame_judgements[frame].outcome == Outcome::kCorrect;
-    });
     View row;
     row.set("group_id", printable(group.result.group_id));
     row.set("class", std::string(style_class(plate.outcome)));
     row.set("outcome", std::string(name_of(plate.outcome)));
     row.set("expected", printable(group.result.expected));
     row.set("spans", read_line(plate, group.result.fields));
-    row.set("edits", labelled ? digits(count_edits(pairs)) : "–");
-    row.set("frames_correct", digits(correct));
+    row.set("edits", labelled ? digits(count_edits(align(plate.expected, plate.read))) : "–");
+    row.set("frames_correct", digits(count_correct_frames(group, assessment)));
     row.set("frame_count", digits(group.result.frame_count));
     rows += row_template.render(row);
   }

@@ -32,7 +32,7 @@ FieldStory story_of(std::size_t field, const FieldJudgement& judgement, const Gr
     if (read == judgement.read) ++story.frames_as_group;
     story.votes_expected += votes_for(decision.plate.totals, kFields[field], judgement.expected);
     story.votes_read += votes_for(decision.plate.totals, kFields[field], judgement.read);
-    if (kFields[field].key == std::string("kana") && decision.kana_from_fallback) ++story.fallback;
+    if (field == kKana && decision.kana_from_fallback) ++story.fallback;
   }
   return story;
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "alignment.h"
-#include "unicode.h"
 
 namespace kavrel::report {
 
@@ -22,7 +21,7 @@ void Score::add(const PlateJudgement& plate) {
   if (plate.fields) {
     for (std::size_t i = 0; i < fields.size(); ++i) fields[i].add((*plate.fields)[i].outcome);
   }
-  const auto pairs = align(code_points(plate.expected), code_points(plate.read));
+  const auto pairs = align(plate.expected, plate.read);
   const auto expected = std::count_if(
       pairs.begin(), pairs.end(), [](const auto& pair) { return pair.expected != kNoCharacter; });
   if (expected == 0) return;
