@@ -29,14 +29,18 @@ std::vector<unsigned char> read_file_binary(const std::string& path) {
   return bytes;
 }
 
-std::vector<std::string> read_trimmed_lines(const std::string& path, const std::string& failure) {
-  std::ifstream file(path);
+std::vector<std::string> trimmed_lines(std::istream& stream) {
   std::vector<std::string> lines;
-  std::string line;
-  while (std::getline(file, line)) {
+  for (std::string line; std::getline(stream, line);) {
     line = trim(line);
     if (!line.empty()) lines.push_back(line);
   }
+  return lines;
+}
+
+std::vector<std::string> read_trimmed_lines(const std::string& path, const std::string& failure) {
+  std::ifstream file(path);
+  std::vector<std::string> lines = trimmed_lines(file);
   if (!file.is_open() || file.bad()) throw std::runtime_error(failure + path);
   return lines;
 }

@@ -3,6 +3,7 @@
 #ifndef KAVREL_APP_FILES_H
 #define KAVREL_APP_FILES_H
 
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,10 @@ bool file_exists(const std::string& path);
 // Every byte of the file. Throws "failed to open binary: ".
 std::vector<unsigned char> read_file_binary(const std::string& path);
 
-// The lines of the file, trimmed, without those that are empty then. Throws `failure`.
+// The rest of the stream's lines, trimmed, without those that are empty then.
+std::vector<std::string> trimmed_lines(std::istream& stream);
+
+// The same of a file. Throws `failure`.
 std::vector<std::string> read_trimmed_lines(const std::string& path,
                                             const std::string& failure = "failed to open: ");
 

@@ -4,11 +4,11 @@
 #include <functional>
 #include <iostream>
 #include <opencv2/core/utils/logger.hpp>
+#include <sstream>
 #include <stdexcept>
 
 #include "app/files.h"
 #include "app/log.h"
-#include "app/text.h"
 #include "assessment.h"
 #include "compare.h"
 #include "explain.h"
@@ -61,11 +61,7 @@ std::string file_or(const Options& options, const std::string& dir, const char* 
 
 std::vector<std::string> built_in_words() {
   std::istringstream lines(report::resources::kRegionWords);
-  std::vector<std::string> words;
-  for (std::string line; std::getline(lines, line);) {
-    if (!kavrel::trim(line).empty()) words.push_back(kavrel::trim(line));
-  }
-  return words;
+  return kavrel::trimmed_lines(lines);
 }
 
 std::vector<std::string> region_words(const Options& options) {
