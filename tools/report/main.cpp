@@ -203,7 +203,8 @@ int run(int argc, char** argv) {
   Options options;
   int status = 0;
   CLI::App app("Reports on what a run of kavrel left in its output directory.", "kavrel-report");
-  app.require_subcommand(1);
+  // None is let through here, so that a mistyped one is named by the error.
+  app.require_subcommand(0, 1);
   app.set_version_flag("--version", std::string(report::resources::kVersion));
   for (const auto& add : {add_html, add_compare, add_junit, add_json, add_explain}) {
     add(app, options, status);
@@ -213,6 +214,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::Success& help) {
     return app.exit(help);
   }
+  if (app.get_subcommands().empty()) throw std::runtime_error("no command; --help lists them");
   return status;
 }
 
