@@ -124,6 +124,14 @@ std::vector<std::string> ProgramTest::calls() const {
   return root_.exists("calls") ? lines_of(root_.read("calls")) : std::vector<std::string>();
 }
 
+std::vector<std::string> ProgramTest::calls_up_to_corners(const cv::Mat& image) const {
+  std::vector<std::string> calls = load_calls("corner", read(kCornerModel).size());
+  append(calls, load_calls("lines", read(kLinesModel).size()));
+  append(calls, load_calls("reader", read(kReaderModel).size()));
+  append(calls, inference_calls("corner", network_input(image, 256, 128)));
+  return calls;
+}
+
 long ProgramTest::count_calls(const std::string& function, const std::string& label) const {
   const auto all = calls();
   const std::string start = function + " " + label + " ";
@@ -184,6 +192,10 @@ std::vector<std::string> load_calls(const std::string& label, size_t bytes) {
           "rknn_query " + label + " cmd=0 size=8 record=clear ret=0",
           "rknn_query " + label + " cmd=1 index=0 size=376 record=clear ret=0",
           "rknn_query " + label + " cmd=2 index=0 size=376 record=clear ret=0"};
+}
+
+void append(std::vector<std::string>& lines, const std::vector<std::string>& more) {
+  lines.insert(lines.end(), more.begin(), more.end());
 }
 
 }  // namespace kavrel_test

@@ -61,6 +61,9 @@ class ProgramTest : public testing::Test {
   // How often the runtime function was called for the model of this label in the last run.
   long count_calls(const std::string& function, const std::string& label) const;
 
+  // The runtime's calls of a run in "roi" mode up to the corners of its first case's image.
+  std::vector<std::string> calls_up_to_corners(const cv::Mat& image) const;
+
   // Gives the run a case list of these lines, and an image for every name in `images`.
   void list_cases(const std::string& lines, const std::vector<std::string>& images = {}) const;
 
@@ -75,6 +78,8 @@ class ProgramTest : public testing::Test {
 // Lines of `text` that begin with `prefix`, in order.
 std::vector<std::string> lines_with(const std::string& text, const std::string& prefix);
 std::string last_line(const std::string& text);
+
+void append(std::vector<std::string>& lines, const std::vector<std::string>& more);
 
 // The four log lines of one inference, without and with the picture that the network must see.
 std::vector<std::string> inference_calls(const std::string& label, const cv::Mat& rgb);
