@@ -49,4 +49,7 @@ cd "$work" || exit 125
 [[ ! -e "$scratch/native/calls" ]] || mv "$scratch/native/calls" "$log"
 cat "$scratch/native/stderr" >&2
 cat "$scratch/native/stdout"
-exit "$(<"$scratch/native/status")"
+status="$(<"$scratch/native/status")"
+rm -rf "$scratch"
+if ((status > 128)); then kill "-$((status - 128))" $$; fi # as the program was ended by a signal
+exit "$status"
