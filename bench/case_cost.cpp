@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -293,26 +294,50 @@ void show_shares(Kana kana, int step) {
               wall_of_all, cpu, cpu_of_all);
 }
 
-void run_all() {
+void show_floor() {
   std::puts("== CPU time against the floor");
   for (const Kana kana : {Kana::kShown, Kana::kSearched}) {
     for (const int classes : {251, 6906, 18385}) compare_with_floor(classes, kana);
   }
+}
+
+void show_growths() {
   std::puts("\n== Growth with the number of cases");
   show_growth(6906, Kana::kShown, {10, 100, 1000});
   show_growth(6906, Kana::kSearched, {10, 100});
+}
+
+void show_networks() {
   std::puts("\n== Share of the networks");
-  show_shares(Kana::kShown, 5);
-  show_shares(Kana::kSearched, 20);
+  show_shares(Kana::kShown, 1);
+  show_shares(Kana::kSearched, 5);
+}
+
+struct Part {
+  const char* name;
+  void (*show)();
+};
+constexpr std::array<Part, 3> kParts = {
+    {{"floor", show_floor}, {"growth", show_growths}, {"networks", show_networks}}};
+
+// All parts, or the one of this name.
+void run(const std::string& name) {
+  bool known = name.empty();
+  for (const Part& part : kParts) {
+    if (!name.empty() && name != part.name) continue;
+    part.show();
+    known = true;
+  }
+  if (!known) throw std::runtime_error("parts are floor, growth and networks");
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   try {
     fs::current_path(SOURCE_DIR);
-    run_all();
+    run(argc > 1 ? argv[1] : "");
   } catch (const std::exception& error) {
     std::fprintf(stderr, "case_cost: %s\n", error.what());
     return 1;
