@@ -22,11 +22,11 @@ std::string candidate_class(const std::string& value, std::size_t field,
   return value == read.*kFields[field].value ? "taken" : "";
 }
 
-View candidate_views(const FieldTallies& tallies, std::size_t field, std::size_t most,
-                     const PlateJudgement& plate, const PlateFields& read) {
+View candidate_views(const FieldTallies& tallies, std::size_t field, const PlateJudgement& plate,
+                     const PlateFields& read) {
   View views = make_list();
   for (const Candidate& candidate : ranking(tallies, kFields[field])) {
-    if (most-- == 0) break;
+    if (views.list_value().size() == kCandidatesShown) break;
     View view;
     view.set("value", printable(candidate.value));
     view.set("votes", std::to_string(candidate.votes));
@@ -43,8 +43,7 @@ View total_views(const FrameDecision& decision, const PlateJudgement& plate,
     const std::size_t count = (decision.plate.totals.*kFields[i].votes).size();
     View total;
     total.set("field", std::string(kFields[i].name));
-    total.set("candidates",
-              candidate_views(decision.plate.totals, i, kCandidatesShown, plate, read));
+    total.set("candidates", candidate_views(decision.plate.totals, i, plate, read));
     total.set("others", count > kCandidatesShown ? View(std::to_string(count - kCandidatesShown))
                                                  : View(false));
     totals.push_back(total);
@@ -60,8 +59,7 @@ View reading_views(const FrameResult& frame, const FrameDecision& decision,
     View votes = make_list();
     for (std::size_t field = 0; field < kFields.size(); ++field) {
       View cell;
-      cell.set("candidates",
-               candidate_views(tallies, field, kCandidatesShown, plate, frame.fields));
+      cell.set("candidates", candidate_views(tallies, field, plate, frame.fields));
       votes.push_back(cell);
     }
     View reading;

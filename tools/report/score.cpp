@@ -25,10 +25,11 @@ void Score::add(const PlateJudgement& plate) {
   const auto expected = std::count_if(
       pairs.begin(), pairs.end(), [](const auto& pair) { return pair.expected != kNoCharacter; });
   if (expected == 0) return;
+  const int plate_edits = count_edits(pairs);
   ++rated;
-  edits += count_edits(pairs);
+  edits += plate_edits;
   characters += expected;
-  sum_of_rates += static_cast<double>(count_edits(pairs)) / static_cast<double>(expected);
+  sum_of_rates += static_cast<double>(plate_edits) / static_cast<double>(expected);
 }
 
 std::optional<double> Score::micro_error_rate() const {
