@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <stdexcept>
@@ -24,28 +23,20 @@
 #include "dictionary.h"
 #include "kana/kana_alphabet.h"
 #include "scene.h"
-#include "scratch.h"
+#include "temp_dir.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using kavrel_test::read_file;
+using kavrel_test::TempDir;
+using kavrel_test::write_file;
 using Figures = std::map<std::string, double>;  // what the meter wrote
 
 // Whether the recogniser shows the kana, or all candidates of the kana search are read.
 enum class Kana { kShown, kSearched };
 
 const char* name_of(Kana kana) { return kana == Kana::kShown ? "without" : "with"; }
-
-void write_file(const fs::path& path, const std::string& text) {
-  std::ofstream file(path);
-  file << text;
-  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
-}
-
-std::string read_file(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 [[noreturn]] void become(const std::vector<std::string>& command, const std::string& runtime_dir,
                          const fs::path& figures) {
@@ -202,7 +193,7 @@ class Least {
 // Longer runs less shorter ones: what a start costs is in neither.
 void compare_with_floor(int classes, Kana kana) {
   constexpr int kRounds = 15;
-  const bench::Scratch scratch;
+  const TempDir scratch;
   make_models(scratch.path(), classes, kana);
   const int few = kana == Kana::kShown ? 10 : 1;
   const int many = kana == Kana::kShown ? 50 : 11;
@@ -228,7 +219,7 @@ void compare_with_floor(int classes, Kana kana) {
 }
 
 void show_growth(int classes, Kana kana, const std::vector<int>& counts) {
-  const bench::Scratch scratch;
+  const TempDir scratch;
   make_models(scratch.path(), classes, kana);
   std::printf("%s the kana search, %d classes:\n", name_of(kana), classes);
   Figures first;
@@ -268,17 +259,17 @@ void make_street_dictionary(const fs::path& path, Kana kana) {
 }
 
 void show_shares(Kana kana, int step) {
-  const bench::Scratch scratch;
-  make_street_list(scratch.path() / "list.csv", step);
-  make_street_dictionary(scratch.path() / "dict.txt", kana);
-  const Figures figures = measure(
-      {KAVREL_PROGRAM, "--input-mode", "frame", "--plate-det-model",
-       "models/reference/plate_det.onnx", "--plate-corner-model",
-       "models/reference/plate_corner.onnx", "--ppocr-det-model", "models/host/ppocr_det.onnx",
-       "--ppocr-rec-model", "models/reference/plate_rec.onnx", "--ocr-dict",
-       scratch.path() / "dict.txt", "--dict-region", "dict/region_words.txt", "--input-list",
-       scratch.path() / "list.csv", "--output-dir", scratch.path() / "kavrel"},
-      HOST_RUNTIME_DIR, scratch.path());
+  const TempDir scratch;
+  make_street_list(scratch.path("list.csv"), step);
+  make_street_dictionary(scratch.path("dict.txt"), kana);
+  const Figures figures =
+      measure({KAVREL_PROGRAM, "--input-mode", "frame", "--plate-det-model",
+               "models/reference/plate_det.onnx", "--plate-corner-model",
+               "models/reference/plate_corner.onnx", "--ppocr-det-model",
+               "models/host/ppocr_det.onnx", "--ppocr-rec-model", "models/reference/plate_rec.onnx",
+               "--ocr-dict", scratch.path("dict.txt"), "--dict-region", "dict/region_words.txt",
+               "--input-list", scratch.path("list.csv"), "--output-dir", scratch.path("kavrel")},
+              HOST_RUNTIME_DIR, scratch.path());
   // Of wall or CPU time, in percent: what is in the runtime, without and with picture writing.
   const auto share = [&figures](const char* clock) {
     const double runtime = figures.at(std::string("runtime_") + clock);
@@ -313,22 +304,24 @@ void show_networks() {
   show_shares(Kana::kSearched, 5);
 }
 
-struct Part {
+struct Section {
   const char* name;
   void (*show)();
 };
-constexpr std::array<Part, 3> kParts = {
+constexpr std::array<Section, 3> kSections = {
     {{"floor", show_floor}, {"growth", show_growths}, {"networks", show_networks}}};
 
-// All parts, or the one of this name.
+// All sections, or the one of this name.
 void run(const std::string& name) {
-  bool known = name.empty();
-  for (const Part& part : kParts) {
-    if (!name.empty() && name != part.name) continue;
-    part.show();
-    known = true;
+  const auto is_wanted = [&](const Section& section) {
+    return name.empty() || name == section.name;
+  };
+  if (std::none_of(kSections.begin(), kSections.end(), is_wanted)) {
+    throw std::runtime_error("sections are floor, growth and networks");
   }
-  if (!known) throw std::runtime_error("parts are floor, growth and networks");
+  for (const Section& section : kSections) {
+    if (is_wanted(section)) section.show();
+  }
 }
 
 }  // namespace

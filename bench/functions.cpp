@@ -18,7 +18,7 @@
 #include "plate/plate_detection.h"
 #include "reading/plate_parser.h"
 #include "scene.h"
-#include "scratch.h"
+#include "temp_dir.h"
 
 namespace {
 
@@ -150,7 +150,7 @@ kavrel::FrameResult make_frame() {
 }
 
 void write_json(benchmark::State& state) {
-  const bench::Scratch scratch;
+  const kavrel_test::TempDir scratch;
   const kavrel::FrameResult frame = make_frame();
   for (auto _ : state) kavrel::write_result_json(kavrel::make_frame_report(frame), scratch.path());
 }

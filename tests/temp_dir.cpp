@@ -1,7 +1,5 @@
 #include "temp_dir.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -54,12 +52,12 @@ void write_file(const std::string& path, const std::string& bytes) {
   std::ofstream file(path, std::ios::binary);
   file << bytes;
   file.close();
-  EXPECT_TRUE(file) << "cannot write " << path;
+  if (!file) throw std::runtime_error("cannot write " + path);
 }
 
 std::string read_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file) << "cannot read " << path;
+  if (!file) throw std::runtime_error("cannot read " + path);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 

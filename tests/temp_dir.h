@@ -1,4 +1,4 @@
-// Files of a test.
+// Files of a test or a benchmark. What cannot be made, written or read throws std::runtime_error.
 #ifndef KAVREL_TESTS_TEMP_DIR_H
 #define KAVREL_TESTS_TEMP_DIR_H
 
@@ -30,7 +30,6 @@ class TempDir {
 };
 
 void write_file(const std::string& path, const std::string& bytes);
-// Every byte of a file; a missing one fails the test.
 std::string read_file(const std::string& path);
 
 std::vector<std::string> lines_of(const std::string& text);
