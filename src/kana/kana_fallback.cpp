@@ -3,6 +3,7 @@
 #include <array>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <utility>
 
 #include "app/log.h"
 #include "app/text.h"
@@ -46,23 +47,27 @@ cv::Mat otsu_bgr(const cv::Mat& image, int threshold_type) {
   return bgr;
 }
 
-struct Variant {
-  const char* suffix;
-  cv::Mat (*make)(const cv::Mat& region);
+struct Candidate {
+  std::string name;
+  cv::Mat image;
 };
 
-const std::array<Variant, 10> kVariants = {{
-    {"_original", [](const cv::Mat& region) { return region; }},
-    {"_gray", make_gray_bgr},
-    {"_clahe", make_clahe_bgr},
-    {"_sharpen", make_sharpen_bgr},
-    {"_otsu", [](const cv::Mat& region) { return otsu_bgr(region, cv::THRESH_BINARY); }},
-    {"_otsu_inv", [](const cv::Mat& region) { return otsu_bgr(region, cv::THRESH_BINARY_INV); }},
-    {"_up4x", [](const cv::Mat& region) { return enlarge(region, 4.0); }},
-    {"_gray_up5x", [](const cv::Mat& region) { return enlarge(make_gray_bgr(region), 5.0); }},
-    {"_gray_up8x", [](const cv::Mat& region) { return enlarge(make_gray_bgr(region), 8.0); }},
-    {"_clahe_up5x", [](const cv::Mat& region) { return enlarge(make_clahe_bgr(region), 5.0); }},
-}};
+std::array<Candidate, 10> variants_of(const std::string& name, const cv::Mat& region) {
+  const cv::Mat gray = make_gray_bgr(region);
+  const cv::Mat clahe = make_clahe_bgr(region);
+  return {{
+      {name + "_original", region},
+      {name + "_gray", gray},
+      {name + "_clahe", clahe},
+      {name + "_sharpen", make_sharpen_bgr(region)},
+      {name + "_otsu", otsu_bgr(region, cv::THRESH_BINARY)},
+      {name + "_otsu_inv", otsu_bgr(region, cv::THRESH_BINARY_INV)},
+      {name + "_up4x", enlarge(region, 4.0)},
+      {name + "_gray_up5x", enlarge(gray, 5.0)},
+      {name + "_gray_up8x", enlarge(gray, 8.0)},
+      {name + "_clahe_up5x", enlarge(clahe, 5.0)},
+  }};
+}
 
 constexpr int kBaseWeight = 1;
 
@@ -85,18 +90,13 @@ constexpr std::array<WeightBonus, 6> kWeightBonuses = {{
 // Added to each free reading, so that their number counts first and their weights second.
 constexpr int kDirectBonus = 10;
 
-struct Candidate {
-  std::string name;
-  cv::Mat image;
-};
-
 std::vector<Candidate> make_candidates(const cv::Mat& rect, const cv::Mat& roi) {
   std::vector<Candidate> candidates;
   for (const Region& region : kRegions) {
     const cv::Mat& source = region.source == Source::kRect ? rect : roi;
     const cv::Mat crop = crop_ratio(source, region.x0, region.y0, region.x1, region.y1);
-    for (const Variant& variant : kVariants) {
-      candidates.push_back({std::string(region.name) + variant.suffix, variant.make(crop)});
+    for (Candidate& candidate : variants_of(region.name, crop)) {
+      candidates.push_back(std::move(candidate));
     }
   }
   return candidates;
