@@ -26,8 +26,8 @@ std::string remove_spaces(const std::string& text) {
 
 bool is_ascii_digit(char byte) { return byte >= '0' && byte <= '9'; }
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
+bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
 }
 
 std::string join_strings(const std::vector<std::string>& texts, const std::string& separator) {

@@ -4,6 +4,7 @@
 #define KAVREL_APP_TEXT_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kavrel {
@@ -17,7 +18,7 @@ std::string remove_spaces(const std::string& text);
 // '0' to '9' only.
 bool is_ascii_digit(char byte);
 
-bool contains(const std::string& text, const std::string& part);
+bool contains(std::string_view text, std::string_view part);
 
 std::string join_strings(const std::vector<std::string>& texts, const std::string& separator);
 

@@ -19,13 +19,13 @@ constexpr std::array<Confusion, 3> kConfusions = {{{"あ", "あ"}, {"愛", "あ"
 
 bool is_valid_plate_kana_string(const std::string& text) {
   // The lead byte first: a dictionary is searched for its few kana among thousands of characters.
-  const bool may_be_kana = !text.empty() && text.front() == *kana_list.front();
+  const bool may_be_kana = !text.empty() && text.front() == kana_list.front().front();
   return may_be_kana && std::binary_search(kana_list.begin(), kana_list.end(), text);
 }
 
 std::string find_hiragana_kana(const std::string& text) {
-  for (const char* kana : kana_list) {
-    if (contains(text, kana)) return kana;
+  for (const std::string_view kana : kana_list) {
+    if (contains(text, kana)) return std::string(kana);
   }
   return "";
 }

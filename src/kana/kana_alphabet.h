@@ -4,12 +4,13 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 
 namespace kavrel {
 
 // In the order in which searches prefer them, which is that of their bytes. The ministry's
 // alphabet: し, へ and ん are avoided for their sound, を for being mistaken for お.
-constexpr std::array<const char*, 42> kana_list = {
+constexpr std::array<std::string_view, 42> kana_list = {
     "あ", "い", "う", "え", "お", "か", "き", "く", "け", "こ", "さ", "す", "せ", "そ",
     "た", "ち", "つ", "て", "と", "な", "に", "ぬ", "ね", "の", "は", "ひ", "ふ", "ほ",
     "ま", "み", "む", "め", "も", "や", "ゆ", "よ", "ら", "り", "る", "れ", "ろ", "わ",
