@@ -1,6 +1,7 @@
 #include "kana/kana_ctc.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "kana/kana_alphabet.h"
 #include "ocr/ctc.h"
@@ -14,7 +15,7 @@ constexpr float kNoMargin = -1e30F;
 // A class of the recogniser that is a plate kana: an entry of the dictionary.
 struct KanaClass {
   int index;
-  const std::string* kana;
+  std::string_view kana;
 };
 
 std::vector<KanaClass> kana_classes(const std::vector<std::string>& dict, int classes) {
@@ -22,7 +23,7 @@ std::vector<KanaClass> kana_classes(const std::vector<std::string>& dict, int cl
   const std::size_t count = std::min(dict.size(), static_cast<std::size_t>(classes) - 1);
   for (std::size_t entry = 0; entry < count; ++entry) {
     if (!is_valid_plate_kana_string(dict[entry])) continue;
-    kana.push_back({static_cast<int>(entry) + 1, &dict[entry]});
+    kana.push_back({static_cast<int>(entry) + 1, dict[entry]});
   }
   return kana;
 }
@@ -40,17 +41,17 @@ const KanaClass* best_kana(const float* row, const std::vector<KanaClass>& kana)
   return best;
 }
 
-std::string decode_kana_only(const float* logits, const CtcShape& shape,
-                             const std::vector<KanaClass>& kana) {
-  std::string text;
-  const KanaClass* previous = nullptr;
+// Of the kana that win a step the first one of the alphabet, whose order is that of the bytes; ""
+// if the blank wins every step.
+std::string first_winner(const float* logits, const CtcShape& shape,
+                         const std::vector<KanaClass>& kana) {
+  std::string_view first;
   const float* row = logits;
   for (int step = 0; step < shape.steps; ++step, row += shape.classes) {
     const KanaClass* best = best_kana(row, kana);
-    if (best != nullptr && best != previous) text += *best->kana;
-    previous = best;
+    if (best != nullptr && (first.empty() || best->kana < first)) first = best->kana;
   }
-  return text;
+  return std::string(first);
 }
 
 // The kana with the greatest score minus blank score at any step.
@@ -63,16 +64,16 @@ std::string nearest_to_blank(const float* logits, const CtcShape& shape,
       margins[i] = std::max(margins[i], row[kana[i].index] - row[kBlankClass]);
     }
   }
-  std::string choice;
+  std::string_view choice;
   float best = kNoMargin;
   for (std::size_t i = 0; i < kana.size(); ++i) {
-    const bool tie = margins[i] == best && *kana[i].kana < choice;
+    const bool tie = margins[i] == best && kana[i].kana < choice;
     if (margins[i] > best || tie) {
       best = margins[i];
-      choice = *kana[i].kana;
+      choice = kana[i].kana;
     }
   }
-  return choice;
+  return std::string(choice);
 }
 
 }  // namespace
@@ -84,8 +85,8 @@ std::string ctc_decode_kana_constrained(const std::vector<float>& logits,
   if (!shape.fits(logits.size())) return "";
   const std::vector<KanaClass> kana = kana_classes(dict, shape.classes);
   if (kana.empty()) return "";
-  const std::string decoded = find_hiragana_kana(decode_kana_only(logits.data(), shape, kana));
-  return decoded.empty() ? nearest_to_blank(logits.data(), shape, kana) : decoded;
+  std::string winner = first_winner(logits.data(), shape, kana);
+  return winner.empty() ? nearest_to_blank(logits.data(), shape, kana) : winner;
 }
 
 std::string run_ppocr_rec_kana_constrained(RknnModel& rec, const cv::Mat& crop,
