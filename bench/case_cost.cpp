@@ -159,10 +159,12 @@ Figures run_kavrel(const fs::path& scratch, int cases) {
       FREE_RUNTIME_DIR, scratch);
 }
 
-Figures run_floor(const fs::path& scratch, int cases, Kana kana) {
+// With a number of classes the floor takes the networks' outputs, too.
+Figures run_floor(const fs::path& scratch, int cases, Kana kana, int classes) {
   make_list(scratch, cases);
   fs::create_directories(scratch / "floor" / "cases");
-  return measure({FLOOR_PROGRAM, scratch / "list.txt", scratch / "floor", name_of(kana)},
+  return measure({FLOOR_PROGRAM, scratch / "list.txt", scratch / "floor", name_of(kana),
+                  std::to_string(classes)},
                  FREE_RUNTIME_DIR, scratch);
 }
 
@@ -180,41 +182,39 @@ void require_equal_pictures(const fs::path& scratch) {
   std::printf("  The floor writes the same %d pictures, byte for byte.\n", count);
 }
 
-// The least of several measures of a CPU time: what else a machine does only adds to it.
-class Least {
- public:
-  void add(double seconds) { value_ = std::min(value_, seconds); }
-  double operator-(const Least& other) const { return value_ - other.value_; }
+// The times of a program in several runs. What else the machine does only adds to them, so the
+// least ones count.
+struct Times {
+  double case_ms = std::numeric_limits<double>::max();
+  double pictures_ms = case_ms;  // of a case, spent in writing pictures
+  double shell_ms = case_ms;     // beside a case, in the shell that makes its directory
 
- private:
-  double value_ = std::numeric_limits<double>::max();
+  void add(const Figures& run, int cases) {
+    case_ms = std::min(case_ms, 1000 * run.at("case_cpu_s"));
+    pictures_ms = std::min(pictures_ms, 1000 * run.at("pictures_cpu_s") / cases);
+    shell_ms = std::min(shell_ms, 1000 * run.at("shell_s") / cases);
+  }
 };
 
-// Longer runs less shorter ones: what a start costs is in neither.
 void compare_with_floor(int classes, Kana kana) {
   constexpr int kRounds = 15;
+  const int cases = kana == Kana::kShown ? 30 : 10;
   const TempDir scratch;
   make_models(scratch.path(), classes, kana);
-  const int few = kana == Kana::kShown ? 10 : 1;
-  const int many = kana == Kana::kShown ? 50 : 11;
-  Least kavrel_few, kavrel_many, floor_few, floor_many, shell_few, shell_many;
+  Times kavrel, floor, floor_with_outputs;
   for (int round = 0; round < kRounds; ++round) {
-    const Figures short_run = run_kavrel(scratch.path(), few);
-    kavrel_few.add(short_run.at("cpu_s"));
-    shell_few.add(short_run.at("shell_s"));
-    floor_few.add(run_floor(scratch.path(), few, kana).at("cpu_s"));
-    const Figures long_run = run_kavrel(scratch.path(), many);
-    kavrel_many.add(long_run.at("cpu_s"));
-    shell_many.add(long_run.at("shell_s"));
-    floor_many.add(run_floor(scratch.path(), many, kana).at("cpu_s"));
+    kavrel.add(run_kavrel(scratch.path(), cases), cases);
+    floor.add(run_floor(scratch.path(), cases, kana, 0), cases);
+    floor_with_outputs.add(run_floor(scratch.path(), cases, kana, classes), cases);
   }
-  const double per_case = 1000.0 / (many - few);
-  const double kavrel_ms = (kavrel_many - kavrel_few) * per_case;
-  const double floor_ms = (floor_many - floor_few) * per_case;
-  std::printf("%s the kana search, %d classes: kavrel / floor = %.3f\n", name_of(kana), classes,
-              kavrel_ms / floor_ms);
-  std::printf("  CPU a case: kavrel %.2f ms, floor %.2f ms, beside it mkdir's shell %.2f ms\n",
-              kavrel_ms, floor_ms, (shell_many - shell_few) * per_case);
+  std::printf("%s the kana search, %d classes: kavrel / floor = %.3f, with outputs %.3f\n",
+              name_of(kana), classes, kavrel.case_ms / floor.case_ms,
+              kavrel.case_ms / floor_with_outputs.case_ms);
+  std::printf(
+      "  CPU a case: kavrel %.2f ms, floor %.2f ms (%.2f ms picture writing), with outputs\n"
+      "  %.2f ms; beside it the shell that makes the directory %.2f ms\n",
+      kavrel.case_ms, floor.case_ms, floor.pictures_ms, floor_with_outputs.case_ms,
+      kavrel.shell_ms);
   require_equal_pictures(scratch.path());
 }
 
@@ -235,16 +235,20 @@ void show_growth(int classes, Kana kana, const std::vector<int>& counts) {
   }
 }
 
-// Every step-th frame of the street samples.
-void make_street_list(const fs::path& path, int step) {
+// Every step-th frame of the street samples; returns their number.
+int make_street_list(const fs::path& path, int step) {
   std::ifstream samples("samples/street/street_expected.csv");
   std::string line;
   std::getline(samples, line);
   std::string csv = line + "\n";
+  int frames = 0;
   for (int i = 0; std::getline(samples, line); ++i) {
-    if (i % step == 0) csv += line + "\n";
+    if (i % step != 0) continue;
+    csv += line + "\n";
+    ++frames;
   }
   write_file(path, csv);
+  return frames;
 }
 
 // Our recogniser's dictionary; without kana in it no reading shows one, and all are searched.
@@ -260,7 +264,7 @@ void make_street_dictionary(const fs::path& path, Kana kana) {
 
 void show_shares(Kana kana, int step) {
   const TempDir scratch;
-  make_street_list(scratch.path("list.csv"), step);
+  const int frames = make_street_list(scratch.path("list.csv"), step);
   make_street_dictionary(scratch.path("dict.txt"), kana);
   const Figures figures =
       measure({KAVREL_PROGRAM, "--input-mode", "frame", "--plate-det-model",
@@ -279,10 +283,14 @@ void show_shares(Kana kana, int step) {
   };
   const auto [wall, wall_of_all] = share("s");
   const auto [cpu, cpu_of_all] = share("cpu_s");
-  std::printf("%s the kana search, %.0f runs: inference is %.1f %% of the wall time outside of\n",
-              name_of(kana), figures.at("runs"), wall);
+  std::printf("%s the kana search, %d frames: inference is %.1f %% of the wall time outside of\n",
+              name_of(kana), frames, wall);
   std::printf("  picture writing (with it %.1f %%), %.1f %% of the CPU time (with it %.1f %%)\n",
               wall_of_all, cpu, cpu_of_all);
+  std::printf(
+      "  A frame takes %.1f ms in the runtime, %.1f ms in picture writing and %.1f ms else.\n",
+      1000 * figures.at("runtime_s") / frames, 1000 * figures.at("pictures_s") / frames,
+      1000 * (figures.at("cases_s") - figures.at("runtime_s") - figures.at("pictures_s")) / frames);
 }
 
 void show_floor() {

@@ -1,13 +1,15 @@
 // Preloaded into a program it measures the program from inside: the time spent in the NPU runtime
-// and in writing pictures, CPU time, memory. When the program ends it writes lines "key value" to
-// the file that KAVREL_METER names.
+// and in writing pictures, CPU time of all and of one case, memory. When the program ends it writes
+// lines "key value" to the file that KAVREL_METER names.
 
 #include <dlfcn.h>
 #include <sys/resource.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <opencv2/imgcodecs.hpp>
 #include <string>
 #include <utility>
@@ -40,7 +42,9 @@ struct Times {
   Moment cases{};         // from then until the first network is destroyed
   Moment runtime{};       // of it inside the NPU runtime
   Moment pictures{};      // of it inside cv::imwrite
-  long runs = 0;
+  long images = 0;        // read so far: each begins a case
+  double case_start = 0;
+  double least_case_cpu = std::numeric_limits<double>::max();
 };
 
 Times& times() {
@@ -93,7 +97,7 @@ struct Report {
         {"shell_s", seconds(children.ru_utime) + seconds(children.ru_stime)},
         {"peak_kib", self.ru_maxrss},
         {"page_faults", self.ru_minflt},
-        {"runs", times().runs},
+        {"case_cpu_s", times().least_case_cpu},
         {"runtime_s", times().runtime.wall},
         {"runtime_cpu_s", times().runtime.cpu},
         {"pictures_s", times().pictures.wall},
@@ -108,6 +112,16 @@ struct Report {
 }  // namespace
 
 namespace cv {
+
+// The first case is left out: it makes OpenCV's tables.
+Mat imread(const String& filename, int flags) {
+  static auto* const original = next(&cv::imread);
+  Times& all = times();
+  const double start = now().cpu;
+  if (++all.images > 2) all.least_case_cpu = std::min(all.least_case_cpu, start - all.case_start);
+  all.case_start = start;
+  return original(filename, flags);
+}
 
 bool imwrite(const String& filename, InputArray img, const std::vector<int>& params) {
   static auto* const original = next(&cv::imwrite);
@@ -133,7 +147,6 @@ int rknn_inputs_set(rknn_context context, uint32_t n_inputs, rknn_input inputs[]
 int rknn_run(rknn_context context, rknn_run_extend* extend) {
   static auto* const original = next(&rknn_run);
   const Lap lap(times().runtime);
-  ++times().runs;
   return original(context, extend);
 }
 
