@@ -1,7 +1,5 @@
 #include "kana/kana_alphabet.h"
 
-#include <algorithm>
-
 #include "app/text.h"
 
 namespace kavrel {
@@ -16,12 +14,6 @@ struct Confusion {
 constexpr std::array<Confusion, 3> kConfusions = {{{"あ", "あ"}, {"愛", "あ"}, {"爱", "あ"}}};
 
 }  // namespace
-
-bool is_valid_plate_kana_string(const std::string& text) {
-  // The lead byte first: a dictionary is searched for its few kana among thousands of characters.
-  const bool may_be_kana = !text.empty() && text.front() == kana_list.front().front();
-  return may_be_kana && std::binary_search(kana_list.begin(), kana_list.end(), text);
-}
 
 std::string find_hiragana_kana(const std::string& text) {
   for (const std::string_view kana : kana_list) {

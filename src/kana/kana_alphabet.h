@@ -2,6 +2,7 @@
 #ifndef KAVREL_KANA_KANA_ALPHABET_H
 #define KAVREL_KANA_KANA_ALPHABET_H
 
+#include <algorithm>
 #include <array>
 #include <string>
 #include <string_view>
@@ -16,8 +17,12 @@ constexpr std::array<std::string_view, 42> kana_list = {
     "ま", "み", "む", "め", "も", "や", "ゆ", "よ", "ら", "り", "る", "れ", "ろ", "わ",
 };
 
-// Whether `text` is one plate kana and nothing else.
-bool is_valid_plate_kana_string(const std::string& text);
+// Whether `text` is one plate kana and nothing else. The lead byte is looked at first and in place:
+// dictionaries are searched for their few kana among thousands of characters.
+inline bool is_valid_plate_kana_string(const std::string& text) {
+  const bool may_be_kana = !text.empty() && text.front() == kana_list.front().front();
+  return may_be_kana && std::binary_search(kana_list.begin(), kana_list.end(), text);
+}
 
 // The first kana of the alphabet, not of the text, that occurs in `text`; "" without one.
 std::string find_hiragana_kana(const std::string& text);
