@@ -3,4 +3,5 @@
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 "$root/tools/setup.sh"
+"$root/tools/need.sh" chromium:chromium xmllint:libxml2-utils
 ctest --test-dir "$root/build" --output-on-failure --no-tests=error --parallel "$(nproc)" "$@"
