@@ -30,11 +30,13 @@ constexpr std::array<SourceWeight, 4> kSourceWeights = {{
 }};
 
 // Added to a reading's weight for a run of digits, by where it stands and how long it is.
-constexpr int kPositionBonus = 5;       // the first run is a class number, the last one a serial
-constexpr int kFourDigitBonus = 6;      // a serial and nothing else
-constexpr int kCutDigitsBonus = 4;      // the last four of more digits
-constexpr int kRowOfThreeDigits = 8;    // three digits, in the row that tells what they are
-constexpr int kDoubtOfThreeDigits = 1;  // three digits, the other meaning
+constexpr int kPositionBonus = 5;   // the first run is a class number, the last one a serial
+constexpr int kFourDigitBonus = 6;  // a serial and nothing else
+constexpr int kCutDigitsBonus = 4;  // the last four of more digits
+
+// The votes of a run of three digits, whatever the reading's weight.
+constexpr int kRowOfThreeDigits = 8;    // in the row that tells what they are
+constexpr int kDoubtOfThreeDigits = 1;  // for the other meaning, or both without such a row
 
 // Longer words first: a name is tried before the shorter ones that it contains.
 std::vector<std::string> longest_first(std::vector<std::string> words) {
