@@ -6,8 +6,8 @@
 
 namespace kavrel {
 
-// "unknown" without an expected text, else "correct" if the two plate numbers are equal but for
-// ASCII blanks, else "check".
+// "unknown" without an expected text, else "correct" if normalize_plate_text makes the two plate
+// numbers equal, else "check".
 std::string plate_status(const std::string& expected, const std::string& final_plate_number);
 
 // Counts of one kind of result. Whatever is not "correct" counts against the run, also a plate
