@@ -22,7 +22,8 @@ std::string run_ppocr_rec(RknnModel& rec, const cv::Mat& crop,
 
 // Checks the OCR dictionary against the recogniser's number of classes (its own plus the blank)
 // and says on standard error what it found. Readers of dictionary files lose the entry that is a
-// half-width space; a dictionary that is short of just that one gets it appended.
+// half-width space; a dictionary that is short of just that one gets it appended. Throws
+// std::out_of_range without an output.
 void align_dict_with_rec_classes(const RknnModel& rec, std::vector<std::string>& dict);
 
 }  // namespace kavrel
