@@ -11,6 +11,7 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>

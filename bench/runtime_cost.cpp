@@ -11,6 +11,7 @@
 #include <exception>
 #include <filesystem>
 #include <opencv2/core.hpp>
+#include <stdexcept>
 #include <string>
 #include <vector>
 

@@ -2,6 +2,7 @@
 #define KAVREL_APP_BOUNDED_SORT_H
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 namespace kavrel {

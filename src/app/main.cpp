@@ -3,6 +3,7 @@
 #include <exception>
 #include <opencv2/core/utility.hpp>
 #include <opencv2/core/utils/logger.hpp>
+#include <string>
 
 #include "app/args.h"
 #include "app/batch_driver.h"

@@ -2,6 +2,7 @@
 #ifndef KAVREL_OCR_CTC_H
 #define KAVREL_OCR_CTC_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
