@@ -118,7 +118,7 @@ rknn_tensor_attr describe_tensor(uint32_t index, const std::string& name, const 
 
 void require_image(const rknn_tensor_attr& attr, const std::string& label) {
   if (attr.fmt == RKNN_TENSOR_UNDEFINED) {
-    refuse_tensor(label, "has the shape " + dims_text(attr) +
+    refuse_tensor(label, "has the shape " + shape_text({attr.dims, attr.dims + attr.n_dims}) +
                              ", wanted is one image of three channels, "
                              "[1,3,H,W] or [1,H,W,3]");
   }
@@ -137,9 +137,5 @@ ONNXTensorElementDataType element_type(rknn_tensor_type type) {
 }
 
 std::size_t pixel_count(const rknn_tensor_attr& image) { return image.n_elems / kImageChannels; }
-
-std::string dims_text(const rknn_tensor_attr& attr) {
-  return shape_text({attr.dims, attr.dims + attr.n_dims});
-}
 
 }  // namespace host_runtime

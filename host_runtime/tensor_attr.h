@@ -36,9 +36,6 @@ ONNXTensorElementDataType element_type(rknn_tensor_type type);
 // Height times width of an image tensor.
 std::size_t pixel_count(const rknn_tensor_attr& image);
 
-// "[1,3,48,320]"
-std::string dims_text(const rknn_tensor_attr& attr);
-
 }  // namespace host_runtime
 
 #endif
