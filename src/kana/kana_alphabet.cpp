@@ -5,7 +5,8 @@
 namespace kavrel {
 namespace {
 
-// Characters that recognisers are known to produce in place of a kana, in the order of search.
+// Characters that recognisers are known to produce in place of a kana, in the order of search: the
+// kana itself, which searches for kana find before, and then its look-alikes.
 struct Confusion {
   const char* seen;
   const char* kana;
