@@ -10,7 +10,7 @@ if (($# > 2)) || [[ "${1:-}" == -* ]]; then
   exit 1
 fi
 
-"$root/tools/setup.sh"
+"$root/tools/setup.sh" kavrel kavrel-report
 
 if (($# == 0)); then cd "$root"; fi
 list="${1:-samples/street/street_expected.csv}"

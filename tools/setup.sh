@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes a Debian machine ready to run kavrel and its tests: installs the packages that are missing,
-# fetches the pinned files, prepares the networks and builds. Quick when there is nothing to do.
+# fetches the pinned files, prepares the networks and builds the targets that are named, or all.
+# Quick when there is nothing to do.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -12,4 +13,4 @@ tools/fetch.sh
 tools/prepare_models.py
 [[ -f build/build.ninja ]] || cmake --preset default >/dev/null
 echo "setup.sh: building"
-ninja -C build --quiet
+ninja -C build --quiet "$@"
