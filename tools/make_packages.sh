@@ -16,8 +16,7 @@ commit_time="$(git log -1 --format=%ct 2>/dev/null || date +%s)"
 export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$commit_time}"
 rm -rf "$build/packages"
 cmake "$build" >/dev/null # the changelog's date
-cmake --build "$build" >/dev/null
-(cd "$build" && cpack -G 'DEB;TGZ' -B "$build/packages") >"$build/packages.log" 2>&1 ||
+(cmake --build "$build" && cd "$build" && cpack -G 'DEB;TGZ' -B "$build/packages") >"$build/packages.log" 2>&1 ||
   { cat "$build/packages.log" >&2 && exit 1; }
 rm -rf "$build/packages/_CPack_Packages"
 sha256sum "$build"/packages/*
