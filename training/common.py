@@ -4,13 +4,14 @@ A training script has a network, a generator of samples, a loss and a held-out
 error, and does in its main():
 
     args = common.parse(parser)                   # parser = common.options(...)
-    net = common.train(Net(), args, samples, loss_of, held_out_error)
+    net = common.train(Net(), args, samples, loss_of, held_out_error, path)
     common.export(net, example, path, ["image"], ["corners"])
     common.print_table(header, rows)
 
 samples(rng)         endless generator of tuples of numpy arrays, run in workers
 loss_of(net, *batch) the batch's tensors to one scalar
 held_out_error(net)  one figure for the progress line, lower is better
+path                 the exported network, which a training without a checkpoint goes on from
 """
 import argparse
 import copy
@@ -26,6 +27,7 @@ import cv2
 import numpy as np
 import onnx
 import torch
+from onnx import numpy_helper
 from torch.utils.data import DataLoader, IterableDataset, get_worker_info
 
 ROOT = Path(__file__).resolve().parents[1]
@@ -59,7 +61,8 @@ def options(name, description, minutes, batch, rate, decay=1e-3):
     add("--steps", type=int, help="a fixed number of steps in place of --minutes")
     add("--resume", type=Path, default=CACHE / f"{name}.pt",
         help="checkpoint, written every minute and gone on with when it exists")
-    add("--fresh", action="store_true", help="begin anew, whatever --resume holds")
+    add("--fresh", action="store_true",
+        help="begin from nothing, whatever checkpoint or network there is")
     add("--threads", type=int, default=max(1, (os.cpu_count() or 2) // 2))
     add("--workers", type=int, default=max(1, (os.cpu_count() or 2) // 2))
     add("--batch", type=int, default=batch)
@@ -165,6 +168,66 @@ def load(path, progress, net, ema, adam):
           f"{progress.before / 60:.1f} minutes trained", flush=True)
 
 
+# Going on from an exported network
+
+def stored_layers(path):
+    """Weights and biases of an ONNX file's convolutions and full layers, as they are run."""
+    graph = onnx.load(str(path)).graph
+    values = {value.name: numpy_helper.to_array(value) for value in graph.initializer}
+    return [[torch.tensor(values[name]) for name in node.input[1:3]] for node in graph.node
+            if node.op_type in ("Conv", "Gemm")]
+
+
+def set_layer(layer, weight, bias):
+    """Takes the weights over; returns the bias that a norm behind the layer has to add."""
+    if layer.weight.shape != weight.shape:
+        sys.exit(f"the network has {tuple(weight.shape)} where {tuple(layer.weight.shape)} "
+                 "is trained: --fresh begins from nothing")
+    # Its factor is folded in the file.
+    layer.weight.copy_(weight * 255 if isinstance(layer, ByteConv2d) else weight)
+    if layer.bias is None:
+        return bias
+    layer.bias.copy_(bias)
+    return torch.zeros_like(bias)
+
+
+def set_norm(norm, values, bias):
+    """A norm that changes nothing but the bias, in training as later.
+
+    The file has none: they are folded.  A training norm divides by what it sees, so it
+    has to know the spread of `values` and give it back.
+    """
+    variance, mean = torch.var_mean(values.float(), (0, 2, 3), unbiased=False)
+    norm.running_mean.copy_(mean)
+    norm.running_var.copy_(variance)
+    norm.weight.copy_((variance + norm.eps).sqrt())
+    norm.bias.copy_(mean + bias.to(mean))
+
+
+def read_network(net, path, run):
+    """Gives `net` the weights of its exported ONNX file; `run` passes samples through it."""
+    stored, biases = stored_layers(path), []
+
+    def at_layer(layer, _inputs):
+        biases.append(set_layer(layer, *stored.pop(0)))
+
+    def at_norm(norm, inputs):
+        set_norm(norm, inputs[0], biases[-1])
+
+    hooks = [module.register_forward_pre_hook(
+                 at_norm if isinstance(module, torch.nn.BatchNorm2d) else at_layer)
+             for module in net.modules()
+             if isinstance(module, (torch.nn.Conv2d, torch.nn.Linear, torch.nn.BatchNorm2d))]
+    with torch.no_grad():
+        run(net.eval())
+    for hook in hooks:
+        hook.remove()
+    if stored:
+        sys.exit(f"{path.name} has {len(stored)} more layers than are trained: "
+                 "--fresh begins from nothing")
+    print(f"goes on from {path.name}", flush=True)
+
+
 def train_step(net, adam, loss_of, batch, progress):
     for group in adam.param_groups:
         group["lr"] = progress.rate()
@@ -195,9 +258,16 @@ def error_of(held_out_error, ema):
         return held_out_error(ema.eval())
 
 
-def train(net, args, samples, loss_of, held_out_error):
-    """Trains within the budget; returns the averaged network in eval mode."""
+def train(net, args, samples, loss_of, held_out_error, network=None):
+    """Trains within the budget; returns the averaged network in eval mode.
+
+    It goes on from its checkpoint or, on a machine that has none, from `network`, its
+    exported file.
+    """
     net = net.to(DEVICE)
+    if network and network.exists() and not (args.fresh or args.resume.exists()):
+        batch = next(batches(samples, args, 0))
+        read_network(net, network, lambda net: loss_of(net, *batch))
     ema, adam, progress = copy.deepcopy(net), optimizer(net, args), Progress(args)
     if args.resume.exists() and not args.fresh:
         load(args.resume, progress, net, ema, adam)

@@ -377,7 +377,7 @@ def main():
     pool = plates.cached_pool("corners", POOL, args.seed)
     backgrounds = scenes.render_background_pool(BACKGROUNDS, args.seed)
     net = common.train(CornerNet(), args, lambda rng: samples(pool, backgrounds, rng), loss_of,
-                       lambda net: errors(net, quick).mean())
+                       lambda net: errors(net, quick).mean(), args.output)
     common.export(net, torch.zeros(1, 3, *NETWORK[::-1]), args.output, ["image"], ["corners"])
     others = held_out(HELD_OUT, plates.STYLES_HELD_OUT, OTHER_FONTS_SEED)
     common.print_table(HEADER, [*rows_of("fonts of the training", net, data),

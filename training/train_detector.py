@@ -451,7 +451,7 @@ def main():
         return np.mean([not finding.good(0.0) for finding in find(Rows(net), watched)])
 
     detector = common.train(Detector(), args, samples_for(training_pool(), batch), loss_of,
-                            held_out_error)
+                            held_out_error, args.output)
     rows = Rows(detector, working_shift(detector, round(500 * args.sets))).eval()
     print(f"scores moved by {rows.shift:.2f}")
     common.export(rows, torch.zeros(1, 3, FRAME, FRAME), args.output, ["image"], ["rows"])

@@ -238,8 +238,9 @@ def main():
     classes = {char: number for number, char in enumerate(dictionary, 1)}
     net = Recogniser(len(dictionary) + 1).to(memory_format=torch.channels_last)
     print(f"{sum(p.numel() for p in net.parameters())} parameters, {len(classes) + 1} classes")
-    resumed = args.resume.exists() and not args.fresh
-    net = common.train(net, args, samples_of(classes, resumed), loss_of, wrong_share(dictionary))
+    resumed = (args.resume.exists() or MODEL.exists()) and not args.fresh
+    net = common.train(net, args, samples_of(classes, resumed), loss_of, wrong_share(dictionary),
+                       MODEL)
     DICTIONARY.write_text("".join(char + "\n" for char in dictionary), encoding="utf-8")
     net = for_export(net.cpu())
     common.export(net, torch.zeros(1, 3, plate_lines.INPUT_HEIGHT, plate_lines.INPUT_WIDTH),
