@@ -23,7 +23,7 @@
 #include "dictionary.h"
 #include "kana/kana_alphabet.h"
 #include "scene.h"
-#include "temp_dir.h"
+#include "support/temp_dir.h"
 
 namespace {
 

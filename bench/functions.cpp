@@ -18,7 +18,7 @@
 #include "plate/plate_detection.h"
 #include "reading/plate_parser.h"
 #include "scene.h"
-#include "temp_dir.h"
+#include "support/temp_dir.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 # Cross-builds for a 64-bit Arm board with Debian's compiler, against Debian's arm64 packages, which
-# tools/cross_build.sh unpacks into a root of their own. What is built runs here under qemu-user.
+# packaging/cross_build.sh unpacks into a root of their own. What is built runs here under qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
@@ -11,7 +11,7 @@ set(KAVREL_ARM64_ROOT "${CMAKE_CURRENT_LIST_DIR}/../build-arm64-root" CACHE PATH
 get_filename_component(CMAKE_SYSROOT "${KAVREL_ARM64_ROOT}" ABSOLUTE)
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KAVREL_ARM64_ROOT)
 if(NOT EXISTS "${CMAKE_SYSROOT}/usr/include/opencv4")
-  message(FATAL_ERROR "There are no arm64 packages in ${CMAKE_SYSROOT}, run tools/cross_build.sh")
+  message(FATAL_ERROR "There are no arm64 packages in ${CMAKE_SYSROOT}, run packaging/cross_build.sh")
 endif()
 
 # OpenCV's headers leave their names in what is compiled with them; the root's place is no part of

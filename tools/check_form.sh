@@ -6,6 +6,6 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 tools/need.sh clang-format:clang-format clang-tidy:clang-tidy shellcheck:shellcheck
 
 git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
-shellcheck demo.sh test.sh .ci/run tools/*.sh tools/mutate tests/*/*.sh bench/*.sh
-git ls-files 'src/*.cpp' 'host_runtime/*.cpp' 'tools/report/*.cpp' |
+shellcheck demo.sh test.sh .ci/run tools/*.sh packaging/*.sh tests/mutations/mutate tests/*/*.sh bench/*.sh
+git ls-files 'src/*.cpp' 'host_runtime/*.cpp' 'report/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Where kavrel's chain loses plates: the same frames, one answer after another made true.
 
-Runs kavrel over a set of street frames (tools/render_street.py) as it is, then with the
+Runs kavrel over a set of street frames (training/render_street.py) as it is, then with the
 detector's boxes, the corners and the text lines replaced by what the renderer knows, and
 prints for each how many frames and vehicles are right, field by field.  A stage's loss is
 what its truth gains.  Known corners and lines come as networks that give the same answer

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "expected_texts.h"
 #include "model_scripts.h"
-#include "temp_dir.h"
+#include "support/expected_texts.h"
+#include "support/temp_dir.h"
 
 namespace kavrel_test {
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "app/text.h"
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel::report {
 namespace {

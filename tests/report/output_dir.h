@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "app/frame_result.h"
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel_test {
 

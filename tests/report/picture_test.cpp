@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "report_program.h"
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel::report {
 namespace {

@@ -7,7 +7,7 @@
 
 #include <stdexcept>
 
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel_test {
 namespace {

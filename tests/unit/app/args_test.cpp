@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "expected_texts.h"
-#include "test_support.h"
+#include "support/expected_texts.h"
+#include "support/test_support.h"
 
 namespace kavrel {
 namespace {

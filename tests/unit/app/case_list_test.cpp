@@ -8,7 +8,7 @@
 #include <tuple>
 #include <vector>
 
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel {
 

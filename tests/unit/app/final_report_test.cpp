@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "expected_texts.h"
-#include "test_support.h"
+#include "support/expected_texts.h"
+#include "support/test_support.h"
 
 namespace kavrel {
 namespace {

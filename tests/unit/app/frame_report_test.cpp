@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string>
 
-#include "expected_texts.h"
-#include "test_support.h"
+#include "support/expected_texts.h"
+#include "support/test_support.h"
 
 namespace kavrel {
 namespace {

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "fnv.h"
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "ocr/line_recogniser.h"
 #include "plate/image_prep.h"
 #include "plate/pictures.h"
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel {
 namespace {

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "fnv.h"
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel_test {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "plate/pictures.h"
-#include "test_support.h"
+#include "support/test_support.h"
 
 namespace kavrel {
 namespace {

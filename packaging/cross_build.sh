@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds kavrel for a 64-bit Arm board on a Debian machine, and its packages:
-#   tools/cross_build.sh [NINJA_TARGET...]
+#   packaging/cross_build.sh [NINJA_TARGET...]
 # Leaves build-aarch64-linux-gnu/kavrel and build-aarch64-linux-gnu/packages/. With targets it builds
 # those and no packages. The machine's own packages stay as they are: Debian's OpenCV for two
 # architectures cannot be installed side by side, so the arm64 packages are unpacked into
@@ -54,5 +54,5 @@ if (($# > 0)); then
   ninja -C "$build" --quiet "$@"
 else
   ninja -C "$build" --quiet kavrel kavrel_installed rknnrt
-  tools/make_packages.sh "$build"
+  packaging/make_packages.sh "$build"
 fi

@@ -25,12 +25,12 @@ from pathlib import Path
 import cv2
 import numpy as np
 
+import plates
+import scenes
+from plates import PlateText, pick
+from vehicles import random_vehicle
+
 ROOT = Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "training"))
-import plates  # noqa: E402
-import scenes  # noqa: E402
-from plates import PlateText, pick  # noqa: E402
-from vehicles import random_vehicle  # noqa: E402
 
 PX_PER_MM = 2.0
 HEADER = ("image_path", "expected", "group_id", "hard")

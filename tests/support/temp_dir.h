@@ -1,6 +1,6 @@
 // Files of a test or a benchmark. What cannot be made, written or read throws std::runtime_error.
-#ifndef KAVREL_TESTS_TEMP_DIR_H
-#define KAVREL_TESTS_TEMP_DIR_H
+#ifndef KAVREL_TESTS_SUPPORT_TEMP_DIR_H
+#define KAVREL_TESTS_SUPPORT_TEMP_DIR_H
 
 #include <filesystem>
 #include <string>

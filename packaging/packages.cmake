@@ -1,5 +1,5 @@
 # What is installed, and the packages made of it: kavrel, and the workstation's runtime apart from
-# it, so that a board has the NPU vendor's librknnrt.so and no second one. tools/make_packages.sh
+# it, so that a board has the NPU vendor's librknnrt.so and no second one. packaging/make_packages.sh
 # makes them.
 
 # The program as it is installed, linked once more: where CMake has to replace a search path at

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Builds and packs:   tools/make_packages.sh BUILD_DIR
+# Builds and packs:   packaging/make_packages.sh BUILD_DIR
 # Leaves in BUILD_DIR/packages a Debian package and a relocatable .tar.gz of kavrel, and of the
 # workstation's runtime unless kavrel was built against the NPU vendor's. The same sources give the
 # same bytes: all files carry the time of the last commit, or of SOURCE_DATE_EPOCH if that is set.
 set -euo pipefail
 if (($# != 1)); then
-  echo "Usage: tools/make_packages.sh BUILD_DIR" >&2
+  echo "Usage: packaging/make_packages.sh BUILD_DIR" >&2
   exit 1
 fi
 build="$(cd "$1" && pwd)"

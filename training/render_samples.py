@@ -18,9 +18,9 @@ from pathlib import Path
 import cv2
 import numpy as np
 
+from plates import FINE, HEIGHT, STYLE_PLAIN, WIDTH, PlateText, draw_plate
+
 ROOT = Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "training"))
-from plates import FINE, HEIGHT, STYLE_PLAIN, WIDTH, PlateText, draw_plate  # noqa: E402
 
 PICTURE = (640, 320)     # the plate is drawn twice as fine, edges settle in the warp
 

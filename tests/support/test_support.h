@@ -1,6 +1,6 @@
 // What the unit tests share: captured streams, scripted networks and tensor records.
-#ifndef KAVREL_TESTS_UNIT_TEST_SUPPORT_H
-#define KAVREL_TESTS_UNIT_TEST_SUPPORT_H
+#ifndef KAVREL_TESTS_SUPPORT_TEST_SUPPORT_H
+#define KAVREL_TESTS_SUPPORT_TEST_SUPPORT_H
 
 #include <cstdint>
 #include <ostream>
@@ -11,7 +11,7 @@
 
 #include "npu/rknn_api.h"
 #include "npu/rknn_model.h"
-#include "temp_dir.h"
+#include "support/temp_dir.h"
 
 namespace kavrel_test {
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Shows on a Debian workstation, without a board, that kavrel works on one:
-#   tools/check_board.sh [--strict] [STEP...]
+#   tests/board/check_board.sh [--strict] [STEP...]
 # Each step says whether it ran. One that cannot run on this machine says why, and fails the check
 # only with --strict. All steps take half an hour; the arm64 programs run under qemu-user.
 set -uo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 repository="$PWD"
 native="$repository/build"
 cross="$repository/build-aarch64-linux-gnu"
@@ -45,10 +45,10 @@ arm64() { qemu-aarch64-static -L "$arm64_root" "$@"; }
 
 step_build() {
   command -v apt-get >/dev/null || cannot "this is no Debian"
-  readme_has "tools/cross_build.sh"
+  readme_has "packaging/cross_build.sh"
   tools/setup.sh
-  tools/cross_build.sh
-  tools/cross_build.sh kavrel scripted_rknnrt interface_layout unit_tests scripted_runtime_test
+  packaging/cross_build.sh
+  packaging/cross_build.sh kavrel scripted_rknnrt interface_layout unit_tests scripted_runtime_test
   file "$cross/installed/kavrel" | grep 'ARM aarch64'
   say "$(cd "$cross/packages" && stat -c '%n %s bytes' -- * | paste -sd ';')"
 }
@@ -129,7 +129,7 @@ step_packages() {
   need_cross_build
   need_programs lintian:lintian mandoc:mandoc
   ninja -C "$native" --quiet
-  tools/make_packages.sh "$native"
+  packaging/make_packages.sh "$native"
   lintian --fail-on error,warning "$native"/packages/*.deb "$cross"/packages/*.deb
   mandoc -T lint -W warning docs/kavrel.1
   for package in "$cross"/packages/kavrel_*.deb "$native"/packages/kavrel_*.deb \
@@ -151,7 +151,7 @@ step_packages() {
 step_reproducible() {
   need_cross_build
   ninja -C "$cross" --quiet kavrel_installed rknnrt
-  tools/make_packages.sh "$cross"
+  packaging/make_packages.sh "$cross"
   local copy="$scratch/elsewhere/kavrel"
   mkdir -p "$copy"
   git ls-files -z | xargs -0 cp --parents -t "$copy"
@@ -162,7 +162,7 @@ step_reproducible() {
   cd "$copy"
   cmake --preset aarch64-linux-gnu -DKAVREL_ARM64_ROOT="$arm64_root" -DKAVREL_TESTS=OFF
   ninja -C build-aarch64-linux-gnu
-  tools/make_packages.sh build-aarch64-linux-gnu
+  packaging/make_packages.sh build-aarch64-linux-gnu
   (cd "$cross/packages" && sha256sum -- *) >"$scratch/sums"
   (cd build-aarch64-linux-gnu/packages && sha256sum --check "$scratch/sums")
   say "$(wc -l <"$scratch/sums") packages have the same bytes"
@@ -182,7 +182,7 @@ step_board_preset() {
   build-board/kavrel --help
   readelf -d build-board/kavrel | grep 'NEEDED.*\[librknnrt.so\]'
   [[ ! -e build-board/host_runtime ]]
-  tools/make_packages.sh build-board
+  packaging/make_packages.sh build-board
   [[ "$(echo build-board/packages/*.deb)" == build-board/packages/kavrel_*.deb ]]
   say "builds, runs and packs without ONNX Runtime, GoogleTest and a second librknnrt.so"
 }
@@ -283,7 +283,7 @@ for argument in "$@"; do
   elif [[ -n ${title[$argument]:-} ]]; then
     chosen+=("$argument")
   else
-    echo "Usage: tools/check_board.sh [--strict] [STEP...]; steps are ${steps[*]}" >&2
+    echo "Usage: tests/board/check_board.sh [--strict] [STEP...]; steps are ${steps[*]}" >&2
     exit 1
   fi
 done

@@ -1,6 +1,6 @@
 // Texts that the program must print or write to the byte.
-#ifndef KAVREL_TESTS_EXPECTED_TEXTS_H
-#define KAVREL_TESTS_EXPECTED_TEXTS_H
+#ifndef KAVREL_TESTS_SUPPORT_EXPECTED_TEXTS_H
+#define KAVREL_TESTS_SUPPORT_EXPECTED_TEXTS_H
 
 #include <string>
 
