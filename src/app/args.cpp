@@ -1,9 +1,9 @@
 #include "app/args.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 
 #include "app/files.h"
@@ -11,32 +11,12 @@
 namespace kavrel {
 namespace {
 
-// An option whose value is the next argument, taken as it stands.
-struct TextOption {
-  const char* name;
-  std::string Args::*value;
-  const char* shown_value;  // in the usage text; null shows the default
-};
-
-constexpr std::array<TextOption, 9> kTextOptions = {{
-    {"--input-mode", &Args::input_mode, "roi|frame|auto"},
-    {"--plate-det-model", &Args::plate_det_model, nullptr},
-    {"--plate-corner-model", &Args::plate_corner_model, nullptr},
-    {"--ppocr-det-model", &Args::ppocr_det_model, nullptr},
-    {"--ppocr-rec-model", &Args::ppocr_rec_model, nullptr},
-    {"--dict-region", &Args::dict_region, nullptr},
-    {"--ocr-dict", &Args::ocr_dict, nullptr},
-    {"--input-list", &Args::input_list, nullptr},
-    {"--output-dir", &Args::output_dir, nullptr},
-}};
-
-// The usage text leaves out --plate-det-thresh and --fail-on-error; scripts compare it whole.
 void print_usage() {
-  const Args defaults;
   std::cout << "Usage: kavrel [options]\n";
-  for (const TextOption& option : kTextOptions) {
+  for (const Option& option : kOptions) {
+    if (!option.in_usage) continue;
     std::cout << "  " << option.name << ' '
-              << (option.shown_value ? option.shown_value : defaults.*option.value) << '\n';
+              << (option.choices != nullptr ? option.choices : default_of(option)) << '\n';
   }
 }
 
@@ -58,23 +38,31 @@ class ArgumentCursor {
   int index_ = 1;
 };
 
-void apply_argument(const std::string& argument, ArgumentCursor& cursor, Args& args) {
-  const auto option = std::find_if(kTextOptions.begin(), kTextOptions.end(),
-                                   [&](const TextOption& o) { return argument == o.name; });
-  if (option != kTextOptions.end()) {
-    args.*option->value = cursor.value_of(argument);
-  } else if (argument == "--plate-det-thresh") {
-    // Not validated: a text that is no number counts as 0.
+// Does what the option that was typed as `argument` asks for.
+struct Effect {
+  const std::string& argument;
+  ArgumentCursor& cursor;
+  Args& args;
+
+  void operator()(std::string Args::*text) const { args.*text = cursor.value_of(argument); }
+  // Not validated: a text that is no number counts as 0.
+  void operator()(float Args::*number) const {
     const std::string value = cursor.value_of(argument);
-    args.plate_det_thresh = static_cast<float>(std::atof(value.c_str()));  // NOLINT(cert-err34-c)
-  } else if (argument == "--fail-on-error") {
-    args.fail_on_error = true;
-  } else if (argument == "-h" || argument == "--help") {
+    args.*number = static_cast<float>(std::atof(value.c_str()));  // NOLINT(cert-err34-c)
+  }
+  void operator()(bool Args::*flag) const { args.*flag = true; }
+  void operator()(ShowUsage /*asked*/) const {
     print_usage();
     std::exit(0);
-  } else {
-    throw std::runtime_error("unknown argument: " + argument);
   }
+};
+
+void apply_argument(const std::string& argument, ArgumentCursor& cursor, Args& args) {
+  const auto option = std::find_if(kOptions.begin(), kOptions.end(), [&](const Option& known) {
+    return argument == known.name || (known.short_name != nullptr && argument == known.short_name);
+  });
+  if (option == kOptions.end()) throw std::runtime_error("unknown argument: " + argument);
+  std::visit(Effect{argument, cursor, args}, option->effect);
 }
 
 bool decide_use_plate_det(const Args& args) {
@@ -83,6 +71,45 @@ bool decide_use_plate_det(const Args& args) {
 }
 
 }  // namespace
+
+// The usage text leaves options out; scripts compare it whole.
+const std::array<Option, 12> kOptions = {{
+    {"--input-mode", nullptr, &Args::input_mode, "roi|frame|auto", true,
+     "roi: each picture is a plate; frame: find the plate first; auto: as frame if the detector's "
+     "file is there, else as roi"},
+    {"--plate-det-model", nullptr, &Args::plate_det_model, nullptr, true,
+     "plate detector, any input size; needed only where it is used"},
+    {"--plate-corner-model", nullptr, &Args::plate_corner_model, nullptr, true,
+     "plate corners, input 256 x 128"},
+    {"--ppocr-det-model", nullptr, &Args::ppocr_det_model, nullptr, true,
+     "text detector, input 640 x 640"},
+    {"--ppocr-rec-model", nullptr, &Args::ppocr_rec_model, nullptr, true,
+     "text recogniser, input 320 x 48"},
+    {"--dict-region", nullptr, &Args::dict_region, nullptr, true, "region names, one per line"},
+    {"--ocr-dict", nullptr, &Args::ocr_dict, nullptr, true,
+     "the recogniser's characters, one per line, without the blank"},
+    {"--input-list", nullptr, &Args::input_list, nullptr, true, "the case list"},
+    {"--output-dir", nullptr, &Args::output_dir, nullptr, true,
+     "where results go; made if it is missing"},
+    {"--plate-det-thresh", nullptr, &Args::plate_det_thresh, nullptr, false,
+     "least score of a plate detection; a value that is no number counts as 0"},
+    {"--fail-on-error", nullptr, &Args::fail_on_error, nullptr, false,
+     "exit status 2 if a group is not \"correct\""},
+    {"--help", "-h", ShowUsage(), nullptr, false, "print the usage and end with exit status 0"},
+}};
+
+std::string default_of(const Option& option) {
+  const Args defaults;
+  if (const auto* const text = std::get_if<std::string Args::*>(&option.effect)) {
+    return defaults.**text;
+  }
+  if (const auto* const number = std::get_if<float Args::*>(&option.effect)) {
+    std::ostringstream digits;
+    digits << defaults.**number;
+    return digits.str();
+  }
+  return "";
+}
 
 Args parse_args(int argc, const char* const* argv) {
   Args args;

@@ -2,7 +2,9 @@
 #ifndef KAVREL_APP_ARGS_H
 #define KAVREL_APP_ARGS_H
 
+#include <array>
 #include <string>
+#include <variant>
 
 namespace kavrel {
 
@@ -20,6 +22,24 @@ struct Args {
   float plate_det_thresh = 0.25F;  // least score of a plate detection, usually in [0, 1]
   bool fail_on_error = false;      // exit status 2 if a group is not "correct"
 };
+
+struct ShowUsage {};
+
+// An option of the command line. A text and a number take the next argument for their value.
+struct Option {
+  const char* name;
+  const char* short_name;  // null without one
+  std::variant<std::string Args::*, float Args::*, bool Args::*, ShowUsage> effect;
+  const char* choices;  // the values that a text may have, joined by "|"; null for any
+  bool in_usage;        // whether the usage text lists it
+  const char* help;     // what it is for, in one line; the README and the man page say the same
+};
+
+// Every option, in the order in which an argument is compared with them.
+extern const std::array<Option, 12> kOptions;
+
+// The value of an option that is not given, as it would be typed; "" for one without a value.
+std::string default_of(const Option& option);
 
 // Reads the options in argv[1 .. argc - 1]; of a repeated one the last counts. "-h" and "--help"
 // print the usage text to standard output and end the process with status 0. Throws
