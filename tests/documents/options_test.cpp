@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "app/args.h"
-#include "temp_dir.h"
+#include "support/temp_dir.h"
 
 namespace kavrel {
 namespace {
