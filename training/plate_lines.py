@@ -16,78 +16,14 @@ import numpy as np
 
 import camera
 import plates
+from plates import CLASS, KANA, REGION, SERIAL
 
 INPUT_WIDTH, INPUT_HEIGHT = 320, 48
 RECTIFIED = (320, 96)
 PX_PER_MM = 1.2
 
-REGION, CLASS, KANA, SERIAL = range(4)
-
-
-# Where the characters stand, in mm on the plate: left, top, right, bottom
-
-DOT_HALF, ONE_WIDTH, KANA_INK = 6, 0.45, 36
-
-
-def upper_boxes(text):
-    width, gap = plates.REGION_CELLS[len(text.region)]
-    used = len(text.region) * width + (len(text.region) - 1) * gap
-    first = plates.REGION_LEFT + (plates.REGION_FIELD - used + width) / 2
-    cells = [(REGION, char, first + i * (width + gap), width)
-             for i, char in enumerate(text.region)]
-    cells += [(CLASS, char, centre, plates.CLASS_WIDTH)
-              for char, centre in zip(text.class_no, plates.CLASS_CENTRES)]
-    top, bottom = plates.UPPER_TOP, plates.UPPER_TOP + plates.UPPER_HEIGHT
-    for group, char, centre, width in cells:
-        half = width / 2 * (ONE_WIDTH if char == "1" else 1)
-        yield group, char, (centre - half, top, centre + half, bottom)
-
-
-def serial_boxes(serial, middle):
-    half_height = plates.LOWER_HEIGHT / 2
-    characters = serial.replace("-", "").rjust(4, plates.MIDDLE_DOT)
-    for i, (char, centre) in enumerate(zip(characters, plates.SERIAL_CENTRES)):
-        if char == plates.MIDDLE_DOT:
-            half = (DOT_HALF, DOT_HALF)
-        else:
-            half = (plates.SERIAL_WIDTH / 2 * (ONE_WIDTH if char == "1" else 1), half_height)
-        yield SERIAL, char, (centre - half[0], middle - half[1],
-                             centre + half[0], middle + half[1])
-        if i == 1 and "-" in serial:
-            yield SERIAL, "-", plates.HYPHEN
-
-
-def lower_boxes(text):
-    middle = plates.LOWER_TOP + plates.LOWER_HEIGHT / 2
-    half = KANA_INK / 2
-    yield KANA, text.kana, (plates.KANA_CENTRE - half, middle - half,
-                            plates.KANA_CENTRE + half, middle + half)
-    yield from serial_boxes(text.serial, middle)
-
 
 # Lettering
-
-@dataclass(frozen=True)
-class GothicDigits(plates.Style):
-    """Digits from a font of kana and kanji.
-
-    The digit fonts are few, and most of them have the 3 with a flat top; a
-    reader that knows no other takes a round one for an 8.
-    """
-
-    def font_and_pen(self, use):
-        if use in ("serial", "class"):
-            return self.digits, GOTHIC_PENS[use]
-        return super().font_and_pen(use)
-
-
-GOTHIC_FONTS = ("maruberi", "cedar", "notosans")   # the others strike out their 0
-GOTHIC_PENS = {"serial": 5.5, "class": 2.6}         # mm
-STYLES_GOTHIC = tuple(GothicDigits(digits, letters) for digits in GOTHIC_FONTS
-                      for letters in plates.LETTER_PENS
-                      if letters not in plates.HELD_OUT_LETTERS)
-STYLES_TRAIN = plates.STYLES_TRAIN + STYLES_GOTHIC
-
 
 def bent(plate, rng):
     """The plate with its shapes pulled by up to a few mm, each place its own way."""
@@ -204,8 +140,9 @@ def into_scene(plate, mask, corners, size, rng):
 
 def photograph(text, style, rng, hard):
     """`hard` 0 is a large plate in daylight, seen from the front, 1 is the street."""
-    plate, mask = plates.draw_plate(text, style, PX_PER_MM, rng)
-    if isinstance(style, GothicDigits) or rng.random() < 0.5:
+    drawn = plates.draw_plate(text, style, PX_PER_MM, rng)
+    plate, mask = drawn.cut()
+    if rng.random() < 0.5:
         plate = bent(worn(plate, rng), rng)
     corners, size, found = place(rng, hard)
     roi = into_scene(plate, mask, corners, size, rng)
@@ -213,7 +150,7 @@ def photograph(text, style, rng, hard):
     upright = cv2.getPerspectiveTransform(found, corners_of(RECTIFIED[0] - 1, RECTIFIED[1] - 1))
     rect = cv2.warpPerspective(roi, upright, RECTIFIED, flags=cv2.INTER_LINEAR,
                                borderMode=cv2.BORDER_REPLICATE)
-    groups, chars, boxes = zip(*upper_boxes(text), *lower_boxes(text))
+    groups, chars, boxes = zip(*((one.group, one.char, one.box) for one in drawn.characters))
     boxes = np.float64(boxes)
     into_roi = cv2.getPerspectiveTransform(corners_of(plates.WIDTH, plates.HEIGHT), corners)
     return Shot(text, roi, rect, np.array(groups), list(chars),

@@ -7,7 +7,7 @@ are upright plates that fill the frame, so that they can be read on a machine
 without the corner network.
 
 Debian packages: python3-pil python3-numpy python3-opencv
-                 fonts-mplus fonts-motoya-l-maruberi
+                 fonts-motoya-l-maruberi
 """
 import argparse
 import csv
@@ -18,11 +18,12 @@ from pathlib import Path
 import cv2
 import numpy as np
 
-from plates import FINE, HEIGHT, STYLE_PLAIN, WIDTH, PlateText, draw_plate
+from plates import HEIGHT, STYLE_PLAIN, WIDTH, PlateText, draw_plate
 
 ROOT = Path(__file__).resolve().parents[1]
 
-PICTURE = (640, 320)     # the plate is drawn twice as fine, edges settle in the warp
+PICTURE = (640, 320)
+FINE = 4                 # px per mm: twice as fine, edges settle in the warp
 
 # kind, region, class number, kana, serial, frames.  One to four characters of
 # region, all four kinds, every digit, and two serials that begin with a dot.
@@ -82,7 +83,7 @@ def render_vehicle(output, index, vehicle, seed):
     *fields, frames = vehicle
     text = PlateText(*fields)
     group = f"car{index:02d}"
-    plate, outline = draw_plate(text, STYLE_PLAIN, FINE)
+    plate, outline = draw_plate(text, STYLE_PLAIN, FINE).cut()
     body = np.random.default_rng([seed, index]).integers(25, 120, 3)
     rows = []
     for number in range(1, frames + 1):

@@ -171,10 +171,10 @@ def render_vehicle(output, group, text, style, setting, rng, with_hard_frame):
     light = scenes.random_light(rng, rng.random() < setting.night)
     wet, strength = bool(rng.random() < setting.wet), rng.uniform(*setting.strength)
     street = scenes.level_street(rng, camera)
-    plate, mask = plates.draw_plate(text, style, PX_PER_MM, rng)
+    plate, mask = plates.draw_plate(text, style, PX_PER_MM, rng).cut()
     hard_frame = int(rng.integers(count)) if with_hard_frame else None
     known = {"expected": text.expected(), "group_id": group, **asdict(text),
-             "digits": style.digits, "letters": style.letters,
+             "lettering": style.name,
              "held_out_fonts": style in plates.STYLES_HELD_OUT, "night": light.night, "wet": wet}
     records = []
     for number, parked in enumerate(drive):

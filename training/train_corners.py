@@ -332,7 +332,7 @@ def loss_of(net, pictures, corners, _aspect):
 # Measuring
 
 def held_out(count, styles, seed):
-    pool = plates.render_pool(HELD_OUT_POOL, seed, styles, px_per_mm=1.0)
+    pool = plates.without_margins(plates.render_pool(HELD_OUT_POOL, seed, styles, px_per_mm=1.0))
     backgrounds = scenes.render_background_pool(HELD_OUT_BACKGROUNDS, seed)
     rng = np.random.default_rng(seed)
     drawn = [sample(pool, backgrounds, rng) for _ in range(count)]
@@ -374,7 +374,7 @@ def main():
     args = common.parse(parser)
     data = held_out(HELD_OUT, plates.STYLES_TRAIN, HELD_OUT_SEED)
     quick = tuple(part[:QUICK] for part in data)
-    pool = plates.cached_pool("corners", POOL, args.seed)
+    pool = plates.without_margins(plates.cached_pool("corners", POOL, args.seed))
     backgrounds = scenes.render_background_pool(BACKGROUNDS, args.seed)
     net = common.train(CornerNet(), args, lambda rng: samples(pool, backgrounds, rng), loss_of,
                        lambda net: errors(net, quick).mean(), args.output)

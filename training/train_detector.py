@@ -197,7 +197,7 @@ def random_frame(rng, pool):
 
 def training_pool():
     """Dark plates are rare on the road and hard to find at night: take them twice."""
-    pool = plates.cached_pool("detector", 1500, 101)
+    pool = plates.without_margins(plates.cached_pool("detector", 1500, 101))
     return pool + [plate for plate in pool if plate[2].kind in DARK_KINDS]
 
 
@@ -340,6 +340,7 @@ def held_out_frames(name, count):
     seed, in_frame, hard = SETS[name]
     pool = (plates.cached_pool("detector", 1500, 101) if name.startswith("calibration")
             else plates.cached_pool("detector_held_out", 400, 102, plates.STYLES_HELD_OUT))
+    pool = plates.without_margins(pool)
     frames = (draw_frame(np.random.default_rng([seed, index]), pool, in_frame, hard)
               for index in itertools.count())
     # A plate that is mostly cut off cannot be read: such frames are no test.

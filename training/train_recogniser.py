@@ -149,7 +149,7 @@ def samples_of(classes, resumed):
         def hardness():
             return min(1.0, made / EASY_LINES) ** 1.5
 
-        for line in plate_lines.lines(rng, plate_lines.STYLES_TRAIN, hardness, regions):
+        for line in plate_lines.lines(rng, plates.STYLES_TRAIN, hardness, regions):
             made += 1
             yield line.picture, *encode(line, classes), len(line.text)
     return samples

@@ -1,0 +1,87 @@
+"""Region names from fonts, squeezed into their cells and brought to a pressed stroke.
+
+Debian packages: PACKAGES.
+"""
+import functools
+import os
+import sys
+from pathlib import Path
+
+import cv2
+import numpy as np
+from PIL import Image, ImageDraw, ImageFont
+
+from lettering import FINE, PAD
+
+TRUETYPE, OPENTYPE = "/usr/share/fonts/truetype/", "/usr/share/fonts/opentype/"
+# Name: (path, index in a collection, Debian package).
+FONTS = {
+    "maruberi": (TRUETYPE + "motoya-l-maruberi/MTLmr3m.ttf", 0, "fonts-motoya-l-maruberi"),
+    "cedar": (TRUETYPE + "motoya-l-cedar/MTLc3m.ttf", 0, "fonts-motoya-l-cedar"),
+    "vlgothic": (TRUETYPE + "vlgothic/VL-Gothic-Regular.ttf", 0, "fonts-vlgothic"),
+    "ipagothic": (OPENTYPE + "ipafont-gothic/ipag.ttf", 0, "fonts-ipafont-gothic"),
+    "migmix": (TRUETYPE + "migmix/migmix-1p-regular.ttf", 0, "fonts-migmix"),
+    "mplus": (OPENTYPE + "mplus/Mplus1-Thin.otf", 0, "fonts-mplus"),
+    "notosans": (OPENTYPE + "noto/NotoSansCJK-Regular.ttc", 0, "fonts-noto-cjk"),
+    "ume": (TRUETYPE + "horai-umefont/ume-tgo5.ttf", 0, "fonts-horai-umefont"),
+    "wqy": (TRUETYPE + "wqy/wqy-microhei.ttc", 0, "fonts-wqy-microhei"),
+}
+PACKAGES = tuple(sorted({package for _, _, package in FONTS.values()}))
+DRAWN = 240      # px of the em that characters are drawn at
+FULL = "東"      # fills its cell; others keep their size beside it
+
+
+def require_fonts(names=tuple(FONTS)):
+    """Ends the program with one line when fonts are missing."""
+    missing = sorted({FONTS[name][2] for name in names if not os.path.exists(FONTS[name][0])})
+    if missing:
+        sys.exit(f"{Path(sys.argv[0]).name}: fonts are missing, install {' '.join(missing)}")
+
+
+@functools.lru_cache(maxsize=None)
+def load_font(name):
+    require_fonts((name,))
+    path, index, _ = FONTS[name]
+    return ImageFont.truetype(path, DRAWN, index=index)
+
+
+@functools.lru_cache(maxsize=1024)
+def in_em(name, char):
+    """The character in a square of two em, and the box of its ink."""
+    tile = Image.new("L", (2 * DRAWN, 2 * DRAWN))
+    ImageDraw.Draw(tile).text((DRAWN // 2, 3 * DRAWN // 2), char, font=load_font(name), fill=255,
+                              anchor="ls")
+    return np.array(tile), tile.getbbox()
+
+
+def squeezed(name, char, width, height):
+    """The character for a cell of mm, PAD around it, in the font's own weight."""
+    tile, _ = in_em(name, char)
+    left, top, right, bottom = in_em(name, FULL)[1]
+    scale_x, scale_y = width * FINE / (right - left), height * FINE / (bottom - top)
+    move = np.float32([(scale_x, 0, PAD * FINE - left * scale_x),
+                       (0, scale_y, PAD * FINE - top * scale_y)])
+    size = (round((width + 2 * PAD) * FINE), round((height + 2 * PAD) * FINE))
+    return cv2.warpAffine(tile, move, size, flags=cv2.INTER_LINEAR)
+
+
+def with_pen(tile, pen):
+    """Strokes brought to about `pen` mm, thinner where they stand dense."""
+    ink = np.count_nonzero(tile > 127) / FINE ** 2
+    outlines, _ = cv2.findContours(np.uint8(tile > 127), cv2.RETR_LIST, cv2.CHAIN_APPROX_NONE)
+    length = sum(cv2.arcLength(outline, True) for outline in outlines) / FINE / 2
+    if not length:
+        return tile
+    cell = (tile.shape[0] / FINE - 2 * PAD) * (tile.shape[1] / FINE - 2 * PAD)
+    change = min(pen, 0.62 * cell / length) - ink / length
+    size = abs(round(change * FINE)) + 1
+    kernel = cv2.getStructuringElement(cv2.MORPH_ELLIPSE, (size, size))
+    return cv2.dilate(tile, kernel) if change > 0 else cv2.erode(tile, kernel)
+
+
+@functools.lru_cache(maxsize=2048)
+def glyph(name, char, width, height, pen, soft):
+    """The lettered tile, PAD mm larger than its cell; shared: do not write to it."""
+    tile = with_pen(squeezed(name, char, width, height), pen)
+    blurred = cv2.GaussianBlur(tile, (0, 0), max(soft * FINE * 0.5, 0.5))
+    return cv2.threshold(blurred, 127, 255, cv2.THRESH_BINARY)[1]
