@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "app/files.h"
+#include "app/base/files.h"
 #include "npu/rknn_api.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // The plate parser: whatever was read, a field is empty or of its form.
 #include <algorithm>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "fuzz_support.h"
 #include "kana/kana_alphabet.h"
 #include "reading/plate_parser.h"

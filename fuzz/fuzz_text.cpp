@@ -1,8 +1,8 @@
 // Dictionaries and word lists, and the functions on texts that every file is written with.
 #include <algorithm>
 
-#include "app/files.h"
-#include "app/text.h"
+#include "app/base/files.h"
+#include "app/base/text.h"
 #include "fuzz_support.h"
 #include "reading/plate_text.h"
 

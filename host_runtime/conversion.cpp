@@ -1,4 +1,4 @@
-#include "conversion.h"
+#include "host_runtime/conversion.h"
 
 #include <onnxruntime_cxx_api.h>
 
@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "tensor_attr.h"
+#include "host_runtime/tensor_attr.h"
 
 namespace host_runtime {
 namespace {

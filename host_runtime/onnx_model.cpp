@@ -1,13 +1,13 @@
-#include "onnx_model.h"
+#include "host_runtime/onnx_model.h"
 
 #include <onnxruntime_session_options_config_keys.h>
 
 #include <cstring>
 #include <string>
 
-#include "conversion.h"
-#include "refusal.h"
-#include "tensor_attr.h"
+#include "host_runtime/conversion.h"
+#include "host_runtime/refusal.h"
+#include "host_runtime/tensor_attr.h"
 
 namespace host_runtime {
 namespace {

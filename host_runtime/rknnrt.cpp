@@ -18,9 +18,9 @@
 #include <utility>
 #include <vector>
 
+#include "host_runtime/onnx_model.h"
+#include "host_runtime/refusal.h"
 #include "npu/rknn_api.h"
-#include "onnx_model.h"
-#include "refusal.h"
 
 namespace host_runtime {
 namespace {

@@ -1,11 +1,11 @@
-#include "tensor_attr.h"
+#include "host_runtime/tensor_attr.h"
 
 #include <algorithm>
 #include <array>
 #include <limits>
 #include <vector>
 
-#include "refusal.h"
+#include "host_runtime/refusal.h"
 
 namespace host_runtime {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "app/frame_result.h"
 #include "fields.h"
+#include "reading/frame_result.h"
 #include "reading/plate_parser.h"
 
 namespace kavrel::report {

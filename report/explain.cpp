@@ -2,9 +2,9 @@
 
 #include <stdexcept>
 
-#include "app/status.h"
-#include "app/text.h"
+#include "app/base/text.h"
 #include "decision.h"
+#include "reading/status.h"
 #include "unicode.h"
 
 namespace kavrel::report {

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <vector>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "reading/plate_text.h"
 
 namespace kavrel::report {

@@ -1,7 +1,7 @@
 #include "judgement.h"
 
-#include "app/status.h"
 #include "reading/plate_text.h"
+#include "reading/status.h"
 
 namespace kavrel::report {
 namespace {

@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "unicode.h"
 
 namespace kavrel::report {

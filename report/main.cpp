@@ -7,8 +7,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "app/files.h"
-#include "app/log.h"
+#include "app/base/files.h"
+#include "app/base/log.h"
 #include "assessment.h"
 #include "compare.h"
 #include "explain.h"

@@ -6,7 +6,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
-#include "app/files.h"
+#include "app/base/files.h"
 
 namespace kavrel::report {
 namespace {

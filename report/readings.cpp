@@ -2,7 +2,7 @@
 #include <array>
 #include <string_view>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "run.h"
 
 namespace kavrel::report {

@@ -14,9 +14,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "app/status.h"
-#include "app/text.h"
+#include "app/base/text.h"
 #include "csv_file.h"
+#include "reading/status.h"
 #include "unicode.h"
 #include "wording.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "app/frame_result.h"
+#include "reading/frame_result.h"
 #include "reading/group_vote.h"
 
 namespace kavrel::report {

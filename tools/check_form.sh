@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Holds the C++ code to .clang-format and .clang-tidy, and the scripts to shellcheck.
+# Holds the C++ code to its layers, .clang-format and .clang-tidy, and the scripts to shellcheck.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 tools/need.sh clang-format:clang-format clang-tidy:clang-tidy shellcheck:shellcheck
 
+tools/check_layers.sh
 git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 shellcheck demo.sh test.sh .ci/run tools/*.sh packaging/*.sh tests/mutations/mutate tests/*/*.sh bench/*.sh
 git ls-files 'src/*.cpp' 'host_runtime/*.cpp' 'report/*.cpp' |

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "app/files.h"
+#include "app/base/files.h"
 
 namespace kavrel {
 namespace {

@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "app/base/files.h"
+#include "app/base/log.h"
+#include "app/base/text.h"
 #include "app/case_list.h"
-#include "app/files.h"
 #include "app/final_report.h"
 #include "app/frame_report.h"
-#include "app/log.h"
-#include "app/text.h"
 #include "kana/kana_fallback.h"
 #include "npu/rknn_model.h"
 #include "ocr/line_recogniser.h"

@@ -1,7 +1,7 @@
 #include "app/case_list.h"
 
-#include "app/files.h"
-#include "app/text.h"
+#include "app/base/files.h"
+#include "app/base/text.h"
 
 namespace kavrel {
 namespace {

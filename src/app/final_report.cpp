@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "reading/group_vote.h"
 
 namespace kavrel {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "app/args.h"
-#include "app/frame_result.h"
-#include "app/status.h"
+#include "reading/frame_result.h"
+#include "reading/status.h"
 
 namespace kavrel {
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <vector>
 
-#include "app/status.h"
-#include "app/text.h"
+#include "app/base/text.h"
+#include "reading/status.h"
 
 namespace kavrel {
 namespace {

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-#include "app/frame_result.h"
+#include "reading/frame_result.h"
 
 namespace kavrel {
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "app/args.h"
+#include "app/base/log.h"
 #include "app/batch_driver.h"
-#include "app/log.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "kana/kana_alphabet.h"
 
-#include "app/text.h"
+#include "app/base/text.h"
 
 namespace kavrel {
 namespace {

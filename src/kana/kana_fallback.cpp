@@ -5,9 +5,9 @@
 #include <opencv2/imgproc.hpp>
 #include <utility>
 
-#include "app/log.h"
-#include "app/text.h"
-#include "app/top_vote.h"
+#include "app/base/log.h"
+#include "app/base/text.h"
+#include "app/base/top_vote.h"
 #include "kana/kana_alphabet.h"
 #include "kana/kana_ctc.h"
 #include "ocr/line_recogniser.h"

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "app/files.h"
-#include "app/log.h"
-#include "app/text.h"
+#include "app/base/files.h"
+#include "app/base/log.h"
+#include "app/base/text.h"
 
 namespace kavrel {
 namespace {

@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "app/log.h"
+#include "app/base/log.h"
 #include "npu/rknn_model.h"
 
 namespace kavrel {

@@ -5,7 +5,7 @@
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
-#include "app/log.h"
+#include "app/base/log.h"
 #include "ocr/ctc.h"
 
 namespace kavrel {

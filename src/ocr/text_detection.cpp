@@ -7,8 +7,8 @@
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
-#include "app/bounded_sort.h"
-#include "app/log.h"
+#include "app/base/bounded_sort.h"
+#include "app/base/log.h"
 #include "plate/boxes_picture.h"
 #include "plate/image_prep.h"
 

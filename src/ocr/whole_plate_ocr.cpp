@@ -3,7 +3,7 @@
 #include <array>
 #include <opencv2/imgcodecs.hpp>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "ocr/line_recogniser.h"
 #include "ocr/text_detection.h"
 #include "plate/image_prep.h"

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/bounded_sort.h"
-#include "app/log.h"
+#include "app/base/bounded_sort.h"
+#include "app/base/log.h"
 #include "plate/boxes_picture.h"
 #include "plate/image_prep.h"
 

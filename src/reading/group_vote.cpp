@@ -1,6 +1,6 @@
 #include "reading/group_vote.h"
 
-#include "app/top_vote.h"
+#include "app/base/top_vote.h"
 
 namespace kavrel {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/frame_result.h"
+#include "reading/frame_result.h"
 #include "reading/plate_fields.h"
 
 namespace kavrel {

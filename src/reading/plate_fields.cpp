@@ -1,6 +1,6 @@
 #include "reading/plate_fields.h"
 
-#include "app/text.h"
+#include "app/base/text.h"
 
 namespace kavrel {
 

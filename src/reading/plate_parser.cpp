@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "kana/kana_alphabet.h"
 #include "reading/plate_text.h"
 

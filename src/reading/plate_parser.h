@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/top_vote.h"
+#include "app/base/top_vote.h"
 #include "ocr/ocr_text.h"
 #include "reading/plate_fields.h"
 

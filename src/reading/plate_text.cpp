@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "app/text.h"
+#include "app/base/text.h"
 
 namespace kavrel {
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "app/base/files.h"
+#include "app/base/text.h"
 #include "app/batch_driver.h"
-#include "app/files.h"
-#include "app/text.h"
 
 namespace kavrel {
 namespace {

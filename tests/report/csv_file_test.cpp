@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "app/text.h"
+#include "app/base/text.h"
 #include "support/test_support.h"
 
 namespace kavrel::report {

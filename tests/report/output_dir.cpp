@@ -6,8 +6,8 @@
 
 #include "app/final_report.h"
 #include "app/frame_report.h"
-#include "app/status.h"
 #include "reading/plate_parser.h"
+#include "reading/status.h"
 
 namespace kavrel_test {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/frame_result.h"
+#include "reading/frame_result.h"
 #include "support/test_support.h"
 
 namespace kavrel_test {

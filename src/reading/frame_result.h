@@ -1,5 +1,5 @@
-#ifndef KAVREL_APP_FRAME_RESULT_H
-#define KAVREL_APP_FRAME_RESULT_H
+#ifndef KAVREL_READING_FRAME_RESULT_H
+#define KAVREL_READING_FRAME_RESULT_H
 
 #include <string>
 #include <vector>

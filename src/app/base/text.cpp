@@ -1,4 +1,4 @@
-#include "app/text.h"
+#include "app/base/text.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,6 +1,6 @@
 // The one rule by which a winner is picked from votes.
-#ifndef KAVREL_APP_TOP_VOTE_H
-#define KAVREL_APP_TOP_VOTE_H
+#ifndef KAVREL_APP_BASE_TOP_VOTE_H
+#define KAVREL_APP_BASE_TOP_VOTE_H
 
 #include <map>
 #include <string>

@@ -1,4 +1,4 @@
-#include "app/bounded_sort.h"
+#include "app/base/bounded_sort.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#ifndef KAVREL_APP_BOUNDED_SORT_H
-#define KAVREL_APP_BOUNDED_SORT_H
+#ifndef KAVREL_APP_BASE_BOUNDED_SORT_H
+#define KAVREL_APP_BASE_BOUNDED_SORT_H
 
 #include <algorithm>
 #include <cstddef>

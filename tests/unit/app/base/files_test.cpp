@@ -1,4 +1,4 @@
-#include "app/files.h"
+#include "app/base/files.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#ifndef KAVREL_APP_LOG_H
-#define KAVREL_APP_LOG_H
+#ifndef KAVREL_APP_BASE_LOG_H
+#define KAVREL_APP_BASE_LOG_H
 
 #include <string>
 

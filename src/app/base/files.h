@@ -1,7 +1,7 @@
 // File functions. Paths are byte strings, used as they stand. Failures are thrown as
 // std::runtime_error: the quoted prefix followed by the path.
-#ifndef KAVREL_APP_FILES_H
-#define KAVREL_APP_FILES_H
+#ifndef KAVREL_APP_BASE_FILES_H
+#define KAVREL_APP_BASE_FILES_H
 
 #include <istream>
 #include <string>

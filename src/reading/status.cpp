@@ -1,4 +1,4 @@
-#include "app/status.h"
+#include "reading/status.h"
 
 #include "reading/plate_text.h"
 

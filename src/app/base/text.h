@@ -1,7 +1,7 @@
 // Functions on byte strings. Text is UTF-8 that is never decoded: multi-byte characters pass
 // through untouched and are never blanks, digits or separators. None of these functions throws.
-#ifndef KAVREL_APP_TEXT_H
-#define KAVREL_APP_TEXT_H
+#ifndef KAVREL_APP_BASE_TEXT_H
+#define KAVREL_APP_BASE_TEXT_H
 
 #include <string>
 #include <string_view>

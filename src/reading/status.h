@@ -1,6 +1,6 @@
 // Whether a reading, of a frame or of a group, is what was expected.
-#ifndef KAVREL_APP_STATUS_H
-#define KAVREL_APP_STATUS_H
+#ifndef KAVREL_READING_STATUS_H
+#define KAVREL_READING_STATUS_H
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "app/text.h"
+#include "app/base/text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

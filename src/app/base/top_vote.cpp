@@ -1,4 +1,4 @@
-#include "app/top_vote.h"
+#include "app/base/top_vote.h"
 
 namespace kavrel {
 

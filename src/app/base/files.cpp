@@ -1,11 +1,11 @@
-#include "app/files.h"
+#include "app/base/files.h"
 
 #include <array>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 
-#include "app/text.h"
+#include "app/base/text.h"
 
 namespace kavrel {
 
