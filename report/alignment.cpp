@@ -1,8 +1,8 @@
-#include "alignment.h"
+#include "report/alignment.h"
 
 #include <algorithm>
 
-#include "unicode.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,8 +1,8 @@
-#include "assessment.h"
+#include "report/assessment.h"
 
 #include <algorithm>
 
-#include "progress.h"
+#include "report/progress.h"
 
 namespace kavrel::report {
 namespace {

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "confusion.h"
-#include "decision.h"
-#include "run.h"
-#include "score.h"
+#include "report/confusion.h"
+#include "report/decision.h"
+#include "report/run.h"
+#include "report/score.h"
 
 namespace kavrel::report {
 

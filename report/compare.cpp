@@ -1,4 +1,4 @@
-#include "compare.h"
+#include "report/compare.h"
 
 #include <algorithm>
 #include <map>

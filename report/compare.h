@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "assessment.h"
-#include "run.h"
+#include "report/assessment.h"
+#include "report/run.h"
 
 namespace kavrel::report {
 

@@ -1,8 +1,8 @@
-#include "confusion.h"
+#include "report/confusion.h"
 
 #include <algorithm>
 
-#include "alignment.h"
+#include "report/alignment.h"
 
 namespace kavrel::report {
 namespace {

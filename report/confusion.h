@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "judgement.h"
+#include "report/judgement.h"
 
 namespace kavrel::report {
 

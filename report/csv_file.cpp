@@ -1,4 +1,4 @@
-#include "csv_file.h"
+#include "report/csv_file.h"
 
 #include <csv.h>
 

@@ -1,4 +1,4 @@
-#include "decision.h"
+#include "report/decision.h"
 
 #include <algorithm>
 

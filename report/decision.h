@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "fields.h"
 #include "reading/frame_result.h"
 #include "reading/plate_parser.h"
+#include "report/fields.h"
 
 namespace kavrel::report {
 

@@ -1,11 +1,11 @@
-#include "explain.h"
+#include "report/explain.h"
 
 #include <stdexcept>
 
 #include "app/base/text.h"
-#include "decision.h"
 #include "reading/status.h"
-#include "unicode.h"
+#include "report/decision.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

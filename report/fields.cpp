@@ -1,4 +1,4 @@
-#include "fields.h"
+#include "report/fields.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,16 +1,16 @@
-#include "html_cards.h"
+#include "report/html_cards.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "html_frame.h"
-#include "html_page.h"
-#include "html_why.h"
-#include "picture.h"
-#include "progress.h"
-#include "resources.h"
-#include "unicode.h"
-#include "wording.h"
+#include "report/html_frame.h"
+#include "report/html_page.h"
+#include "report/html_why.h"
+#include "report/picture.h"
+#include "report/progress.h"
+#include "report/resources.h"
+#include "report/unicode.h"
+#include "report/wording.h"
 
 namespace kavrel::report {
 namespace {

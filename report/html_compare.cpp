@@ -1,16 +1,16 @@
-#include "html_compare.h"
+#include "report/html_compare.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <map>
 
-#include "html_page.h"
-#include "picture.h"
-#include "progress.h"
-#include "resources.h"
-#include "unicode.h"
-#include "wording.h"
+#include "report/html_page.h"
+#include "report/picture.h"
+#include "report/progress.h"
+#include "report/resources.h"
+#include "report/unicode.h"
+#include "report/wording.h"
 
 namespace kavrel::report {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "compare.h"
+#include "report/compare.h"
 
 namespace kavrel::report {
 

@@ -1,10 +1,10 @@
-#include "html_frame.h"
+#include "report/html_frame.h"
 
 #include <string>
 #include <vector>
 
-#include "picture.h"
-#include "unicode.h"
+#include "report/picture.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

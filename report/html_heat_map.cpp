@@ -1,9 +1,9 @@
-#include "html_heat_map.h"
+#include "report/html_heat_map.h"
 
 #include <algorithm>
 #include <set>
 
-#include "unicode.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

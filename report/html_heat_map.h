@@ -1,8 +1,8 @@
 #ifndef KAVREL_REPORT_HTML_HEAT_MAP_H
 #define KAVREL_REPORT_HTML_HEAT_MAP_H
 
-#include "confusion.h"
-#include "html_page.h"
+#include "report/confusion.h"
+#include "report/html_page.h"
 
 namespace kavrel::report {
 

@@ -1,4 +1,4 @@
-#include "html_page.h"
+#include "report/html_page.h"
 
 #include <array>
 #include <cstdio>
@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "resources.h"
-#include "unicode.h"
+#include "report/resources.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

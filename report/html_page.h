@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "alignment.h"
-#include "judgement.h"
-#include "statistics.h"
+#include "report/alignment.h"
+#include "report/judgement.h"
+#include "report/statistics.h"
 
 namespace kavrel::report {
 

@@ -1,13 +1,13 @@
-#include "html_report.h"
+#include "report/html_report.h"
 
 #include <algorithm>
 
-#include "html_cards.h"
-#include "html_heat_map.h"
-#include "html_page.h"
-#include "resources.h"
-#include "unicode.h"
-#include "wording.h"
+#include "report/html_cards.h"
+#include "report/html_heat_map.h"
+#include "report/html_page.h"
+#include "report/resources.h"
+#include "report/unicode.h"
+#include "report/wording.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,9 +1,9 @@
-#include "html_why.h"
+#include "report/html_why.h"
 
 #include <string>
 
-#include "unicode.h"
-#include "wording.h"
+#include "report/unicode.h"
+#include "report/wording.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,8 +1,8 @@
 #ifndef KAVREL_REPORT_HTML_WHY_H
 #define KAVREL_REPORT_HTML_WHY_H
 
-#include "assessment.h"
-#include "html_page.h"
+#include "report/assessment.h"
+#include "report/html_page.h"
 
 namespace kavrel::report {
 

@@ -1,11 +1,11 @@
-#include "json_report.h"
+#include "report/json_report.h"
 
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
-#include "alignment.h"
-#include "unicode.h"
+#include "report/alignment.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,4 +1,4 @@
-#include "judgement.h"
+#include "report/judgement.h"
 
 #include "reading/plate_text.h"
 #include "reading/status.h"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "fields.h"
+#include "report/fields.h"
 
 namespace kavrel::report {
 

@@ -1,11 +1,11 @@
-#include "junit.h"
+#include "report/junit.h"
 
 #include <pugixml.hpp>
 #include <set>
 #include <string>
 
 #include "app/base/text.h"
-#include "unicode.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

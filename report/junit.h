@@ -3,8 +3,8 @@
 
 #include <ostream>
 
-#include "assessment.h"
-#include "run.h"
+#include "report/assessment.h"
+#include "report/run.h"
 
 namespace kavrel::report {
 

@@ -9,17 +9,17 @@
 
 #include "app/base/files.h"
 #include "app/base/log.h"
-#include "assessment.h"
-#include "compare.h"
-#include "explain.h"
-#include "html_compare.h"
-#include "html_report.h"
-#include "json_report.h"
-#include "junit.h"
-#include "resources.h"
-#include "run.h"
-#include "text_compare.h"
-#include "unicode.h"
+#include "report/assessment.h"
+#include "report/compare.h"
+#include "report/explain.h"
+#include "report/html_compare.h"
+#include "report/html_report.h"
+#include "report/json_report.h"
+#include "report/junit.h"
+#include "report/resources.h"
+#include "report/run.h"
+#include "report/text_compare.h"
+#include "report/unicode.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "picture.h"
+#include "report/picture.h"
 
 #include <algorithm>
 #include <filesystem>

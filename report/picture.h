@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "run.h"
+#include "report/run.h"
 
 namespace kavrel::report {
 

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "app/base/text.h"
-#include "run.h"
+#include "report/run.h"
 
 namespace kavrel::report {
 namespace {

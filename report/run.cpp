@@ -1,4 +1,4 @@
-#include "run.h"
+#include "report/run.h"
 
 #include <sys/stat.h>
 
@@ -15,10 +15,10 @@
 #include <utility>
 
 #include "app/base/text.h"
-#include "csv_file.h"
 #include "reading/status.h"
-#include "unicode.h"
-#include "wording.h"
+#include "report/csv_file.h"
+#include "report/unicode.h"
+#include "report/wording.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,8 +1,8 @@
-#include "score.h"
+#include "report/score.h"
 
 #include <algorithm>
 
-#include "alignment.h"
+#include "report/alignment.h"
 
 namespace kavrel::report {
 

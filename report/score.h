@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "judgement.h"
-#include "statistics.h"
+#include "report/judgement.h"
+#include "report/statistics.h"
 
 namespace kavrel::report {
 

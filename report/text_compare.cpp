@@ -1,6 +1,6 @@
-#include "text_compare.h"
+#include "report/text_compare.h"
 
-#include "unicode.h"
+#include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {

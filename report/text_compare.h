@@ -3,7 +3,7 @@
 
 #include <ostream>
 
-#include "compare.h"
+#include "report/compare.h"
 
 namespace kavrel::report {
 
