@@ -65,23 +65,22 @@ def squeezed(name, char, width, height):
     return cv2.warpAffine(tile, move, size, flags=cv2.INTER_LINEAR)
 
 
-def with_pen(tile, pen):
-    """Strokes brought to about `pen` mm, thinner where they stand dense."""
-    ink = np.count_nonzero(tile > 127) / FINE ** 2
-    outlines, _ = cv2.findContours(np.uint8(tile > 127), cv2.RETR_LIST, cv2.CHAIN_APPROX_NONE)
+@functools.lru_cache(maxsize=4096)
+def change_for(name, char, width, height, pen):
+    """mm to add to the strokes so that they come to `pen`, less where they are dense."""
+    ink = squeezed(name, char, width, height) > 127
+    outlines, _ = cv2.findContours(np.uint8(ink), cv2.RETR_LIST, cv2.CHAIN_APPROX_NONE)
     length = sum(cv2.arcLength(outline, True) for outline in outlines) / FINE / 2
-    if not length:
-        return tile
-    cell = (tile.shape[0] / FINE - 2 * PAD) * (tile.shape[1] / FINE - 2 * PAD)
-    change = min(pen, 0.62 * cell / length) - ink / length
-    size = abs(round(change * FINE)) + 1
-    kernel = cv2.getStructuringElement(cv2.MORPH_ELLIPSE, (size, size))
-    return cv2.dilate(tile, kernel) if change > 0 else cv2.erode(tile, kernel)
+    own = np.count_nonzero(ink) / FINE ** 2 / max(length, 1)
+    return min(pen, 0.62 * width * height / max(length, 1)) - own
 
 
 @functools.lru_cache(maxsize=2048)
-def glyph(name, char, width, height, pen, soft):
+def glyph(name, char, width, height, pen):
     """The lettered tile, PAD mm larger than its cell; shared: do not write to it."""
-    tile = with_pen(squeezed(name, char, width, height), pen)
-    blurred = cv2.GaussianBlur(tile, (0, 0), max(soft * FINE * 0.5, 0.5))
-    return cv2.threshold(blurred, 127, 255, cv2.THRESH_BINARY)[1]
+    tile, change = squeezed(name, char, width, height), change_for(name, char, width, height, pen)
+    size = abs(round(change * FINE)) + 1
+    kernel = cv2.getStructuringElement(cv2.MORPH_ELLIPSE, (size, size))
+    tile = cv2.dilate(tile, kernel) if change > 0 else cv2.erode(tile, kernel)
+    # The press rounds what the kernel leaves in steps.
+    return cv2.threshold(cv2.GaussianBlur(tile, (0, 0), 1.3), 127, 255, cv2.THRESH_BINARY)[1]

@@ -29,6 +29,7 @@ class Hand:
     serial: float = 12.4       # pen in mm
     small: float = 5.6         # pen of the class number
     brush: float = 5.2         # pen of the kana
+    kanji: float = 5.0         # pen of the region
     soft: float = 0.6          # mm by which corners and ends are rounded
     round_ends: bool = False   # the digits' lines end round, not cut
     contrast: float = 0.5      # of the brush: 0 even line, 1 strong
@@ -55,6 +56,7 @@ def random_hand(rng, way=None):
         serial=round(float(np.clip(12.4 * weight * rng.normal(1, 0.03), 9, 16)), 2),
         small=round(float(np.clip(5.5 * weight * rng.normal(1, 0.09), 3.6, 7.5)), 2),
         brush=round(float(np.clip(5.2 * weight * rng.normal(1, 0.1), 3.4, 7.5)), 2),
+        kanji=float(rng.choice((3.5, 4.5, 5.0, 5.5))),
         soft=float(rng.uniform(0.2, 1.6)), round_ends=bool(rng.random() < 0.2),
         contrast=float(rng.uniform(0, 1)), way=float(way),
         tail=float(np.clip(0.15 + 0.7 * way * rng.uniform(0.3, 1.2), 0, 1)),
@@ -290,30 +292,32 @@ def extended(line, reach):
     return points
 
 
+def draw_brush(tile, points, widths):
+    for a, b, width in zip(fixed(points[:-1]).tolist(), fixed(points[1:]).tolist(),
+                           np.round((widths[:-1] + widths[1:]) / 2).astype(int).tolist()):
+        cv2.line(tile, a, b, 255, max(width, 1), cv2.LINE_8, SHIFT)
+
+
 def draw_line(tile, line, pen, origin):
-    """Quads from point to point, discs at the points between."""
-    points = (extended(line, pen / 2) + origin) * FINE
-    radii = np.full(len(points), pen / 2) if line.widths is None else line.widths * pen / 2
-    radii = radii * FINE
+    """Quads from point to point, and round joints between."""
+    points, pen = (extended(line, pen / 2) + origin) * FINE, pen * FINE
+    if line.widths is not None:
+        draw_brush(tile, points, line.widths * pen)
+        return
     step = np.diff(points, axis=0)
     length = np.linalg.norm(step, axis=1)
-    keep = length > 1e-3
-    normal = np.stack([-step[:, 1], step[:, 0]], 1) / np.maximum(length, 1e-3)[:, None]
-    a, b = radii[:-1, None] * normal, radii[1:, None] * normal
-    quads = fixed(np.stack([points[:-1] + a, points[1:] + b, points[1:] - b, points[:-1] - a], 1))
-    for quad in quads[keep]:
+    side = np.stack([-step[:, 1], step[:, 0]], 1) * (pen / 2 / np.maximum(length, 1e-3))[:, None]
+    quads = fixed(np.stack([points[:-1] + side, points[1:] + side, points[1:] - side,
+                            points[:-1] - side], 1))
+    for quad in quads[length > 1e-3]:
         cv2.fillConvexPoly(tile, quad, 255, cv2.LINE_8, SHIFT)
-    # Discs close the outer side of bends; near a cut end they would stand out of it.
+    # Joints near a cut end would stand out of it.
     run = np.concatenate([[0], np.cumsum(length)])
-    inner = (line.start == "round") | (run >= radii)
-    inner &= (line.end == "round") | (run[-1] - run >= radii)
-    if line.widths is None and inner.sum() > 1:
-        cv2.polylines(tile, [fixed(points[inner])], False, 255, max(1, round(2 * radii[0])),
+    inner = (line.start == "round") | (run >= pen / 2)
+    inner &= (line.end == "round") | (run[-1] - run >= pen / 2)
+    if inner.sum() > 1:
+        cv2.polylines(tile, [fixed(points[inner])], False, 255, max(1, round(pen)),
                       cv2.LINE_8, SHIFT)
-        return
-    discs = fixed(np.concatenate([points, radii[:, None]], 1)[inner])
-    for x, y, radius in discs.tolist():
-        cv2.circle(tile, (x, y), radius, 255, -1, cv2.LINE_8, SHIFT)
 
 
 def softened(tile, soft):
@@ -360,7 +364,18 @@ def draw(use, char, hand):
     return softened(tile, hand.soft if use == "serial" else hand.soft * 0.5)
 
 
-@functools.lru_cache(maxsize=3000)
-def glyph(use, char, hand):
-    """The tile; shared between calls: do not write to it."""
+@functools.lru_cache(maxsize=8000)
+def small_glyph(use, char, hand):
+    tile = draw(use, char, hand)
+    return cv2.resize(tile, None, fx=0.5, fy=0.5, interpolation=cv2.INTER_AREA)
+
+
+@functools.lru_cache(maxsize=1000)
+def large_glyph(use, char, hand):
     return draw(use, char, hand)
+
+
+def glyph(use, char, hand, px_per_mm):
+    """The character's tile, at least as fine as asked for (up to FINE).  Shared
+    between calls: do not write to it."""
+    return (small_glyph if px_per_mm <= FINE / 2 - 0.5 else large_glyph)(use, char, hand)

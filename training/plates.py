@@ -103,10 +103,11 @@ CLASS_CENTRES = (190.5, 218, 245.5)
 @dataclass
 class Cell:
     group: int
-    use: str         # box of lettering.BOXES, "region", "hyphen" or "dot"
+    use: str         # of lettering.BOXES, "region", "hyphen" or "dot"
     char: str
     centre: np.ndarray
-    size: np.ndarray     # of the box
+    box: tuple           # width and height in which the character is designed
+    scale: tuple = (1.0, 1.0)           # at which it stands on the plate
 
 
 def upper_cells(region, class_no):
@@ -141,8 +142,7 @@ def moved(cells, rng, about, far):
     for cell in cells:
         own = rng.normal(0, 0.4 * min(far, 2), 2)
         centre = about + (np.float64(cell.centre) - about) * scale + shift + own
-        size = np.float64(cell.size) * scale * rng.normal(1, 0.012, 2)
-        yield replace(cell, centre=centre, size=size)
+        yield replace(cell, centre=centre, scale=scale * rng.normal(1, 0.012, 2))
 
 
 def varied(cells, rng):
@@ -159,6 +159,7 @@ def varied(cells, rng):
 
 # Ink
 
+@functools.lru_cache(maxsize=256)
 def block_tile(use, soft):
     """Hyphen and dot at FINE px per mm, PAD around."""
     width, height = (round(side * lettering.FINE) for side in
@@ -172,27 +173,25 @@ def block_tile(use, soft):
     return lettering.softened(tile, soft)
 
 
-def tile_of(cell, hand, font):
+def tile_of(cell, hand, font, px_per_mm):
     if cell.use in ("hyphen", "dot"):
         return block_tile(cell.use, hand.soft)
     if cell.use == "region":
-        width, height = np.round(cell.size * 2) / 2
-        return kanji.glyph(font, cell.char, width, height, round(hand.small * 0.85, 1),
-                           round(hand.soft, 1))
-    return lettering.glyph(cell.use, cell.char, hand)
+        return kanji.glyph(font, cell.char, cell.box[0], cell.box[1], hand.kanji)
+    return lettering.glyph(cell.use, cell.char, hand, px_per_mm)
 
 
 def ink_box(tile):
     """Left, top, right, bottom of what is drawn, in px."""
-    left, top, width, height = cv2.boundingRect(tile)
+    left, top, width, height = cv2.boundingRect(cv2.compare(tile, 100, cv2.CMP_GT))
     return np.float64((left, top, left + width, top + height))
 
 
 def lay(ink, tile, cell, px_per_mm):
     """Puts the tile's box on the cell; the ink's own box in mm comes back."""
-    pad = 2 * lettering.PAD * lettering.FINE
-    scale = np.float64(cell.size) * px_per_mm / (np.float64(tile.shape[::-1]) - pad)
-    size = np.maximum(1, np.round(np.float64(tile.shape[::-1]) * scale)).astype(int)
+    shape = np.float64(tile.shape[::-1])
+    size = (np.float64(cell.box) + 2 * lettering.PAD) * cell.scale * px_per_mm
+    size = np.maximum(1, np.round(size)).astype(int)
     small = cv2.resize(tile, tuple(size.tolist()), interpolation=cv2.INTER_AREA)
     corner = np.round(np.float64(cell.centre) * px_per_mm - size / 2).astype(int)
     low, high = np.maximum(corner, 0), np.minimum(corner + size, ink.shape[::-1])
@@ -201,7 +200,7 @@ def lay(ink, tile, cell, px_per_mm):
     area = ink[low[1]:high[1], low[0]:high[0]]
     np.maximum(area, small[low[1] - corner[1]:high[1] - corner[1],
                            low[0] - corner[0]:high[0] - corner[0]], out=area)
-    box = ink_box(tile) * np.tile(size / tile.shape[::-1], 2) + np.tile(corner, 2)
+    box = ink_box(tile) * np.tile(size / shape, 2) + np.tile(corner, 2)
     return tuple((box / px_per_mm).tolist())
 
 
@@ -212,7 +211,7 @@ def hands(way):
     return tuple(lettering.random_hand(rng, way) for _ in range(HANDS))
 
 
-HANDS = 96
+HANDS = 96       # more of them cost memory: their tiles are kept
 
 
 def letter_plate(text, style, px_per_mm, rng):
@@ -223,8 +222,7 @@ def letter_plate(text, style, px_per_mm, rng):
         hand, cells = pick(rng, hands(style.way)), list(varied(cells, rng))
     characters = []
     for cell in cells:
-        cell = replace(cell, size=np.float64(cell.size))
-        box = lay(ink, tile_of(cell, hand, style.font), cell, px_per_mm)
+        box = lay(ink, tile_of(cell, hand, style.font, px_per_mm), cell, px_per_mm)
         if box is not None:
             characters.append(Character(cell.group, cell.char, box))
     return ink, characters
@@ -238,21 +236,20 @@ def odd_cells(rng):
         use = pick(rng, ("serial", "class", "kana", "region"))
         height = rng.uniform(14, 120)
         width = height * rng.uniform(0.35, 1.1)
+        box = np.float64(lettering.BOXES.get(use, (41, REGION_HEIGHT)))
         y, x = rng.uniform(20, HEIGHT - 20), rng.uniform(10, 160)
         for i in range(int(rng.integers(1, 9))):
             chars = {"serial": ANY_DIGIT, "class": ANY_DIGIT + CLASS_LETTERS,
                      "kana": PLATE_KANA, "region": "".join(load_regions())}[use]
             centre = (x + i * width * rng.uniform(1.05, 1.2), y)
             if centre[0] < WIDTH - 10:
-                yield Cell(SERIAL, use, pick(rng, chars), centre, np.float64((width, height)))
+                yield Cell(SERIAL, use, pick(rng, chars), centre, box, (width, height) / box)
 
 
 def odd_ink(style, px_per_mm, rng):
     ink = np.zeros((round(HEIGHT * px_per_mm), round(WIDTH * px_per_mm)), np.uint8)
     for cell in odd_cells(rng):
-        size, box = cell.size, lettering.BOXES.get(cell.use, (40, 40))
-        tile = tile_of(replace(cell, size=np.float64(box)), pick(rng, hands(None)), style.font)
-        lay(ink, tile, replace(cell, size=size), px_per_mm)
+        lay(ink, tile_of(cell, pick(rng, hands(None)), style.font, px_per_mm), cell, px_per_mm)
     for _ in range(int(rng.integers(0, 4))):
         centre = (rng.uniform(0, 1, 2) * ink.shape[::-1]).astype(int).tolist()
         axes = (rng.uniform(0.02, 0.3, 2) * ink.shape[0]).astype(int).tolist()
