@@ -11,7 +11,7 @@ import cv2
 import numpy as np
 from PIL import Image, ImageDraw, ImageFont
 
-from lettering import FINE, PAD
+from lettering import FINE, PAD, kept_tiles
 
 TRUETYPE, OPENTYPE = "/usr/share/fonts/truetype/", "/usr/share/fonts/opentype/"
 # Name: (path, index in a collection, Debian package).
@@ -75,12 +75,14 @@ def change_for(name, char, width, height, pen):
     return min(pen, 0.62 * width * height / max(length, 1)) - own
 
 
-@functools.lru_cache(maxsize=2048)
-def glyph(name, char, width, height, pen):
-    """The lettered tile, PAD mm larger than its cell; shared: do not write to it."""
+def draw(name, char, width, height, pen):
+    """The lettered tile, PAD mm larger than its cell on every side."""
     tile, change = squeezed(name, char, width, height), change_for(name, char, width, height, pen)
     size = abs(round(change * FINE)) + 1
     kernel = cv2.getStructuringElement(cv2.MORPH_ELLIPSE, (size, size))
     tile = cv2.dilate(tile, kernel) if change > 0 else cv2.erode(tile, kernel)
     # The press rounds what the kernel leaves in steps.
     return cv2.threshold(cv2.GaussianBlur(tile, (0, 0), 1.3), 127, 255, cv2.THRESH_BINARY)[1]
+
+
+glyph = kept_tiles(draw)

@@ -364,18 +364,14 @@ def draw(use, char, hand):
     return softened(tile, hand.soft if use == "serial" else hand.soft * 0.5)
 
 
-@functools.lru_cache(maxsize=8000)
-def small_glyph(use, char, hand):
-    tile = draw(use, char, hand)
-    return cv2.resize(tile, None, fx=0.5, fy=0.5, interpolation=cv2.INTER_AREA)
+def kept_tiles(drawn):
+    """`drawn` with a memory.  Called with px_per_mm before the others: small plates
+    get tiles of half the size.  They are shared between calls: do not write to them."""
+    @functools.lru_cache(maxsize=8000)
+    def small(*what):
+        return cv2.resize(drawn(*what), None, fx=0.5, fy=0.5, interpolation=cv2.INTER_AREA)
+    large = functools.lru_cache(maxsize=1000)(drawn)
+    return lambda px_per_mm, *what: (small if px_per_mm < 0.4 * FINE else large)(*what)
 
 
-@functools.lru_cache(maxsize=1000)
-def large_glyph(use, char, hand):
-    return draw(use, char, hand)
-
-
-def glyph(use, char, hand, px_per_mm):
-    """The character's tile, at least as fine as asked for (up to FINE).  Shared
-    between calls: do not write to it."""
-    return (small_glyph if px_per_mm <= FINE / 2 - 0.5 else large_glyph)(use, char, hand)
+glyph = kept_tiles(draw)

@@ -6,7 +6,7 @@ import functools
 import cv2
 import numpy as np
 
-from plate_mount import mounted
+from plate_mount import add, blended, flat, mounted, times
 
 WIDTH, HEIGHT, CORNER = 330, 165, 10
 RIM_INSET, RIM_WIDTH = 2, 4
@@ -90,13 +90,12 @@ def draw_pictures(ground, rng):
 
 
 def draw_ground(kind, ground, shape, px_per_mm, rng):
-    picture = np.empty(shape + (3,), np.uint8)
-    picture[:] = ground
+    picture = flat(shape, ground)
     if kind.pictures:
         picture = draw_pictures(picture, rng or np.random.default_rng(0))
     if kind.frame and (rng is None or rng.random() < 0.8):
         inner = rounded(8 if rng is None else int(rng.integers(5, 10)), px_per_mm)
-        cv2.copyTo(np.full_like(picture, kind.frame), 255 - inner, picture)
+        cv2.copyTo(flat(shape, kind.frame), 255 - inner, picture)
     return picture
 
 
@@ -111,8 +110,7 @@ def worn(ink, rng):
 
 def mixed(ground, colour, cover):
     """Letters of `colour` over `ground`."""
-    share = cover.astype(np.float32) * (1 / 255)
-    return cv2.blendLinear(ground, np.full_like(ground, colour), 1 - share, share)
+    return blended(ground, colour, cover.astype(np.float32) * (1 / 255))
 
 
 def relief(raised, px_per_mm, light, strength, soft):
@@ -126,7 +124,7 @@ def relief(raised, px_per_mm, light, strength, soft):
 
 def lit(plate, ink, px_per_mm, rng):
     """The relief in the light of day or lamp, with the shadows it casts."""
-    raised = np.maximum(ink, rim(px_per_mm))
+    raised = cv2.max(ink, rim(px_per_mm))
     if rng is None:
         return add(plate, relief(raised, px_per_mm, (0.7, 0.7), 30, 0.6))
     turn = np.radians(rng.normal(-90, 50))
@@ -143,17 +141,6 @@ def lit(plate, ink, px_per_mm, rng):
         shadow = cv2.subtract(cv2.GaussianBlur(shadow, (0, 0), 0.5 * px_per_mm + 0.1), ink)
         shine -= shadow * (rng.uniform(0.1, 0.4) * plate.mean() / 255)
     return add(plate, shine)
-
-
-def add(plate, light):
-    """Brightness added to every channel."""
-    plus = cv2.convertScaleAbs(np.maximum(light, 0))
-    minus = cv2.convertScaleAbs(np.minimum(light, 0))
-    return cv2.subtract(cv2.add(plate, cv2.merge([plus] * 3)), cv2.merge([minus] * 3))
-
-
-def times(plate, factor):
-    return cv2.multiply(plate, cv2.merge([factor] * 3), dtype=cv2.CV_8U)
 
 
 # Screws, caps, seal
@@ -225,7 +212,7 @@ def soil(plate, ink, rng):
     cover += around * (rng.uniform(0, 1.2) / 255)
     cover = np.clip(cover * rng.uniform(0.1, 0.5), 0, 0.65)
     mud = np.float32((110, 95, 75)) * rng.uniform(0.4, 1.1)
-    return cv2.blendLinear(plate, np.full_like(plate, mud), 1 - cover, cover)
+    return blended(plate, mud, cover)
 
 
 def draw_sticker(plate, px_per_mm, rng):
@@ -249,8 +236,7 @@ def cover_edge(plate, px_per_mm, rng, deep):
     rows = height - rows if rng.random() < 0.6 else rows
     share = np.clip((line - rows) / (1.5 * px_per_mm) + 0.5, 0, 1)
     colour = np.float64((228, 232, 238)) if rng.random() < 0.6 else np.float64((95, 80, 62))
-    heap = np.empty_like(plate)
-    heap[:] = np.clip(colour * rng.uniform(0.7, 1.08), 0, 255)
+    heap = flat(plate.shape, np.clip(colour * rng.uniform(0.7, 1.08), 0, 255))
     return cv2.blendLinear(plate, add(heap, field(rng, plate.shape, 12, -18, 18)), 1 - share,
                            share)
 

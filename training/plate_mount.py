@@ -3,6 +3,37 @@ import cv2
 import numpy as np
 
 
+# Whole pictures at once; plain NumPy takes several times as long.
+
+def flat(shape, colour):
+    """A picture of one colour."""
+    return cv2.merge([np.full(shape[:2], value, np.uint8) for value in np.uint8(colour).tolist()])
+
+
+def blended(picture, colour, share):
+    """`share` (0 to 1, float32) of `colour` over the picture."""
+    return cv2.blendLinear(picture, flat(picture.shape, colour), 1 - share, share)
+
+
+def add(picture, light):
+    """Brightness added to every channel."""
+    plus = cv2.convertScaleAbs(cv2.max(light, 0.0))
+    minus = cv2.convertScaleAbs(cv2.min(light, 0.0))
+    return cv2.subtract(cv2.add(picture, cv2.merge([plus] * 3)), cv2.merge([minus] * 3))
+
+
+def times(picture, factor):
+    return cv2.multiply(picture, cv2.merge([factor] * 3), dtype=cv2.CV_8U)
+
+
+def soft(mask, sigma):
+    """Blurred by about `sigma` px."""
+    side = max(1, round(3.4 * sigma) | 1)
+    return cv2.blur(mask, (side, side))
+
+
+# The plate in its place
+
 def bordered(plate, outline, margin):
     """The plate and its mask with `margin` px of nothing around."""
     picture = cv2.copyMakeBorder(plate, *[margin] * 4, cv2.BORDER_REPLICATE)
@@ -12,13 +43,13 @@ def bordered(plate, outline, margin):
 def frame_mask(shape, sides, corner):
     """A rectangle with round corners; `sides`: left, top, right, bottom in px."""
     mask = np.zeros(shape[:2], np.uint8)
-    left, top, right, bottom = sides
-    radius = min(corner, (right - left) / 2 - 1, (bottom - top) / 2 - 1)
-    core = np.float32([(left + radius, top + radius), (right - radius, top + radius),
-                       (right - radius, bottom - radius), (left + radius, bottom - radius)])
-    core = np.round(core * 16).astype(np.int32)
-    cv2.fillConvexPoly(mask, core, 255, cv2.LINE_AA, 4)
-    cv2.polylines(mask, [core], True, 255, max(1, round(2 * radius)), cv2.LINE_AA, 4)
+    left, top, right, bottom = np.round(sides).astype(int).tolist()
+    corner = round(min(corner, (right - left) / 2 - 1, (bottom - top) / 2 - 1))
+    cv2.rectangle(mask, (left + corner, top), (right - corner, bottom), 255, -1)
+    cv2.rectangle(mask, (left, top + corner), (right, bottom - corner), 255, -1)
+    for x in (left + corner, right - corner):
+        for y in (top + corner, bottom - corner):
+            cv2.circle(mask, (x, y), corner, 255, -1, cv2.LINE_AA)
     return mask
 
 
@@ -42,20 +73,16 @@ def draw_holder(picture, mask, margin, px_per_mm, rng):
     outer = frame_mask(picture.shape, ends - inwards * reach, rng.uniform(3, 14) * px_per_mm)
     ring = cv2.subtract(outer, inner)
     colour = holder_colour(rng)
-    body = np.empty_like(picture)
-    body[:] = np.clip(colour, 0, 255)
-    slope = cv2.GaussianBlur(ring, (0, 0), rng.uniform(0.8, 2.5) * px_per_mm)
-    shine = cv2.Sobel(slope, cv2.CV_32F, 0, 1, ksize=3) + 0.4 * cv2.Sobel(slope, cv2.CV_32F, 1, 0,
-                                                                         ksize=3)
-    shine *= rng.uniform(0.1, 1.2) * (1 if colour.max() < 90 else 2)
-    body = cv2.subtract(cv2.add(body, cv2.merge([cv2.convertScaleAbs(np.maximum(shine, 0))] * 3)),
-                        cv2.merge([cv2.convertScaleAbs(np.minimum(shine, 0))] * 3))
+    body = flat(picture.shape, np.clip(colour, 0, 255))
+    slope = soft(ring, rng.uniform(0.8, 2.5) * px_per_mm)
+    shine = (cv2.Sobel(slope, cv2.CV_32F, 0, 1, ksize=3)
+             + 0.4 * cv2.Sobel(slope, cv2.CV_32F, 1, 0, ksize=3))
+    body = add(body, shine * np.float32(rng.uniform(0.1, 1.2) * (1 if colour.max() < 90 else 2)))
     # The holder's shadow on the plate.
-    drop = cv2.GaussianBlur(ring, (0, 0), 1.2 * px_per_mm).astype(np.float32)
-    drop = 1 - drop * (rng.uniform(0, 0.5) / 255)
-    picture = cv2.multiply(picture, cv2.merge([drop] * 3), dtype=cv2.CV_8U)
-    share = ring.astype(np.float32) / 255
-    return cv2.blendLinear(picture, body, 1 - share, share), np.maximum(mask, ring)
+    drop = soft(ring, 1.2 * px_per_mm).astype(np.float32)
+    picture = times(picture, 1 - drop * np.float32(rng.uniform(0, 0.5) / 255))
+    cv2.copyTo(body, ring, picture)
+    return picture, cv2.max(mask, ring)
 
 
 def draw_recess(picture, mask, margin, px_per_mm, rng):
@@ -66,13 +93,12 @@ def draw_recess(picture, mask, margin, px_per_mm, rng):
     sides = np.float64((margin - beyond, margin - beyond, width - margin + beyond,
                         height - margin + beyond)) + np.tile(shift, 2)
     dark = frame_mask(picture.shape, sides, rng.uniform(2, 14) * px_per_mm)
-    dark = cv2.GaussianBlur(dark, (0, 0), rng.uniform(0.3, 3) * px_per_mm)
-    dark = np.uint8(dark * rng.uniform(0.3, 1))
+    dark = soft(dark, rng.uniform(0.3, 3) * px_per_mm)
+    dark = cv2.convertScaleAbs(dark, alpha=rng.uniform(0.3, 1))
     # Where the plate is not, the picture becomes the shadow's own colour.
-    alone = 1 - mask.astype(np.float32) / 255
-    colour = np.empty_like(picture)
-    colour[:] = rng.uniform(0, 45) + rng.uniform(-4, 4, 3).clip(0)
-    return cv2.blendLinear(picture, colour, 1 - alone, alone), np.maximum(mask, dark)
+    colour = rng.uniform(0, 45) + rng.uniform(0, 4, 3)
+    picture = blended(picture, colour, 1 - mask.astype(np.float32) * (1 / 255))
+    return picture, cv2.max(mask, dark)
 
 
 def mounted(plate, outline, margin, px_per_mm, rng):

@@ -138,7 +138,7 @@ def moved(cells, rng, about, far):
     """A row's cells shifted and scaled together and each a little by itself."""
     about = np.float64(about)
     scale = rng.uniform(1 - 0.03 * far, 1 + 0.025 * far, 2)
-    shift = rng.normal(0, (1.2 * far, 0.9 * far))
+    shift = np.clip(rng.normal(0, (1.2 * far, 0.9 * far)), -8, 8)
     for cell in cells:
         own = rng.normal(0, 0.4 * min(far, 2), 2)
         centre = about + (np.float64(cell.centre) - about) * scale + shift + own
@@ -177,31 +177,33 @@ def tile_of(cell, hand, font, px_per_mm):
     if cell.use in ("hyphen", "dot"):
         return block_tile(cell.use, hand.soft)
     if cell.use == "region":
-        return kanji.glyph(font, cell.char, cell.box[0], cell.box[1], hand.kanji)
-    return lettering.glyph(cell.use, cell.char, hand, px_per_mm)
+        return kanji.glyph(px_per_mm, font, cell.char, *cell.box, hand.kanji)
+    return lettering.glyph(px_per_mm, cell.use, cell.char, hand)
 
 
 def ink_box(tile):
     """Left, top, right, bottom of what is drawn, in px."""
     left, top, width, height = cv2.boundingRect(cv2.compare(tile, 100, cv2.CMP_GT))
-    return np.float64((left, top, left + width, top + height))
+    return left, top, left + width, top + height
 
 
 def lay(ink, tile, cell, px_per_mm):
     """Puts the tile's box on the cell; the ink's own box in mm comes back."""
-    shape = np.float64(tile.shape[::-1])
-    size = (np.float64(cell.box) + 2 * lettering.PAD) * cell.scale * px_per_mm
-    size = np.maximum(1, np.round(size)).astype(int)
-    small = cv2.resize(tile, tuple(size.tolist()), interpolation=cv2.INTER_AREA)
-    corner = np.round(np.float64(cell.centre) * px_per_mm - size / 2).astype(int)
-    low, high = np.maximum(corner, 0), np.minimum(corner + size, ink.shape[::-1])
-    if (high <= low).any():
+    size = [max(1, round((side + 2 * lettering.PAD) * scale * px_per_mm))
+            for side, scale in zip(cell.box, cell.scale)]
+    shape = tile.shape[::-1]
+    way = cv2.INTER_AREA if 2 * size[0] < shape[0] else cv2.INTER_LINEAR
+    small = cv2.resize(tile, size, interpolation=way)
+    x, y = (round(middle * px_per_mm - side / 2) for middle, side in zip(cell.centre, size))
+    area = ink[max(y, 0):y + size[1], max(x, 0):x + size[0]]
+    if not area.size:
         return None
-    area = ink[low[1]:high[1], low[0]:high[0]]
-    np.maximum(area, small[low[1] - corner[1]:high[1] - corner[1],
-                           low[0] - corner[0]:high[0] - corner[0]], out=area)
-    box = ink_box(tile) * np.tile(size / shape, 2) + np.tile(corner, 2)
-    return tuple((box / px_per_mm).tolist())
+    seen = small[max(-y, 0):, max(-x, 0):][:area.shape[0], :area.shape[1]]
+    np.maximum(area, seen, out=area)
+    fx, fy = size[0] / shape[0], size[1] / shape[1]
+    left, top, right, bottom = ink_box(tile)
+    return tuple(round(edge / px_per_mm, 2) for edge in (x + left * fx, y + top * fy,
+                                                         x + right * fx, y + bottom * fy))
 
 
 @functools.lru_cache(maxsize=None)
