@@ -26,10 +26,10 @@ CLASS_LETTERS = "ACFHKLMPXY"
 @dataclass(frozen=True)
 class Hand:
     """How one set of dies was cut.  The default is the plain one."""
-    serial: float = 12.4       # pen in mm
-    small: float = 5.6         # pen of the class number
-    brush: float = 5.2         # pen of the kana
-    kanji: float = 5.0         # pen of the region
+    serial: float = 12.0       # pen in mm
+    small: float = 5.2         # pen of the class number
+    brush: float = 4.6         # pen of the kana
+    kanji: float = 4.3         # pen of the region
     soft: float = 0.6          # mm by which corners and ends are rounded
     round_ends: bool = False   # the digits' lines end round, not cut
     contrast: float = 0.5      # of the brush: 0 even line, 1 strong
@@ -53,10 +53,10 @@ def random_hand(rng, way=None):
     way = rng.uniform(-0.15, 1.15) if way is None else way + rng.normal(0, 0.12)
     weight = rng.normal(1, 0.07)
     return Hand(
-        serial=round(float(np.clip(12.4 * weight * rng.normal(1, 0.03), 9, 16)), 2),
-        small=round(float(np.clip(5.5 * weight * rng.normal(1, 0.09), 3.6, 7.5)), 2),
-        brush=round(float(np.clip(5.2 * weight * rng.normal(1, 0.1), 3.4, 7.5)), 2),
-        kanji=float(rng.choice((3.5, 4.5, 5.0, 5.5))),
+        serial=round(float(np.clip(12.0 * weight * rng.normal(1, 0.03), 9, 16)), 2),
+        small=round(float(np.clip(5.1 * weight * rng.normal(1, 0.09), 3.6, 7.5)), 2),
+        brush=round(float(np.clip(4.5 * weight * rng.normal(1, 0.14), 2.9, 7)), 2),
+        kanji=float(rng.choice((3.2, 3.9, 4.6, 5.3), p=(0.3, 0.3, 0.25, 0.15))),
         soft=float(rng.uniform(0.2, 1.6)), round_ends=bool(rng.random() < 0.2),
         contrast=float(rng.uniform(0, 1)), way=float(way),
         tail=float(np.clip(0.15 + 0.7 * way * rng.uniform(0.3, 1.2), 0, 1)),

@@ -50,7 +50,7 @@ def colours(kind, rng, free):
     ground = ground * rng.uniform(0.84, 1.12) * rng.uniform(0.94, 1.05, 3)
     if text.max() < 110:
         # Green text is anything from nearly black to bright, black fades to grey.
-        text = text * rng.uniform(0.35, 1.5) + rng.uniform(0, 25)
+        text = text * (0.2 + 1.3 * rng.random() ** 1.7) + rng.uniform(0, 25)
         text = text + rng.uniform(0, 0.25) * (90 - text)
     elif ground.max() < 110:
         ground = ground * rng.uniform(0.5, 1.3) + rng.uniform(0, 18)
@@ -103,7 +103,7 @@ def draw_ground(kind, ground, shape, px_per_mm, rng):
 
 def worn(ink, rng):
     """Paint gone from some of the raised tops."""
-    gone = field(rng, ink.shape, int(rng.integers(6, 40)), 0, 1)
+    gone = field(rng, ink.shape, int(rng.integers(16, 70)), 0, 1)
     gone = np.clip((gone - rng.uniform(0.65, 1)) * rng.uniform(2, 8), 0, 1)
     return np.uint8(ink * (1 - rng.uniform(0.2, 0.9) * gone))
 
@@ -158,7 +158,8 @@ def draw_bolts(plate, kind, px_per_mm, rng):
     for number, (x, y) in enumerate(places):
         radius, tint = 6.5, np.float64((1, 1, 1))
         dark, bright, ring = METALS[0]
-        sealed = kind.seal and number == 0
+        # Seals are on rear plates alone.
+        sealed = kind.seal and number == 0 and (rng is None or rng.random() < 0.45)
         if rng is not None:
             x, y = (x, y) + rng.normal(0, 0.9, 2)
             dark, bright, ring = np.float64(METALS[int(rng.integers(4))]) * rng.uniform(0.5, 1.2)
@@ -202,15 +203,15 @@ def soil(plate, ink, rng):
     """Road dirt: soft brown clouds, thicker towards the lower edge and around
     the relief, and splashes."""
     height, width = plate.shape[:2]
-    clouds = rng.uniform(0, 1, (6, 10)).astype(np.float32) ** 2
-    clouds[-2:] += rng.uniform(0, 0.5)
-    cover = cv2.resize(clouds, (width, height), interpolation=cv2.INTER_CUBIC)
+    cover = field(rng, plate.shape, int(rng.integers(3, 9)), 0, 0.6)
+    cover += field(rng, plate.shape, int(rng.integers(16, 60)), -0.3, 0.5)
+    cover += np.linspace(0, rng.uniform(0, 0.7), height, dtype=np.float32)[:, None]
     for _ in range(int(rng.integers(0, 12))):
         centre = (int(rng.integers(width)), int(rng.integers(height)))
         cv2.circle(cover, centre, max(1, int(height * rng.uniform(0.003, 0.02))), 1.0, -1)
     around = cv2.absdiff(cv2.GaussianBlur(ink, (0, 0), height * 0.012), ink)
     cover += around * (rng.uniform(0, 1.2) / 255)
-    cover = np.clip(cover * rng.uniform(0.1, 0.5), 0, 0.65)
+    cover = np.clip(cover * rng.uniform(0.05, 0.45), 0, 0.65)
     mud = np.float32((110, 95, 75)) * rng.uniform(0.4, 1.1)
     return blended(plate, mud, cover)
 
@@ -299,7 +300,7 @@ def live(kind, ink, px_per_mm, margin, rng, free):
     if kind.seal and kind.ground[0] > 200 and rng.random() < 0.03:
         plate = glowing(ground, ink, px_per_mm, rng)
     else:
-        cover = worn(ink, rng) if rng.random() < 0.15 else ink
+        cover = worn(ink, rng) if rng.random() < 0.12 else ink
         plate = lit(mixed(ground, colour, cover), ink, px_per_mm, rng)
     draw_bolts(plate, kind, px_per_mm, rng)
     if rng.random() < 0.25:

@@ -87,17 +87,40 @@ class Plate:
         return self.picture[top:bottom, left:right], self.mask[top:bottom, left:right]
 
 
-# Where the characters stand, in mm.  Down: 15, 40, 15, 80, 15.  Across the lower
-# row: 20, kana 40, 15, digit 40, 15, digit 40, 12.5, hyphen 20, 12.5, digit 40,
-# 15, digit 40, 20.
+# Where the characters stand
 
-UPPER_MIDDLE, LOWER_MIDDLE = 35, 110
-KANA_CENTRE = 40
-SERIAL_CENTRES = (95, 150, 235, 290)
-HYPHEN_CENTRE, HYPHEN_SIZE, DOT_SIZE = 192.5, (21, 13), 13
-REGION_LEFT, REGION_FIELD, REGION_HEIGHT = 78, 97, 40
-REGION_CELLS = {1: (41, 0), 2: (41, 6), 3: (31, 2), 4: (23, 1)}   # width, gap
-CLASS_CENTRES = (190.5, 218, 245.5)
+@dataclass(frozen=True)
+class Layout:
+    """In mm, boxes as (width, height)."""
+    upper: float             # middle of the upper row
+    region: tuple            # left and width of its field
+    region_cells: dict       # characters of the region: (width, gap)
+    region_height: float
+    class_centres: tuple
+    class_box: tuple
+    lower: float
+    kana: float
+    kana_box: tuple
+    serial_centres: tuple
+    serial_box: tuple
+    hyphen: float
+    hyphen_box: tuple
+    dot: float
+
+
+# Down: 15, 40, 15, 80, 15.  Across the lower row: 20, kana 40, 15, digit 40, 15,
+# digit 40, 12.5, hyphen 20, 12.5, digit 40, 15, digit 40, 20.
+MEDIUM = Layout(upper=35, region=(78, 97), region_height=40,
+                region_cells={1: (41, 0), 2: (41, 6), 3: (31, 2), 4: (23, 1)},
+                class_centres=(190.5, 218, 245.5), class_box=(23.5, 40),
+                lower=110, kana=40, kana_box=(40, 41), serial_centres=(95, 150, 235, 290),
+                serial_box=(40, 80), hyphen=192.5, hyphen_box=(21, 13), dot=13)
+# Those of trucks and buses have larger digits, the other characters are smaller beside them.
+LARGE = Layout(upper=33.5, region=(80, 72), region_height=33,
+               region_cells={1: (34, 0), 2: (33, 2), 3: (23, 1), 4: (17.5, 0.5)},
+               class_centres=(166, 192, 218), class_box=(23, 32.5),
+               lower=104, kana=31, kana_box=(31, 32), serial_centres=(84, 143.5, 229, 288),
+               serial_box=(48.5, 94), hyphen=187, hyphen_box=(21, 15), dot=15)
 
 
 @dataclass
@@ -110,60 +133,65 @@ class Cell:
     scale: tuple = (1.0, 1.0)           # at which it stands on the plate
 
 
-def upper_cells(region, class_no):
-    width, gap = REGION_CELLS[min(len(region), 4)]
+def lettered_cell(group, use, char, centre, box):
+    drawn = lettering.BOXES[use]
+    return Cell(group, use, char, centre, drawn, (box[0] / drawn[0], box[1] / drawn[1]))
+
+
+def upper_cells(layout, region, class_no):
+    width, gap = layout.region_cells[min(len(region), 4)]
+    left, field = layout.region
     used = len(region) * width + (len(region) - 1) * gap
-    first = REGION_LEFT + (REGION_FIELD - used + width) / 2
+    first = left + (field - used + width) / 2
     for i, char in enumerate(region):
-        yield Cell(REGION, "region", char, (first + i * (width + gap), UPPER_MIDDLE),
-                   (width, REGION_HEIGHT))
-    for char, centre in zip(class_no, CLASS_CENTRES):
-        yield Cell(CLASS, "class", char, (centre, UPPER_MIDDLE), lettering.BOXES["class"])
+        yield Cell(REGION, "region", char, (first + i * (width + gap), layout.upper),
+                   (width, layout.region_height))
+    for char, centre in zip(class_no, layout.class_centres):
+        yield lettered_cell(CLASS, "class", char, (centre, layout.upper), layout.class_box)
 
 
-def lower_cells(kana, serial):
-    yield Cell(KANA, "kana", kana, (KANA_CENTRE, LOWER_MIDDLE), lettering.BOXES["kana"])
+def lower_cells(layout, kana, serial):
+    yield lettered_cell(KANA, "kana", kana, (layout.kana, layout.lower), layout.kana_box)
     # Serials below 1000 have a dot for every missing digit and no hyphen.
     characters = serial.replace("-", "").rjust(4, MIDDLE_DOT)
-    for i, (char, centre) in enumerate(zip(characters, SERIAL_CENTRES)):
+    for i, (char, x) in enumerate(zip(characters, layout.serial_centres)):
+        centre = (x, layout.lower)
         if char == MIDDLE_DOT:
-            yield Cell(SERIAL, "dot", char, (centre, LOWER_MIDDLE), (DOT_SIZE, DOT_SIZE))
+            yield Cell(SERIAL, "dot", char, centre, (layout.dot, layout.dot))
         else:
-            yield Cell(SERIAL, "serial", char, (centre, LOWER_MIDDLE), lettering.BOXES["serial"])
+            yield lettered_cell(SERIAL, "serial", char, centre, layout.serial_box)
         if i == 1 and "-" in serial:
-            yield Cell(SERIAL, "hyphen", "-", (HYPHEN_CENTRE, LOWER_MIDDLE), HYPHEN_SIZE)
+            yield Cell(SERIAL, "hyphen", "-", (layout.hyphen, layout.lower), layout.hyphen_box)
 
 
 def moved(cells, rng, about, far):
     """A row's cells shifted and scaled together and each a little by itself."""
-    about = np.float64(about)
     scale = rng.uniform(1 - 0.03 * far, 1 + 0.025 * far, 2)
     shift = np.clip(rng.normal(0, (1.2 * far, 0.9 * far)), -8, 8)
     for cell in cells:
         own = rng.normal(0, 0.4 * min(far, 2), 2)
         centre = about + (np.float64(cell.centre) - about) * scale + shift + own
-        yield replace(cell, centre=centre, scale=scale * rng.normal(1, 0.012, 2))
+        yield replace(cell, centre=centre,
+                      scale=cell.scale * scale * rng.normal(1, 0.012, 2))
 
 
 def varied(cells, rng):
     """The layout as makers vary it, now and then far beyond: a reader must not
     count on places that a crop or a bent plate shifts."""
     far = rng.choice((1.0, 2.0, 4.0), p=(0.6, 0.28, 0.12))
-    rows = {group: [cell for cell in cells if cell.group == group] for group in range(4)}
-    abouts = {REGION: (126, UPPER_MIDDLE), CLASS: (218, UPPER_MIDDLE),
-              KANA: (KANA_CENTRE, LOWER_MIDDLE), SERIAL: (192, LOWER_MIDDLE)}
     near = {REGION: 0.8, CLASS: 0.8, KANA: 2.0, SERIAL: 0.8}
-    for group, row in rows.items():
-        yield from moved(row, rng, abouts[group], near[group] * far)
+    for group in range(4):
+        row = [cell for cell in cells if cell.group == group]
+        about = np.mean([cell.centre for cell in row], axis=0)
+        yield from moved(row, rng, about, near[group] * far)
 
 
 # Ink
 
 @functools.lru_cache(maxsize=256)
-def block_tile(use, soft):
+def block_tile(use, box, soft):
     """Hyphen and dot at FINE px per mm, PAD around."""
-    width, height = (round(side * lettering.FINE) for side in
-                     (HYPHEN_SIZE if use == "hyphen" else (DOT_SIZE, DOT_SIZE)))
+    width, height = (round(side * lettering.FINE) for side in box)
     pad = round(lettering.PAD * lettering.FINE)
     tile = np.zeros((height + 2 * pad, width + 2 * pad), np.uint8)
     if use == "hyphen":
@@ -175,7 +203,7 @@ def block_tile(use, soft):
 
 def tile_of(cell, hand, font, px_per_mm):
     if cell.use in ("hyphen", "dot"):
-        return block_tile(cell.use, hand.soft)
+        return block_tile(cell.use, cell.box, hand.soft)
     if cell.use == "region":
         return kanji.glyph(px_per_mm, font, cell.char, *cell.box, hand.kanji)
     return lettering.glyph(px_per_mm, cell.use, cell.char, hand)
@@ -216,9 +244,19 @@ def hands(way):
 HANDS = 96       # more of them cost memory: their tiles are kept
 
 
+def large_share(text):
+    """Trucks and buses have large plates; they begin with 1 and 2, and some with 8, 9, 0."""
+    if "kei" in text.kind:
+        return 0.02
+    of_trucks = text.class_no[0] in "12" or text.class_no[0] in "890" and "business" in text.kind
+    return (0.5 if "business" in text.kind else 0.3) if of_trucks else 0.06
+
+
 def letter_plate(text, style, px_per_mm, rng):
     ink = np.zeros((round(HEIGHT * px_per_mm), round(WIDTH * px_per_mm)), np.uint8)
-    cells = [*upper_cells(text.region, text.class_no), *lower_cells(text.kana, text.serial)]
+    layout = LARGE if rng is not None and rng.random() < large_share(text) else MEDIUM
+    cells = [*upper_cells(layout, text.region, text.class_no),
+             *lower_cells(layout, text.kana, text.serial)]
     hand = replace(lettering.PLAIN, way=style.way or 0.0)
     if rng is not None:
         hand, cells = pick(rng, hands(style.way)), list(varied(cells, rng))
@@ -238,7 +276,7 @@ def odd_cells(rng):
         use = pick(rng, ("serial", "class", "kana", "region"))
         height = rng.uniform(14, 120)
         width = height * rng.uniform(0.35, 1.1)
-        box = np.float64(lettering.BOXES.get(use, (41, REGION_HEIGHT)))
+        box = np.float64(lettering.BOXES.get(use, (41, 40)))
         y, x = rng.uniform(20, HEIGHT - 20), rng.uniform(10, 160)
         for i in range(int(rng.integers(1, 9))):
             chars = {"serial": ANY_DIGIT, "class": ANY_DIGIT + CLASS_LETTERS,
