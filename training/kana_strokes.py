@@ -1,12 +1,12 @@
-"""The 42 kana of licence plates, and those of region names, stroke by stroke.
+"""The 42 kana of licence plates, stroke by stroke.
 
 Points are hundredths of the box, x right and y down; a line runs smoothly
 through them.  * after a point is a corner, > at the end a tapered end.
-"joined" is the form in which strokes are drawn as one.
+"joined" is the form in which strokes are drawn as one, "share" how many plates
+have it.
 """
 
 LEFT_STEM = "17,13 13,38 13,66 18,91* 26,74>"
-SHORT_BAR_AND_ZIGZAG = ("29,5 29,48 29,97", )
 
 KANA = {char: {"strokes": strokes} for char, strokes in {
     "あ": ["17,25 47,25 80,18", "44,4 42,30 43,58 50,84",
@@ -27,7 +27,7 @@ KANA = {char: {"strokes": strokes} for char, strokes in {
     "さ": ["17,30 46,28 82,19", "43,4 55,28 66,46 78,64* 60,56>", "25,66 27,81 41,90 57,92 75,89"],
     "す": ["6,26 44,24 94,20", "55,3 56,34 56,56 46,66 34,60 34,48 46,42 56,50 60,64 56,82 40,98>"],
     "せ": ["5,42 46,38 95,32", "70,8 71,36 69,60* 55,53>", "30,16 30,50 31,76 42,88 62,90 84,88"],
-    "そ": ["24,12 46,12 74,7* 46,31 10,54* 46,47 92,39* 62,51 47,68 51,86 66,94 80,95"],
+    "そ": ["22,6 32,14 40,27", "78,4 60,24 36,42 9,54* 46,48 92,40* 62,51 47,68 51,86 66,94 80,95"],
     "た": ["9,28 32,28 57,23", "35,4 29,40 19,70 7,95>", "52,49 68,47 90,45* 76,54>",
           "48,72 51,85 62,91 78,92 94,90"],
     "ち": ["13,26 44,26 82,19", "43,3 36,30 25,60* 44,46 64,42 80,51 82,68 68,86 40,97>"],
@@ -83,8 +83,4 @@ for char, strokes in {
     "ら": ["37,5 50,10 66,19* 29,30 26,48 24,68* 42,51 64,46 81,56 81,74 67,88 40,97>"],
     "り": ["24,8 20,32 21,50 27,64* 38,36 56,10 73,14 77,38 73,62 61,82 42,98>"],
 }.items():
-    KANA[char]["joined"] = strokes
-
-DAKUTEN = ["80,2 86,12", "92,0 98,10"]
-for char, base in {"ば": "は", "ぎ": "き", "ぐ": "く"}.items():
-    KANA[char] = {"strokes": KANA[base]["strokes"] + DAKUTEN}
+    KANA[char].update(joined=strokes, share=0.5 if char == "そ" else 0.25)

@@ -26,13 +26,14 @@ CLASS_LETTERS = "ACFHKLMPXY"
 @dataclass(frozen=True)
 class Hand:
     """How one set of dies was cut.  The default is the plain one."""
-    serial: float = 12.0       # pen in mm
+    serial: float = 11.8       # pen in mm
     small: float = 5.2         # pen of the class number
     brush: float = 4.6         # pen of the kana
     kanji: float = 4.3         # pen of the region
     soft: float = 0.6          # mm by which corners and ends are rounded
     round_ends: bool = False   # the digits' lines end round, not cut
-    contrast: float = 0.5      # of the brush: 0 even line, 1 strong
+    contrast: float = 0.6      # of the brush: 0 even line, 1 strong
+    entry: float = 0.3         # how pointed the brush comes down
     way: float = 0.0           # 0 and 1 are the two makers', others lie around
     tail: float = 0.25         # of 6 and 9: 0 straight, 1 curled round
     waist: float = 0.455       # height of the middle of 3 and 8
@@ -41,7 +42,7 @@ class Hand:
     seven_serif: bool = False
     open_four: bool = False
     square: float = 0.5        # sides of 0: 0 an ellipse, 1 straight
-    joined: bool = False       # kana with joined strokes where there are such
+    joined: float = 1.0        # below a kana's share its strokes are joined
     bend: float = 0.0          # mm that points of a line stray
     seed: int = 0              # of the bends
 
@@ -53,17 +54,17 @@ def random_hand(rng, way=None):
     way = rng.uniform(-0.15, 1.15) if way is None else way + rng.normal(0, 0.12)
     weight = rng.normal(1, 0.07)
     return Hand(
-        serial=round(float(np.clip(12.0 * weight * rng.normal(1, 0.03), 9, 16)), 2),
+        serial=round(float(np.clip(11.7 * weight * rng.normal(1, 0.03), 9, 16)), 2),
         small=round(float(np.clip(5.1 * weight * rng.normal(1, 0.09), 3.6, 7.5)), 2),
         brush=round(float(np.clip(4.5 * weight * rng.normal(1, 0.14), 2.9, 7)), 2),
         kanji=float(rng.choice((3.2, 3.9, 4.6, 5.3), p=(0.3, 0.3, 0.25, 0.15))),
         soft=float(rng.uniform(0.2, 1.6)), round_ends=bool(rng.random() < 0.2),
-        contrast=float(rng.uniform(0, 1)), way=float(way),
+        contrast=float(rng.uniform(0, 1.3)), entry=float(rng.uniform(-0.3, 1)), way=float(way),
         tail=float(np.clip(0.15 + 0.7 * way * rng.uniform(0.3, 1.2), 0, 1)),
         waist=float(rng.normal(0.455, 0.015)), leg=float(rng.uniform(0.1, 0.7)),
         flat_three=bool(rng.random() < 0.08), seven_serif=bool(rng.random() < 0.12),
         open_four=bool(rng.random() < 0.1), square=float(rng.uniform(0, 1)),
-        joined=bool(rng.random() < 0.25), bend=float(abs(rng.normal(0, 0.5))),
+        joined=float(rng.random()), bend=float(abs(rng.normal(0, 0.5))),
         seed=int(rng.integers(1 << 30)))
 
 
@@ -244,25 +245,25 @@ def parsed(stroke):
     return np.float64(points), tuple(corners), tapers
 
 
-def brush_widths(length, count, tapers, contrast):
-    """Pressed at the start, lighter on the way, and lifted at a tapered end."""
+def brush_widths(length, count, tapers, hand):
+    """Comes down pointed or not, is lighter on the way, and is lifted at a tapered end."""
     t = np.linspace(0, 1, count)
-    width = 1 + contrast * (0.10 * np.cos(2 * np.pi * t) - 0.06)
+    width = 1 + hand.contrast * (0.13 * np.cos(2 * np.pi * t) - 0.07)
+    width *= 1 - 0.4 * hand.entry * np.clip(1 - t * length / 12, 0, 1)
     if tapers:
-        lift = np.clip((1 - t) * length / 34, 0, 1)
-        width *= 1 - (0.25 + 0.45 * contrast) * (1 - lift)
+        lift = np.clip((1 - t) * length / 36, 0, 1)
+        width *= 1 - (0.25 + 0.35 * hand.contrast) * (1 - lift)
     return width
 
 
 def kana_lines(char, w, h, hand, rng):
     table = KANA[char]
-    strokes = table["joined"] if hand.joined and "joined" in table else table["strokes"]
+    strokes = table["joined" if hand.joined < table.get("share", 0) else "strokes"]
     lines = []
     for stroke in strokes:
         points, corners, tapers = parsed(stroke)
         stray = rng.normal(0, 100 * hand.bend / 40, points.shape) if hand.bend else 0
         points = points + stray
-        parts = np.split(np.arange(len(points)), np.array(corners, int))
         way, begin = [], 0
         for corner in tuple(corners) + (len(points) - 1,):
             way.append(smooth(points[begin:corner + 1]))
@@ -270,7 +271,7 @@ def kana_lines(char, w, h, hand, rng):
         way = path(*way)
         length = np.linalg.norm(np.diff(way, axis=0), axis=1).sum()
         lines.append(Line(way / 100 * (w, h), "round", "round",
-                          brush_widths(length, len(way), tapers, hand.contrast)))
+                          brush_widths(length, len(way), tapers, hand)))
     return lines
 
 
