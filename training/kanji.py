@@ -27,7 +27,7 @@ FONTS = {
     "wqy": (TRUETYPE + "wqy/wqy-microhei.ttc", 0, "fonts-wqy-microhei"),
 }
 PACKAGES = tuple(sorted({package for _, _, package in FONTS.values()}))
-DRAWN = 240      # px of the em that characters are drawn at
+DRAWN = 160      # px of the em that characters are drawn at
 FULL = "東"      # fills its cell; others keep their size beside it
 
 
@@ -45,12 +45,12 @@ def load_font(name):
     return ImageFont.truetype(path, DRAWN, index=index)
 
 
-@functools.lru_cache(maxsize=1024)
+@functools.lru_cache(maxsize=4096)
 def in_em(name, char):
-    """The character in a square of two em, and the box of its ink."""
-    tile = Image.new("L", (2 * DRAWN, 2 * DRAWN))
-    ImageDraw.Draw(tile).text((DRAWN // 2, 3 * DRAWN // 2), char, font=load_font(name), fill=255,
-                              anchor="ls")
+    """The character with an eighth of an em around it, and the box of its ink."""
+    around = DRAWN // 8
+    tile = Image.new("L", (DRAWN + 2 * around, DRAWN + 2 * around))
+    ImageDraw.Draw(tile).text((around, DRAWN), char, font=load_font(name), fill=255, anchor="ls")
     return np.array(tile), tile.getbbox()
 
 
@@ -66,20 +66,22 @@ def squeezed(name, char, width, height):
 
 
 @functools.lru_cache(maxsize=4096)
-def change_for(name, char, width, height, pen):
-    """mm to add to the strokes so that they come to `pen`, less where they are dense."""
+def strokes(name, char, width, height):
+    """The length of all strokes and how wide the font has them, mm."""
     ink = squeezed(name, char, width, height) > 127
     outlines, _ = cv2.findContours(np.uint8(ink), cv2.RETR_LIST, cv2.CHAIN_APPROX_NONE)
     length = sum(cv2.arcLength(outline, True) for outline in outlines) / FINE / 2
-    own = np.count_nonzero(ink) / FINE ** 2 / max(length, 1)
-    return min(pen, 0.62 * width * height / max(length, 1)) - own
+    return max(length, 1), np.count_nonzero(ink) / FINE ** 2 / max(length, 1)
 
 
 def draw(name, char, width, height, pen):
-    """The lettered tile, PAD mm larger than its cell on every side."""
-    tile, change = squeezed(name, char, width, height), change_for(name, char, width, height, pen)
+    """The tile, PAD mm larger than its cell on every side, its strokes brought to
+    `pen` mm, thinner where they stand dense."""
+    length, own = strokes(name, char, width, height)
+    change = min(pen, 0.62 * width * height / length) - own
     size = abs(round(change * FINE)) + 1
     kernel = cv2.getStructuringElement(cv2.MORPH_ELLIPSE, (size, size))
+    tile = squeezed(name, char, width, height)
     tile = cv2.dilate(tile, kernel) if change > 0 else cv2.erode(tile, kernel)
     # The press rounds what the kernel leaves in steps.
     return cv2.threshold(cv2.GaussianBlur(tile, (0, 0), 1.3), 127, 255, cv2.THRESH_BINARY)[1]

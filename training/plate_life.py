@@ -14,12 +14,12 @@ BOLTS = ((60, 25), (270, 25))
 
 
 @functools.lru_cache(maxsize=64)
-def rounded(inset, px_per_mm):
+def rounded(inset, px_per_mm, corner=CORNER):
     """Mask of the plate's outline, moved inwards by `inset` mm."""
     fine = 4
     width, height = round(WIDTH * px_per_mm), round(HEIGHT * px_per_mm)
     mask = np.zeros((height * fine, width * fine), np.uint8)
-    edge, corner = inset * px_per_mm * fine, max(CORNER - inset, 3) * px_per_mm * fine
+    edge, corner = inset * px_per_mm * fine, max(corner - inset, 3) * px_per_mm * fine
     low, high = edge + corner, np.float64((width, height)) * fine - edge - corner
     core = np.float32([(low, low), (high[0], low), high, (low, high[1])])
     cv2.fillConvexPoly(mask, core.astype(np.int32), 255)
@@ -27,9 +27,10 @@ def rounded(inset, px_per_mm):
     return cv2.resize(mask, (width, height), interpolation=cv2.INTER_AREA)
 
 
-@functools.lru_cache(maxsize=8)
-def rim(px_per_mm):
-    return rounded(RIM_INSET, px_per_mm) - rounded(RIM_INSET + RIM_WIDTH, px_per_mm)
+@functools.lru_cache(maxsize=64)
+def rim(px_per_mm, inset=RIM_INSET, width=RIM_WIDTH):
+    """What is pressed up along the edge."""
+    return rounded(inset, px_per_mm) - rounded(inset + width, px_per_mm)
 
 
 def field(rng, shape, size, low, high):
@@ -124,9 +125,11 @@ def relief(raised, px_per_mm, light, strength, soft):
 
 def lit(plate, ink, px_per_mm, rng):
     """The relief in the light of day or lamp, with the shadows it casts."""
-    raised = cv2.max(ink, rim(px_per_mm))
     if rng is None:
+        raised = cv2.max(ink, rim(px_per_mm))
         return add(plate, relief(raised, px_per_mm, (0.7, 0.7), 30, 0.6))
+    edge = rim(px_per_mm, int(rng.integers(1, 5)), int(rng.integers(0, 6)))
+    raised = cv2.max(ink, edge)
     turn = np.radians(rng.normal(-90, 50))
     light = (-np.cos(turn), -np.sin(turn))
     low = rng.random() < 0.35        # a low light makes long shadows
@@ -148,13 +151,18 @@ def lit(plate, ink, px_per_mm, rng):
 METALS = ((70, 177, 141), (50, 120, 90), (40, 90, 65), (90, 215, 170))
 
 
-def draw_bolts(plate, kind, px_per_mm, rng):
+def draw_bolts(plate, kind, px_per_mm, rng, free=False):
+    """`free`: they may be anywhere, or missing."""
     def px(mm):
         return round(mm * px_per_mm)
     places = np.float64(BOLTS)
     if rng is not None and rng.random() < 0.15:     # large plates, and wilder ones
         places[:, 0] = 165 + np.array((-1, 1)) * rng.uniform(102, 130)
         places[:, 1] = rng.uniform(14, 32)
+        if rng.random() < 0.5:                      # large ones have four
+            places = np.concatenate([places, places * (1, 0) + (0, HEIGHT - places[0, 1] / 2)])
+    if free and rng.random() < 0.6:
+        places = rng.uniform(12, (WIDTH - 12, HEIGHT - 12), (int(rng.integers(0, 5)), 2))
     for number, (x, y) in enumerate(places):
         radius, tint = 6.5, np.float64((1, 1, 1))
         dark, bright, ring = METALS[0]
@@ -171,7 +179,10 @@ def draw_bolts(plate, kind, px_per_mm, rng):
         if sealed:
             radius = 11 if rng is None else rng.uniform(9, 15)
         # Caps stand clear of the characters between the screws.
-        x = 165 + np.sign(x - 165) * max(abs(x - 165), 88 + radius)
+        if y < 70 and not free:
+            x = 165 + np.sign(x - 165) * max(abs(x - 165), 88 + radius)
+        elif not free:
+            radius = min(radius, 6)
         centre = (px(x), px(y))
         for shift, size, grey, line in ((0.8, radius + 0.6, dark, -1), (0, radius, bright, -1),
                                         (0, radius * 0.7, ring, max(1, px(0.8)))):
@@ -204,7 +215,7 @@ def soil(plate, ink, rng):
     the relief, and splashes."""
     height, width = plate.shape[:2]
     cover = field(rng, plate.shape, int(rng.integers(3, 9)), 0, 0.6)
-    cover += field(rng, plate.shape, int(rng.integers(16, 60)), -0.3, 0.5)
+    cover += field(rng, plate.shape, int(rng.integers(16, 60)), -0.1, 0.2)
     cover += np.linspace(0, rng.uniform(0, 0.7), height, dtype=np.float32)[:, None]
     for _ in range(int(rng.integers(0, 12))):
         centre = (int(rng.integers(width)), int(rng.integers(height)))
@@ -302,8 +313,8 @@ def live(kind, ink, px_per_mm, margin, rng, free):
     else:
         cover = worn(ink, rng) if rng.random() < 0.12 else ink
         plate = lit(mixed(ground, colour, cover), ink, px_per_mm, rng)
-    draw_bolts(plate, kind, px_per_mm, rng)
-    if rng.random() < 0.25:
+    draw_bolts(plate, kind, px_per_mm, rng, free)
+    if rng.random() < 0.2:
         plate = soil(plate, ink, rng)
     if rng.random() < 0.05:
         draw_sticker(plate, px_per_mm, rng)
@@ -313,4 +324,5 @@ def live(kind, ink, px_per_mm, margin, rng, free):
         plate = dented(plate, px_per_mm, rng)
     if rng.random() < 0.6:
         plate = shaded(plate, rng)
-    return mounted(plate, rounded(0, px_per_mm), margin, px_per_mm, rng)
+    corner = CORNER if rng.random() < 0.6 else int(rng.integers(4, 15))
+    return mounted(plate, rounded(0, px_per_mm, corner), margin, px_per_mm, rng)
