@@ -42,6 +42,8 @@ class Hand:
     seven_serif: bool = False
     open_four: bool = False
     square: float = 0.5        # sides of 0: 0 an ellipse, 1 straight
+    wide: float = 1.0          # of the kana
+    lean: float = 0.0          # of the kana, to the right
     joined: float = 1.0        # below a kana's share its strokes are joined
     bend: float = 0.0          # mm that points of a line stray
     seed: int = 0              # of the bends
@@ -64,6 +66,7 @@ def random_hand(rng, way=None):
         waist=float(rng.normal(0.455, 0.015)), leg=float(rng.uniform(0.1, 0.7)),
         flat_three=bool(rng.random() < 0.08), seven_serif=bool(rng.random() < 0.12),
         open_four=bool(rng.random() < 0.1), square=float(rng.uniform(0, 1)),
+        wide=float(rng.uniform(0.84, 1.05)), lean=float(rng.normal(0, 0.04)),
         joined=float(rng.random()), bend=float(abs(rng.normal(0, 0.5))),
         seed=int(rng.integers(1 << 30)))
 
@@ -256,14 +259,22 @@ def brush_widths(length, count, tapers, hand):
     return width
 
 
+def leaning(points, hand):
+    x, y = (points - 50).T
+    return np.stack([50 + hand.wide * x - hand.lean * y, 50 + y], 1)
+
+
 def kana_lines(char, w, h, hand, rng):
     table = KANA[char]
     strokes = table["joined" if hand.joined < table.get("share", 0) else "strokes"]
     lines = []
+    swing = rng.normal(0, 3 * hand.bend, 2) if hand.bend else None
     for stroke in strokes:
         points, corners, tapers = parsed(stroke)
-        stray = rng.normal(0, 100 * hand.bend / 40, points.shape) if hand.bend else 0
-        points = points + stray
+        points = leaning(points, hand)
+        if hand.bend:
+            points = points + rng.normal(0, 2 * hand.bend, points.shape) + np.stack(
+                [swing[0] * np.sin(points[:, 1] / 32), swing[1] * np.sin(points[:, 0] / 32)], 1)
         way, begin = [], 0
         for corner in tuple(corners) + (len(points) - 1,):
             way.append(smooth(points[begin:corner + 1]))
