@@ -11,7 +11,7 @@ import cv2
 import numpy as np
 from PIL import Image, ImageDraw, ImageFont
 
-from lettering import FINE, PAD, kept_tiles
+from pen import FINE, PAD, kept_tiles
 
 TRUETYPE, OPENTYPE = "/usr/share/fonts/truetype/", "/usr/share/fonts/opentype/"
 # Name: (path, index in a collection, Debian package).

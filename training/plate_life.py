@@ -1,5 +1,4 @@
-"""What makes a plate from its lettering: metal, paint, relief, wear, dirt, screws,
-holders.  Pictures are RGB, uint8; sizes are mm of a plate of 330 x 165.
+"""What makes a plate from its lettering: metal, paint, relief, wear, dirt.  Pictures are RGB, uint8; sizes are mm of a plate of 330 x 165.
 """
 import functools
 
@@ -7,10 +6,10 @@ import cv2
 import numpy as np
 
 from plate_mount import add, blended, flat, mounted, times
+from plate_screws import draw_screws
 
 WIDTH, HEIGHT, CORNER = 330, 165, 10
 RIM_INSET, RIM_WIDTH = 2, 4
-BOLTS = ((60, 25), (270, 25))
 
 
 @functools.lru_cache(maxsize=64)
@@ -146,68 +145,6 @@ def lit(plate, ink, px_per_mm, rng):
     return add(plate, shine)
 
 
-# Screws, caps, seal
-
-METALS = ((70, 177, 141), (50, 120, 90), (40, 90, 65), (90, 215, 170))
-
-
-def draw_bolts(plate, kind, px_per_mm, rng, free=False):
-    """`free`: they may be anywhere, or missing."""
-    def px(mm):
-        return round(mm * px_per_mm)
-    places = np.float64(BOLTS)
-    if rng is not None and rng.random() < 0.15:     # large plates, and wilder ones
-        places[:, 0] = 165 + np.array((-1, 1)) * rng.uniform(102, 130)
-        places[:, 1] = rng.uniform(14, 32)
-        if rng.random() < 0.5:                      # large ones have four
-            places = np.concatenate([places, places * (1, 0) + (0, HEIGHT - places[0, 1] / 2)])
-    if free and rng.random() < 0.6:
-        places = rng.uniform(12, (WIDTH - 12, HEIGHT - 12), (int(rng.integers(0, 5)), 2))
-    for number, (x, y) in enumerate(places):
-        radius, tint = 6.5, np.float64((1, 1, 1))
-        dark, bright, ring = METALS[0]
-        # Seals are on rear plates alone.
-        sealed = kind.seal and number == 0 and (rng is None or rng.random() < 0.45)
-        if rng is not None:
-            x, y = (x, y) + rng.normal(0, 0.9, 2)
-            dark, bright, ring = np.float64(METALS[int(rng.integers(4))]) * rng.uniform(0.5, 1.2)
-            radius = rng.uniform(4.5, 7.5) if rng.random() < 0.8 else rng.uniform(9, 17)
-            if rng.random() < 0.25:                 # brass and rust
-                tint = np.float64((1.1, 0.9, rng.uniform(0.4, 0.75)))
-            if rng.random() < 0.04 and not sealed:
-                continue
-        if sealed:
-            radius = 11 if rng is None else rng.uniform(9, 15)
-        # Caps stand clear of the characters between the screws.
-        if y < 70 and not free:
-            x = 165 + np.sign(x - 165) * max(abs(x - 165), 88 + radius)
-        elif not free:
-            radius = min(radius, 6)
-        centre = (px(x), px(y))
-        for shift, size, grey, line in ((0.8, radius + 0.6, dark, -1), (0, radius, bright, -1),
-                                        (0, radius * 0.7, ring, max(1, px(0.8)))):
-            cv2.circle(plate, (px(x + shift), px(y + shift)), px(size),
-                       np.clip(grey * tint, 0, 255).tolist(), line, cv2.LINE_AA)
-        if not sealed:
-            turn = 0 if rng is None else rng.uniform(0, np.pi)
-            for angle in (turn, turn + np.pi / 2)[:1 if rng is None else int(rng.integers(0, 3))]:
-                way = np.float64((np.cos(angle), np.sin(angle))) * radius * 0.5 * px_per_mm
-                cv2.line(plate, tuple(np.round(centre - way).astype(int).tolist()),
-                         tuple(np.round(centre + way).astype(int).tolist()),
-                         (float(dark),) * 3, max(1, px(1.2)), cv2.LINE_AA)
-        if rng is not None and rng.random() < 0.05:
-            streak(plate, centre, px(rng.uniform(8, 40)), px(radius), rng)
-
-
-def streak(plate, centre, length, width, rng):
-    """Rust that ran down from a screw."""
-    area = plate[centre[1]:centre[1] + length,
-                 max(centre[0] - width // 2, 0):centre[0] + width // 2]
-    if area.size:
-        fade = np.linspace(rng.uniform(0.2, 0.5), 0, len(area))[:, None, None]
-        area[:] = area * (1 - fade) + np.float64((110, 60, 25)) * fade
-
-
 # What lies on it
 
 def soil(plate, ink, rng):
@@ -300,29 +237,38 @@ def glowing(ground, ink, px_per_mm, rng):
 
 # The whole
 
-def live(kind, ink, px_per_mm, margin, rng, free):
-    """Picture and mask of a plate with `ink` on it, `margin` px around it."""
+def live(kind, ink, px_per_mm, margin, screws, rng):
+    """Picture and mask of a plate with `ink` on it, `margin` px around it.  `screws`:
+    where they are; None on plates that are like no other: colours, screws and
+    what covers them may be anything then."""
+    free = screws is None
     ground, colour = colours(kind, rng, free)
     ground = draw_ground(kind, ground, ink.shape, px_per_mm, rng)
     if rng is None:
         plate = lit(mixed(ground, colour, ink), ink, px_per_mm, None)
-        draw_bolts(plate, kind, px_per_mm, None)
+        draw_screws(plate, screws, kind.seal, px_per_mm, None)
         return mounted(plate, rounded(0, px_per_mm), margin, px_per_mm, None)
     if kind.seal and kind.ground[0] > 200 and rng.random() < 0.03:
         plate = glowing(ground, ink, px_per_mm, rng)
     else:
         cover = worn(ink, rng) if rng.random() < 0.12 else ink
         plate = lit(mixed(ground, colour, cover), ink, px_per_mm, rng)
-    draw_bolts(plate, kind, px_per_mm, rng, free)
+    if free:
+        screws = rng.uniform(12, (WIDTH - 12, HEIGHT - 12), (int(rng.integers(0, 5)), 2))
+    draw_screws(plate, screws, kind.seal, px_per_mm, rng)
+    plate = lived_in(plate, ink, px_per_mm, 90 if free else 20, rng)
+    corner = CORNER if rng.random() < 0.6 else int(rng.integers(4, 15))
+    return mounted(plate, rounded(0, px_per_mm, corner), margin, px_per_mm, rng)
+
+
+def lived_in(plate, ink, px_per_mm, deep, rng):
+    """With what a few years may do to a plate; `deep`: mm that snow and mud may hide."""
     if rng.random() < 0.2:
         plate = soil(plate, ink, rng)
     if rng.random() < 0.05:
         draw_sticker(plate, px_per_mm, rng)
     if rng.random() < 0.06:
-        plate = cover_edge(plate, px_per_mm, rng, 90 if free else 20)
+        plate = cover_edge(plate, px_per_mm, rng, deep)
     if rng.random() < 0.08:
         plate = dented(plate, px_per_mm, rng)
-    if rng.random() < 0.6:
-        plate = shaded(plate, rng)
-    corner = CORNER if rng.random() < 0.6 else int(rng.integers(4, 15))
-    return mounted(plate, rounded(0, px_per_mm, corner), margin, px_per_mm, rng)
+    return shaded(plate, rng) if rng.random() < 0.6 else plate

@@ -21,6 +21,7 @@ import numpy as np
 
 import kanji
 import lettering
+import pen
 import plate_life
 from camera import degrade  # noqa: F401 - plates are drawn to be photographed
 from kanji import OPENTYPE, TRUETYPE, require_fonts  # noqa: F401
@@ -106,6 +107,7 @@ class Layout:
     hyphen: float
     hyphen_box: tuple
     dot: float
+    screws: tuple
 
 
 # Down: 15, 40, 15, 80, 15.  Across the lower row: 20, kana 40, 15, digit 40, 15,
@@ -114,13 +116,14 @@ MEDIUM = Layout(upper=35, region=(78, 97), region_height=40,
                 region_cells={1: (41, 0), 2: (41, 6), 3: (31, 2), 4: (23, 1)},
                 class_centres=(190.5, 218, 245.5), class_box=(23.5, 40),
                 lower=110, kana=40, kana_box=(40, 41), serial_centres=(95, 150, 235, 290),
-                serial_box=(40, 80), hyphen=192.5, hyphen_box=(21, 13), dot=13)
+                serial_box=(40, 80), hyphen=192.5, hyphen_box=(21, 13), dot=13, screws=((60, 25), (270, 25)))
 # Those of trucks and buses have larger digits, the other characters are smaller beside them.
 LARGE = Layout(upper=33.5, region=(80, 72), region_height=33,
                region_cells={1: (34, 0), 2: (33, 2), 3: (23, 1), 4: (17.5, 0.5)},
                class_centres=(166, 192, 218), class_box=(23, 32.5),
                lower=104, kana=31, kana_box=(31, 32), serial_centres=(84, 143.5, 229, 288),
-               serial_box=(48.5, 94), hyphen=187, hyphen_box=(21, 15), dot=15)
+               serial_box=(48.5, 94), hyphen=187, hyphen_box=(21, 15), dot=15,
+               screws=((55, 27), (260, 27), (52, 151), (258, 151)))
 
 
 @dataclass
@@ -188,17 +191,21 @@ def varied(cells, rng):
 
 # Ink
 
+def bare_ink(px_per_mm):
+    return np.zeros((round(HEIGHT * px_per_mm), round(WIDTH * px_per_mm)), np.uint8)
+
+
 @functools.lru_cache(maxsize=256)
 def block_tile(use, box, soft):
     """Hyphen and dot at FINE px per mm, PAD around."""
-    width, height = (round(side * lettering.FINE) for side in box)
-    pad = round(lettering.PAD * lettering.FINE)
+    width, height = (round(side * pen.FINE) for side in box)
+    pad = round(pen.PAD * pen.FINE)
     tile = np.zeros((height + 2 * pad, width + 2 * pad), np.uint8)
     if use == "hyphen":
         tile[pad:-pad, pad:-pad] = 255
     else:
         cv2.circle(tile, (tile.shape[1] // 2, tile.shape[0] // 2), width // 2, 255, -1)
-    return lettering.softened(tile, soft)
+    return pen.softened(tile, soft)
 
 
 def tile_of(cell, hand, font, px_per_mm):
@@ -217,7 +224,7 @@ def ink_box(tile):
 
 def lay(ink, tile, cell, px_per_mm):
     """Puts the tile's box on the cell; the ink's own box in mm comes back."""
-    size = [max(1, round((side + 2 * lettering.PAD) * scale * px_per_mm))
+    size = [max(1, round((side + 2 * pen.PAD) * scale * px_per_mm))
             for side, scale in zip(cell.box, cell.scale)]
     shape = tile.shape[::-1]
     way = cv2.INTER_AREA if 2 * size[0] < shape[0] else cv2.INTER_LINEAR
@@ -252,9 +259,8 @@ def large_share(text):
     return (0.5 if "business" in text.kind else 0.3) if of_trucks else 0.06
 
 
-def letter_plate(text, style, px_per_mm, rng):
-    ink = np.zeros((round(HEIGHT * px_per_mm), round(WIDTH * px_per_mm)), np.uint8)
-    layout = LARGE if rng is not None and rng.random() < large_share(text) else MEDIUM
+def letter_plate(text, layout, style, px_per_mm, rng):
+    ink = bare_ink(px_per_mm)
     cells = [*upper_cells(layout, text.region, text.class_no),
              *lower_cells(layout, text.kana, text.serial)]
     hand = replace(lettering.PLAIN, way=style.way or 0.0)
@@ -287,7 +293,7 @@ def odd_cells(rng):
 
 
 def odd_ink(style, px_per_mm, rng):
-    ink = np.zeros((round(HEIGHT * px_per_mm), round(WIDTH * px_per_mm)), np.uint8)
+    ink = bare_ink(px_per_mm)
     for cell in odd_cells(rng):
         lay(ink, tile_of(cell, pick(rng, hands(None)), style.font, px_per_mm), cell, px_per_mm)
     for _ in range(int(rng.integers(0, 4))):
@@ -307,14 +313,15 @@ def draw_plate(text, style, px_per_mm=2.0, rng=None, contents="plate"):
     `text` then says the kind of the plate alone (None: any).
     """
     kind = KINDS[text.kind if text else pick(rng, tuple(KINDS))]
+    characters, screws = [], None
     if contents == "plate":
-        ink, characters = letter_plate(text, style, px_per_mm, rng)
+        layout = LARGE if rng is not None and rng.random() < large_share(text) else MEDIUM
+        ink, characters = letter_plate(text, layout, style, px_per_mm, rng)
+        screws = layout.screws
     else:
-        characters = []
-        ink = (odd_ink(style, px_per_mm, rng) if contents == "odd" else
-               np.zeros((round(HEIGHT * px_per_mm), round(WIDTH * px_per_mm)), np.uint8))
+        ink = odd_ink(style, px_per_mm, rng) if contents == "odd" else bare_ink(px_per_mm)
     margin = round(MARGIN * px_per_mm)
-    picture, mask = plate_life.live(kind, ink, px_per_mm, margin, rng, contents != "plate")
+    picture, mask = plate_life.live(kind, ink, px_per_mm, margin, screws, rng)
     return Plate(picture, mask, margin * WIDTH / ink.shape[1], characters,
                  text if contents == "plate" else None)
 
@@ -377,8 +384,8 @@ def load_pool(path):
     return pool
 
 
-DRAWN_BY = ("plates.py", "plate_life.py", "plate_text.py", "lettering.py", "kana_strokes.py",
-            "kanji.py")
+DRAWN_BY = ("plates.py", "plate_text.py", "plate_life.py", "plate_mount.py", "plate_screws.py",
+            "lettering.py", "kana_strokes.py", "digit_strokes.py", "pen.py", "kanji.py")
 
 
 def cached_pool(name, count, seed, styles=STYLES_TRAIN, px_per_mm=1.0, **options):
