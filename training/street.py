@@ -3,7 +3,7 @@
 They need not fool people; networks shall find edges, colours and foreign text
 where plates are.  Pictures are RGB, uint8, rows first; polygons are N x 2 px.
 
-Debian packages: python3-pil python3-numpy python3-opencv, fonts of plates.py
+Debian packages: python3-pil python3-numpy python3-opencv, those of kanji.py
 """
 import functools
 

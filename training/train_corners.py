@@ -6,7 +6,7 @@ bottom-right and bottom-left corner as fractions of the crop.  Writes
 models/reference/plate_corner.onnx.
 
 Debian packages: python3-torch python3-onnx python3-opencv python3-pil
-                 python3-numpy, and the fonts that plates.py names.
+                 python3-numpy, and those of kanji.py.
 """
 import itertools
 from pathlib import Path

@@ -2,7 +2,7 @@
 """Trains the plate-line recogniser: a 48 x 320 picture of a line to its text.
 
 Debian packages: python3-torch python3-opencv python3-pil python3-onnx, and
-FONT_PACKAGES of plates.py.
+those of kanji.py.
 """
 import sys
 from collections import defaultdict
