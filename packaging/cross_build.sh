@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # Builds kavrel for a 64-bit Arm board on a Debian machine, and its packages:
-#   packaging/cross_build.sh [NINJA_TARGET...]
-# Leaves build-aarch64-linux-gnu/kavrel and build-aarch64-linux-gnu/packages/. With targets it builds
-# those and no packages. The machine's own packages stay as they are: Debian's OpenCV for two
+#   packaging/cross_build.sh
+# Leaves build-aarch64-linux-gnu/kavrel and build-aarch64-linux-gnu/packages/. The machine's own packages stay as they are: Debian's OpenCV for two
 # architectures cannot be installed side by side, so the arm64 packages are unpacked into
 # build-arm64-root (about 1 GB, fetched once).
 set -euo pipefail
@@ -14,7 +13,7 @@ as_root=()
 ((EUID == 0)) || as_root=(sudo)
 
 tools/need.sh aarch64-linux-gnu-g++:g++-aarch64-linux-gnu cmake:cmake ninja:ninja-build npm:npm \
-  mmdebstrap:mmdebstrap qemu-aarch64-static:qemu-user-static
+  mmdebstrap:mmdebstrap qemu-aarch64-static:qemu-user-static dpkg-shlibdeps:dpkg-dev file:file
 
 # Runs when the packages are unpacked, with the root as $1, and does what their installation would:
 # chooses among alternative libraries, and keeps the lists from which dpkg-shlibdeps takes
@@ -50,9 +49,5 @@ fi
 
 tools/fetch.sh
 cmake --preset aarch64-linux-gnu >/dev/null
-if (($# > 0)); then
-  ninja -C "$build" --quiet "$@"
-else
-  ninja -C "$build" --quiet kavrel kavrel_installed rknnrt
-  packaging/make_packages.sh "$build"
-fi
+ninja -C "$build" --quiet
+ninja -C "$build" package
