@@ -10,7 +10,10 @@ if (($# > 2)) || [[ "${1:-}" == -* ]]; then
   exit 1
 fi
 
-"$root/tools/setup.sh" kavrel kavrel-report
+"$root/tools/setup.sh"
+echo "demo.sh: building"
+[[ -f "$root/build/build.ninja" ]] || (cd "$root" && cmake --preset default >/dev/null)
+ninja -C "$root/build" --quiet kavrel kavrel-report
 
 if (($# == 0)); then cd "$root"; fi
 list="${1:-samples/street/street_expected.csv}"

@@ -16,7 +16,7 @@ targets=("$@")
 if ((${#targets[@]} == 0)); then mapfile -t targets < <(ls fuzz/corpus); fi
 
 tools/setup.sh
-tools/need.sh clang++-14:clang-14
+tools/need.sh clang++:clang
 [[ -f build-fuzz/build.ninja ]] || cmake --preset fuzz >/dev/null
 ninja -C build-fuzz --quiet fuzz
 

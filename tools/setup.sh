@@ -1,16 +1,12 @@
 #!/usr/bin/env bash
-# Makes a Debian machine ready to run kavrel and its tests: installs the packages that are missing,
-# fetches the pinned files, prepares the networks and builds the targets that are named, or all.
-# Quick when there is nothing to do.
+# Makes a Debian machine ready to build, run and test kavrel: installs the packages that are missing,
+# fetches the pinned files and prepares the networks. Quick when there is nothing to do.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 tools/need.sh g++:g++ cmake:cmake ninja:ninja-build npm:npm \
-  libopencv-dev libgtest-dev libgmock-dev libclang-rt-14-dev python3-onnx \
+  libopencv-dev libgtest-dev libgmock-dev libclang-rt-dev python3-onnx \
   nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev libcsv-dev \
   libvalijson-dev
 tools/fetch.sh
 tools/prepare_models.py
-[[ -f build/build.ninja ]] || cmake --preset default >/dev/null
-echo "setup.sh: building"
-ninja -C build --quiet "$@"

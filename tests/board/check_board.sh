@@ -14,7 +14,7 @@ chmod 755 "$scratch" # apt, in a root below it, is not root while it downloads
 # The tests' own programs and folders must not depend on who runs this.
 unset LD_LIBRARY_PATH KAVREL_TEST_PROGRAM CCACHE_BASEDIR
 
-steps=(build interface unit_tests cases loader packages reproducible board_preset install plate)
+steps=(build interface unit_tests cases loader packages reproducible given_library install plate)
 declare -A title=(
   [build]="cross-build and packages, as the README has it"
   [interface]="records and functions of librknnrt.so, on both architectures"
@@ -23,7 +23,7 @@ declare -A title=(
   [loader]="what the loader says about a bad librknnrt.so, as docs/board.md has it"
   [packages]="lintian, contents and man page"
   [reproducible]="a second build elsewhere gives the same packages"
-  [board_preset]="a build against a runtime that is there, as on the board"
+  [given_library]="a build against a runtime that is there, as on the board"
   [install]="the package in an arm64 Debian, with the default layout"
   [plate]="one real plate on arm64, with ONNX Runtime"
 )
@@ -47,8 +47,11 @@ step_build() {
   command -v apt-get >/dev/null || cannot "this is no Debian"
   readme_has "packaging/cross_build.sh"
   tools/setup.sh
+  cmake --preset dev
+  ninja -C "$native" --quiet
   packaging/cross_build.sh
-  packaging/cross_build.sh kavrel scripted_rknnrt interface_layout unit_tests scripted_runtime_test
+  cmake --preset aarch64-linux-gnu -DKAVREL_TESTS=ON
+  ninja -C "$cross" kavrel scripted_rknnrt interface_layout unit_tests scripted_runtime_test
   file "$cross/installed/kavrel" | grep 'ARM aarch64'
   say "$(cd "$cross/packages" && stat -c '%n %s bytes' -- * | paste -sd ';')"
 }
@@ -128,12 +131,11 @@ step_loader() {
 step_packages() {
   need_cross_build
   need_programs lintian:lintian mandoc:mandoc
-  ninja -C "$native" --quiet
-  packaging/make_packages.sh "$native"
+  ninja -C "$native" package
   lintian --fail-on error,warning "$native"/packages/*.deb "$cross"/packages/*.deb
-  mandoc -T lint -W warning docs/kavrel.1
+  mandoc -T lint -W warning "$native"/packaging/*.1
   for package in "$cross"/packages/kavrel_*.deb "$native"/packages/kavrel_*.deb \
-    "$cross"/packages/kavrel-1*.tar.gz "$native"/packages/kavrel-1*.tar.gz; do
+    "$cross"/packages/kavrel-[0-9]*.tar.gz "$native"/packages/kavrel-[0-9]*.tar.gz; do
     if [[ $package == *.deb ]]; then dpkg-deb -c "$package"; else tar -tf "$package"; fi \
       >"$scratch/contents"
     for file in bin/kavrel man1/kavrel.1.gz dict/region_words.txt rendered_expected.csv LICENSE; do
@@ -150,8 +152,8 @@ step_packages() {
 
 step_reproducible() {
   need_cross_build
-  ninja -C "$cross" --quiet kavrel_installed rknnrt
-  packaging/make_packages.sh "$cross"
+  cmake --preset aarch64-linux-gnu -DKAVREL_TESTS=OFF
+  ninja -C "$cross" package
   local copy="$scratch/elsewhere/kavrel"
   mkdir -p "$copy"
   git ls-files -z | xargs -0 cp --parents -t "$copy"
@@ -160,30 +162,27 @@ step_reproducible() {
   SOURCE_DATE_EPOCH="$(git log -1 --format=%ct)"
   export SOURCE_DATE_EPOCH
   cd "$copy"
-  cmake --preset aarch64-linux-gnu -DKAVREL_ARM64_ROOT="$arm64_root" -DKAVREL_TESTS=OFF
-  ninja -C build-aarch64-linux-gnu
-  packaging/make_packages.sh build-aarch64-linux-gnu
+  cmake --preset aarch64-linux-gnu -DKAVREL_ARM64_ROOT="$arm64_root"
+  ninja -C build-aarch64-linux-gnu package
   (cd "$cross/packages" && sha256sum -- *) >"$scratch/sums"
   (cd build-aarch64-linux-gnu/packages && sha256sum --check "$scratch/sums")
   say "$(wc -l <"$scratch/sums") packages have the same bytes"
 }
 
-step_board_preset() {
-  local vendor="$scratch/vendor/librknnrt.so" command
+step_given_library() {
+  local vendor="$scratch/vendor/librknnrt.so" configure="cmake -B build -G Ninja"
+  readme_has "$configure -DKAVREL_RKNNRT_LIBRARY=/usr/lib/librknnrt.so"
+  readme_has "cmake --build build"
   mkdir -p "$scratch/vendor" "$scratch/board"
   cp "$native/scripted_runtime/librknnrt.so" "$vendor"
   git ls-files -z | xargs -0 cp --parents -t "$scratch/board"
   cd "$scratch/board"
-  for command in "cmake --preset board" "cmake --build --preset board"; do
-    readme_has "$command"
-  done
-  cmake --preset board "-DKAVREL_RKNNRT_LIBRARY=$vendor"
-  cmake --build --preset board
-  build-board/kavrel --help
-  readelf -d build-board/kavrel | grep 'NEEDED.*\[librknnrt.so\]'
-  [[ ! -e build-board/host_runtime ]]
-  packaging/make_packages.sh build-board
-  [[ "$(echo build-board/packages/*.deb)" == build-board/packages/kavrel_*.deb ]]
+  $configure -DKAVREL_RKNNRT_LIBRARY="$vendor" -DKAVREL_REPORT=OFF
+  cmake --build build --target package
+  build/kavrel --help
+  readelf -d build/kavrel | grep 'NEEDED.*\[librknnrt.so\]'
+  [[ ! -e build/host_runtime ]]
+  [[ "$(echo build/packages/*.deb)" == build/packages/kavrel_*.deb ]]
   say "builds, runs and packs without ONNX Runtime, GoogleTest and a second librknnrt.so"
 }
 
