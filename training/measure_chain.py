@@ -4,7 +4,8 @@
 Runs kavrel over a set of street frames (training/render_street.py) as it is, then with the
 detector's boxes, the corners and the text lines replaced by what the renderer knows, and
 prints for each how many frames and vehicles are right, field by field.  A stage's loss is
-what its truth gains.  Known corners and lines come as networks that give the same answer
+what its truth gains.  Before that: how many boxes lie on their plate, and how far corners are
+from theirs.  Known corners and lines come as networks that give the same answer
 for every picture: rectified plates all have them in the same places.
 
     training/measure_chain.py                          # samples/street
@@ -26,6 +27,7 @@ import onnx
 from onnx import TensorProto, helper, numpy_helper
 
 import common
+import runtime
 
 ROOT = common.ROOT
 MARGIN = 0.135                # around the plate, as the detector boxes it
@@ -33,6 +35,7 @@ PLATE = (320, 96)             # pixels of the rectified plate
 TEXT_MAP = 640                # side of the text detector's map
 # Where a medium plate has its two rows: left, top, right, bottom in parts of the plate.
 TEXT_LINES = ((0.12, 0.10, 0.88, 0.33), (0.05, 0.45, 0.95, 0.90))
+LEAST_SCORE, ON_PLATE = 0.25, 0.5
 FIELDS = ("region", "class_no", "kana", "serial")
 
 
@@ -114,10 +117,10 @@ def rows_of(path):
         return list(csv.DictReader(file))
 
 
-def run(kavrel, mode, case_list, output, corner_model, text_model):
+def run(args, mode, case_list, output, corner_model, text_model):
     """kavrel over the list; the frames' rows and the groups' rows."""
-    models = common.MODELS
-    command = [kavrel, "--input-mode", mode, "--input-list", case_list, "--output-dir", output,
+    models = args.models
+    command = [args.kavrel, "--input-mode", mode, "--input-list", case_list, "--output-dir", output,
                "--plate-det-model", models / "plate_det.onnx",
                "--plate-corner-model", corner_model, "--ppocr-det-model", text_model,
                "--ppocr-rec-model", models / "plate_rec.onnx",
@@ -131,20 +134,79 @@ def run(kavrel, mode, case_list, output, corner_model, text_model):
 
 def stages(args, folder, rows, truths):
     """Name and kavrel's rows of every run, from the whole chain to the recogniser alone."""
-    corner_model = common.MODELS / "plate_corner.onnx"
-    text_model = ROOT / "models/host/ppocr_det.onnx"
+    corner_model, text_model = args.models / "plate_corner.onnx", args.text_model
     listed = [(row["image_path"], row["expected"], row["group_id"]) for row in rows]
     whole = save_list(folder / "list.csv", listed)
-    yield "all networks", run(args.kavrel, "frame", whole, folder / "all", corner_model,
+    yield "all networks", run(args, "frame", whole, folder / "all", corner_model,
                               text_model)
     boxes = save_pictures(folder / "boxed", rows, truths, lambda *known: boxed(*known)[0])
-    yield "true boxes", run(args.kavrel, "roi", boxes, folder / "boxes", corner_model, text_model)
+    yield "true boxes", run(args, "roi", boxes, folder / "boxes", corner_model, text_model)
     upright = save_pictures(folder / "rectified", rows, truths, rectified)
     corner_model = whole_picture(folder)
-    yield "and true corners", run(args.kavrel, "roi", upright, folder / "corners", corner_model,
+    yield "and true corners", run(args, "roi", upright, folder / "corners", corner_model,
                                   text_model)
-    yield "and true text lines", run(args.kavrel, "roi", upright, folder / "lines", corner_model,
+    yield "and true text lines", run(args, "roi", upright, folder / "lines", corner_model,
                                      known_lines(folder))
+
+
+# Boxes and corners against the truth
+
+def overlap(one, other):
+    """Intersection over union of two boxes."""
+    low, high = np.maximum(one[:2], other[:2]), np.minimum(one[2:], other[2:])
+    shared = np.prod(np.maximum(high - low, 0))
+    return shared / (sum(np.prod(box[2:] - box[:2]) for box in (one, other)) - shared)
+
+
+def clear_box(truth, picture):
+    """The plate's box with the margin that the detector is to leave around it."""
+    crop, _ = boxed(picture, truth)
+    low = np.reshape(truth["box"], (2, 2))[0]
+    spare = MARGIN * (np.reshape(truth["box"], (2, 2))[1] - low)
+    start = np.clip(np.floor(low - spare), 0, None)
+    return np.concatenate((start, start + crop.shape[1::-1]))
+
+
+def corner_error(network, crop, known):
+    """Mean distance of the four corners in % of the plate's width."""
+    width = (np.linalg.norm(known[1] - known[0]) + np.linalg.norm(known[2] - known[3])) / 2
+    return 100 * np.linalg.norm(runtime.corners(network, crop) - known, axis=1).mean() / width
+
+
+def places(args, rows, truths):
+    """Of every frame: whether the best box lies on the plate, how well, and the corners' error."""
+    library = args.kavrel.parent / "host_runtime/librknnrt.so"
+    detector, corner = (runtime.Network(args.models / name, library)
+                        for name in ("plate_det.onnx", "plate_corner.onnx"))
+    for row in rows:
+        truth, picture = truths[row["image_path"]], cv2.imread(row["image_path"])
+        crop, known = boxed(picture, truth)
+        found = {"true box": corner_error(corner, crop, known)}
+        best = runtime.boxes(detector, picture)[:1]
+        if best and best[0][0] >= LEAST_SCORE:
+            box = best[0][1].astype(int)
+            found["overlap"] = overlap(best[0][1], clear_box(truth, picture))
+            if found["overlap"] > ON_PLATE:
+                cut = picture[box[1]:box[3] + 1, box[0]:box[2] + 1]
+                found["own box"] = corner_error(corner, cut, truth["corners"] - box[:2])
+        yield found
+
+
+def print_places(found):
+    overlaps = np.array([one.get("overlap", -1) for one in found])
+    print("\nboxes\n")
+    common.print_table(
+        ("frames", "with a box", f"best one on the plate (IoU > {ON_PLATE})", "mean IoU of these"),
+        [(len(found), sum(overlaps >= 0), sum(overlaps > ON_PLATE),
+          f"{overlaps[overlaps > ON_PLATE].mean():.3f}" if (overlaps > ON_PLATE).any() else "")])
+    print("\ncorners, in % of the plate's width\n")
+    table = []
+    for name in ("true box", "own box"):
+        errors = [one[name] for one in found if name in one]
+        if errors:
+            table.append((name, len(errors), f"{np.mean(errors):.2f}",
+                          *(f"{np.percentile(errors, part):.2f}" for part in (50, 95))))
+    common.print_table(("cut by", "frames", "mean", "median", "95 %"), table)
 
 
 # Tables
@@ -182,6 +244,8 @@ def main():
     add = parser.add_argument
     add("--set", type=Path, default=ROOT / "samples/street", help="folder with street_*.csv")
     add("--kavrel", type=Path, default=ROOT / "build/kavrel")
+    add("--models", type=Path, default=common.MODELS, help="folder with our networks")
+    add("--text-model", type=Path, default=ROOT / "models/host/ppocr_det.onnx")
     add("--output", type=Path, help="keeps lists, pictures and runs in this new folder")
     args = parser.parse_args()
     rows = rows_of(args.set / "street_expected.csv")
@@ -190,6 +254,7 @@ def main():
     with tempfile.TemporaryDirectory() as scratch:
         folder = args.output or Path(scratch)
         folder.mkdir(parents=True, exist_ok=True)
+        print_places(list(places(args, rows, truths)))
         print_tables(list(stages(args, folder, rows, truths)))
 
 
