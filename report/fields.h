@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "app/base/output_format.h"
 #include "reading/plate_fields.h"
 #include "reading/plate_parser.h"
 
@@ -19,10 +20,10 @@ struct Field {
 };
 
 constexpr std::array<Field, 4> kFields = {{
-    {"region", "Region", &PlateFields::region, &FieldTallies::region},
-    {"class_no", "Class", &PlateFields::class_no, &FieldTallies::class_no},
-    {"kana", "Kana", &PlateFields::kana, &FieldTallies::kana},
-    {"serial", "Serial", &PlateFields::serial, &FieldTallies::serial},
+    {output::column::kRegion, "Region", &PlateFields::region, &FieldTallies::region},
+    {output::column::kClassNo, "Class", &PlateFields::class_no, &FieldTallies::class_no},
+    {output::column::kKana, "Kana", &PlateFields::kana, &FieldTallies::kana},
+    {output::column::kSerial, "Serial", &PlateFields::serial, &FieldTallies::serial},
 }};
 
 constexpr std::size_t kKana = 2;  // in kFields

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "app/base/output_format.h"
 #include "report/html_frame.h"
 #include "report/html_page.h"
 #include "report/html_why.h"
@@ -47,8 +48,9 @@ void set_photo(const Group& group, const AssessedRun& assessed, View& view) {
   view.set("photo", false);
   const auto frame = telling_frame(group, assessed.assessment);
   if (!frame) return;
-  view.set("photo", text_or_false(case_picture(assessed.run, *frame, "rectified_plate.jpg",
-                                               kPhotoWidth, kPhotoHeight)));
+  view.set("photo",
+           text_or_false(case_picture(assessed.run, *frame, output::picture::kRectifiedPlate,
+                                      kPhotoWidth, kPhotoHeight)));
   view.set("photo_of", printable(case_name(assessed.run.frames[*frame])));
 }
 

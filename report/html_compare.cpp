@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <map>
 
+#include "app/base/output_format.h"
 #include "report/html_page.h"
 #include "report/picture.h"
 #include "report/progress.h"
@@ -50,8 +51,8 @@ View side_view(const RecordedRun& run, const char* name, const Side& side) {
   if (side.plate == nullptr) return view;
   view.set("plates", render_read_plate(*side.plate, *side.fields, name));
   if (!side.frame) return view;
-  view.set("photo", text_or_false(case_picture(run, *side.frame, "rectified_plate.jpg", kPhotoWidth,
-                                               kPhotoHeight)));
+  view.set("photo", text_or_false(case_picture(run, *side.frame, output::picture::kRectifiedPlate,
+                                               kPhotoWidth, kPhotoHeight)));
   view.set("photo_of", printable(case_name(run.frames[*side.frame])));
   return view;
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "app/base/output_format.h"
 #include "report/picture.h"
 #include "report/unicode.h"
 
@@ -90,8 +91,9 @@ std::vector<std::string> remarks_on(const FrameResult& frame, const FrameDecisio
 
 void set_pictures(const RecordedRun& run, std::size_t index, View& view) {
   const std::string rectified =
-      case_picture(run, index, "rectified_plate.jpg", kPlateWidth, kPlateHeight);
-  const std::string crop = case_picture(run, index, "plate_roi.jpg", kCropWidth, kCropHeight);
+      case_picture(run, index, output::picture::kRectifiedPlate, kPlateWidth, kPlateHeight);
+  const std::string crop =
+      case_picture(run, index, output::picture::kPlateCrop, kCropWidth, kCropHeight);
   view.set("rectified", text_or_false(rectified));
   view.set("crop", text_or_false(crop));
   view.set("no_pictures", false);

@@ -1,5 +1,6 @@
 #include "report/judgement.h"
 
+#include "app/base/output_format.h"
 #include "reading/plate_text.h"
 #include "reading/status.h"
 
@@ -40,10 +41,10 @@ PlateJudgement judge_plate(const std::string& expected, const PlateFields& read)
   PlateJudgement plate;
   plate.expected = normalize_plate_text(expected);
   plate.read = normalize_plate_text(read.final_plate_number);
-  plate.outcome = status == "unknown"   ? Outcome::kUnlabelled
-                  : status == "correct" ? Outcome::kCorrect
-                  : plate.read.empty()  ? Outcome::kNotRead
-                                        : Outcome::kMisread;
+  plate.outcome = status == output::status::kUnknown   ? Outcome::kUnlabelled
+                  : status == output::status::kCorrect ? Outcome::kCorrect
+                  : plate.read.empty()                 ? Outcome::kNotRead
+                                                       : Outcome::kMisread;
   if (plate.outcome == Outcome::kUnlabelled) return plate;
   if (const auto fields = split_plate_number(expected)) plate.fields = judge_fields(*fields, read);
   return plate;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/base/files.h"
+#include "app/base/output_format.h"
 
 namespace kavrel::report {
 namespace {
@@ -79,8 +80,8 @@ std::string picture_address(const std::string& path, int width, int height) {
 std::string case_picture(const RecordedRun& run, std::size_t frame, const char* name, int width,
                          int height) {
   if (run.overwritten.count(frame) > 0) return "";
-  return picture_address(run.dir + "/cases/" + case_name(run.frames[frame]) + "/" + name, width,
-                         height);
+  return picture_address(output::case_dir(run.dir, run.frames[frame].image_path) + "/" + name,
+                         width, height);
 }
 
 }  // namespace kavrel::report

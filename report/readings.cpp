@@ -1,36 +1,41 @@
 #include <algorithm>
-#include <array>
 #include <string_view>
 
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "report/run.h"
 
 namespace kavrel::report {
 namespace {
 
-constexpr std::string_view kSeparator = " / ";
-
-// Ends of a source, behind the name of the image variant.
-constexpr std::array<std::string_view, 4> kRegions = {"_full", "_upper_row", "_lower_row",
-                                                      "_serial_area"};
-constexpr std::string_view kBox = "_det_crop_";
+constexpr std::string_view kSeparator = output::kReadingSeparator;
+constexpr std::string_view kTextLine = output::source::kTextLine;
 
 bool is_name_byte(char byte) { return is_ascii_digit(byte) || (byte >= 'a' && byte <= 'z'); }
 
+bool stands_at(const std::string& texts, std::size_t at, std::string_view part) {
+  return texts.compare(at, part.size(), part) == 0;
+}
+
+// The end of the window or text line that begins at `begin`; npos if none does.
+std::size_t end_of_source(const std::string& texts, std::size_t begin) {
+  for (const std::string_view window : output::source::kWindows) {
+    if (stands_at(texts, begin, window)) return begin + window.size();
+  }
+  if (!stands_at(texts, begin, kTextLine)) return std::string::npos;
+  const std::size_t number = begin + kTextLine.size();
+  std::size_t end = number;
+  while (is_ascii_digit(texts[end])) ++end;
+  return end > number ? end : std::string::npos;
+}
+
 // Where the text of the reading that begins at `begin` stands; npos if no reading begins there.
 std::size_t text_of_reading(const std::string& texts, std::size_t begin) {
-  std::size_t at = begin;
-  while (at < texts.size() && is_name_byte(texts[at])) ++at;
-  if (at == begin) return std::string::npos;
-  for (const std::string_view region : kRegions) {
-    const std::size_t end = at + region.size();
-    if (texts.compare(at, region.size(), region) == 0 && texts[end] == ':') return end + 1;
-  }
-  if (texts.compare(at, kBox.size(), kBox) != 0) return std::string::npos;
-  const std::size_t number = at + kBox.size();
-  at = number;
-  while (is_ascii_digit(texts[at])) ++at;
-  return at > number && texts[at] == ':' ? at + 1 : std::string::npos;
+  std::size_t variant_end = begin;
+  while (variant_end < texts.size() && is_name_byte(texts[variant_end])) ++variant_end;
+  if (variant_end == begin || texts[variant_end] != '_') return std::string::npos;
+  const std::size_t end = end_of_source(texts, variant_end + 1);
+  return end != std::string::npos && texts[end] == output::kSourceEnd ? end + 1 : std::string::npos;
 }
 
 // Where the next reading's separator stands, or the end of all.

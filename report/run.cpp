@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "reading/status.h"
 #include "report/csv_file.h"
@@ -25,52 +26,54 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const CsvRow kFrameHeader = {"group_id", "image_path", "expected", "final_plate_number",
-                             "status",   "region",     "class_no", "kana",
-                             "serial",   "ocr_texts"};
-const CsvRow kGroupHeader = {"group_id", "expected", "final_plate_number",
-                             "status",   "region",   "class_no",
-                             "kana",     "serial",   "frame_count"};
+namespace column = output::column;
 
-constexpr const char* kFrameFile = "frame_summary.csv";
-constexpr const char* kGroupFile = "summary.csv";
-constexpr const char* kTotalsFile = "FINAL_RESULT.json";
+using Rows = std::vector<output::Row>;
 
 // The rows of a file without its header and without those that are no rows of it; nothing without
 // the file.
-std::optional<std::vector<CsvRow>> read_rows(const std::string& dir, const std::string& name,
-                                             const CsvRow& header,
-                                             std::vector<std::string>& notices) {
+std::optional<Rows> read_rows(const std::string& dir, const std::string& name,
+                              output::Columns columns, std::vector<std::string>& notices) {
   auto file = read_csv(dir + "/" + name);
   if (!file) return std::nullopt;
   if (file->cut) notices.push_back(name + ": the last row is cut and left out.");
-  auto& rows = file->rows;
-  if (rows.empty() || rows.front() != header) {
+  const CsvRow header(columns.begin(), columns.end());
+  if (file->rows.empty() || file->rows.front() != header) {
     throw std::runtime_error(dir + "/" + name + " does not begin with kavrel's header");
   }
-  rows.erase(rows.begin());
-  const auto damaged = std::remove_if(rows.begin(), rows.end(),
-                                      [&](const auto& row) { return row.size() != header.size(); });
-  const auto count = static_cast<std::size_t>(rows.end() - damaged);
-  if (count > 0) notices.push_back(name + ": " + count_of(count, "damaged row") + " left out.");
-  rows.erase(damaged, rows.end());
-  return std::move(rows);
+  Rows rows;
+  std::size_t damaged = 0;
+  for (std::size_t i = 1; i < file->rows.size(); ++i) {
+    if (file->rows[i].size() == header.size()) {
+      rows.push_back(output::make_row(columns, file->rows[i]));
+    } else {
+      ++damaged;
+    }
+  }
+  if (damaged > 0) notices.push_back(name + ": " + count_of(damaged, "damaged row") + " left out.");
+  return rows;
 }
 
-FrameResult frame_of(const CsvRow& row) {
-  return {
-      row[1], row[2], row[0], {row[5], row[6], row[7], row[8], row[3]}, split_ocr_texts(row[9])};
+PlateFields fields_of(const output::Row& row) {
+  return {row.at(column::kRegion), row.at(column::kClassNo), row.at(column::kKana),
+          row.at(column::kSerial), row.at(column::kFinalPlateNumber)};
 }
 
-std::vector<FrameResult> frames_of(const std::vector<CsvRow>& rows,
-                                   std::vector<std::string>& notices) {
+FrameResult frame_of(const output::Row& row) {
+  return {row.at(column::kImagePath), row.at(column::kExpected), row.at(column::kGroupId),
+          fields_of(row), split_ocr_texts(row.at(column::kOcrTexts))};
+}
+
+std::vector<FrameResult> frames_of(const Rows& rows, std::vector<std::string>& notices) {
   std::vector<FrameResult> frames;
   std::size_t other_status = 0;
   std::size_t without_source = 0;
-  for (const CsvRow& row : rows) {
+  for (const output::Row& row : rows) {
     frames.push_back(frame_of(row));
-    if (plate_status(row[2], row[3]) != row[4]) ++other_status;
-    if (frames.back().ocr_texts.empty() && !row[9].empty()) ++without_source;
+    const FrameResult& frame = frames.back();
+    const std::string status = plate_status(frame.expected, frame.fields.final_plate_number);
+    if (status != row.at(column::kStatus)) ++other_status;
+    if (frame.ocr_texts.empty() && !row.at(column::kOcrTexts).empty()) ++without_source;
   }
   if (other_status > 0) {
     notices.push_back(count_of(other_status, "frame") +
@@ -94,11 +97,16 @@ std::vector<Group> vote_groups(const std::vector<FrameResult>& frames) {
   return groups;
 }
 
-GroupResult group_of(const CsvRow& row) {
-  const bool is_count = !row[8].empty() && row[8].size() < 9 &&
-                        std::all_of(row[8].begin(), row[8].end(), is_ascii_digit);
-  return {
-      row[0], row[1], {row[4], row[5], row[6], row[7], row[2]}, is_count ? std::stoi(row[8]) : 0};
+// 0 for what is no count.
+int frame_count_of(const output::Row& row) {
+  const std::string& text = row.at(column::kFrameCount);
+  const bool is_count =
+      !text.empty() && text.size() < 9 && std::all_of(text.begin(), text.end(), is_ascii_digit);
+  return is_count ? std::stoi(text) : 0;
+}
+
+GroupResult group_of(const output::Row& row) {
+  return {row.at(column::kGroupId), row.at(column::kExpected), fields_of(row), frame_count_of(row)};
 }
 
 bool same(const GroupResult& a, const GroupResult& b) {
@@ -106,10 +114,10 @@ bool same(const GroupResult& a, const GroupResult& b) {
          a.fields.final_plate_number == b.fields.final_plate_number;
 }
 
-void compare_with_summary(const std::vector<CsvRow>& rows, RecordedRun& run) {
+void compare_with_summary(const Rows& rows, RecordedRun& run) {
   std::set<std::string> differing;
   std::map<std::string, GroupResult> written;
-  for (const CsvRow& row : rows) written[row[0]] = group_of(row);
+  for (const output::Row& row : rows) written[row.at(column::kGroupId)] = group_of(row);
   for (const Group& group : run.groups) {
     const auto row = written.find(group.result.group_id);
     if (row == written.end() || !same(row->second, group.result)) {
@@ -119,10 +127,11 @@ void compare_with_summary(const std::vector<CsvRow>& rows, RecordedRun& run) {
   }
   for (const auto& [group_id, result] : written) differing.insert(group_id);
   if (differing.empty()) return;
-  run.notices.push_back("summary.csv tells otherwise of " + count_of(differing.size(), "group") +
-                        ", " + printable(*differing.begin()) +
+  run.notices.push_back(std::string(output::kGroupSummary) + " tells otherwise of " +
+                        count_of(differing.size(), "group") + ", " + printable(*differing.begin()) +
                         " the first: it belongs to an earlier run, or a file was cut or edited. "
-                        "The figures here follow frame_summary.csv.");
+                        "The figures here follow " +
+                        output::kFrameSummary + ".");
 }
 
 struct Totals {
@@ -137,24 +146,26 @@ std::optional<Totals> read_totals(const std::string& path) {
   const std::string text{std::istreambuf_iterator<char>(file), {}};
   try {
     const auto json = nlohmann::json::parse(text);
-    return Totals{json.at("input_mode"), json.at("frame_total"), json.at("group_total")};
+    return Totals{json.at(output::total::kInputMode), json.at(output::total::kFrameTotal),
+                  json.at(output::total::kGroupTotal)};
   } catch (const nlohmann::json::exception&) {
     return std::nullopt;
   }
 }
 
 void compare_with_totals(RecordedRun& run) {
-  const std::string path = run.dir + "/" + kTotalsFile;
+  const std::string path = run.dir + "/" + output::kFinalResult;
   const auto totals = read_totals(path);
   if (totals) {
     run.input_mode = printable(totals->input_mode);
     if (totals->frames == run.frames.size() && totals->groups == run.groups.size()) return;
-    run.notices.push_back("FINAL_RESULT.json counts " + count_of(totals->frames, "frame") +
-                          " and " + count_of(totals->groups, "group") + ", the rows are those of " +
+    run.notices.push_back(std::string(output::kFinalResult) + " counts " +
+                          count_of(totals->frames, "frame") + " and " +
+                          count_of(totals->groups, "group") + ", the rows are those of " +
                           count_of(run.frames.size(), "frame") + " and " +
                           count_of(run.groups.size(), "group") + ".");
   } else if (fs::exists(path)) {
-    run.notices.emplace_back("FINAL_RESULT.json cannot be read.");
+    run.notices.push_back(std::string(output::kFinalResult) + " cannot be read.");
   }
 }
 
@@ -179,7 +190,7 @@ std::set<std::size_t> overwritten_frames(const std::vector<FrameResult>& frames)
   return overwritten;
 }
 
-void take_frames(const std::vector<CsvRow>& rows, RecordedRun& run) {
+void take_frames(const Rows& rows, RecordedRun& run) {
   run.frames = frames_of(rows, run.notices);
   run.groups = vote_groups(run.frames);
   run.overwritten = overwritten_frames(run.frames);
@@ -188,9 +199,10 @@ void take_frames(const std::vector<CsvRow>& rows, RecordedRun& run) {
                         " whose pictures were overwritten by a later image of the same file name.");
 }
 
-void take_groups(const std::vector<CsvRow>& rows, RecordedRun& run) {
-  run.notices.emplace_back("There is no frame_summary.csv: only the groups are known.");
-  for (const CsvRow& row : rows) run.groups.push_back({group_of(row), {}});
+void take_groups(const Rows& rows, RecordedRun& run) {
+  run.notices.push_back(std::string("There is no ") + output::kFrameSummary +
+                        ": only the groups are known.");
+  for (const output::Row& row : rows) run.groups.push_back({group_of(row), {}});
 }
 
 }  // namespace
@@ -201,13 +213,13 @@ RecordedRun read_run(const std::string& dir) {
   if (!fs::is_directory(dir)) throw std::runtime_error("there is no directory " + dir);
   RecordedRun run;
   run.dir = dir;
-  const auto frame_rows = read_rows(dir, kFrameFile, kFrameHeader, run.notices);
-  const auto group_rows = read_rows(dir, kGroupFile, kGroupHeader, run.notices);
+  const auto frame_rows = read_rows(dir, output::kFrameSummary, output::kFrameColumns, run.notices);
+  const auto group_rows = read_rows(dir, output::kGroupSummary, output::kGroupColumns, run.notices);
   if (!frame_rows && !group_rows) {
-    throw std::runtime_error("no output of kavrel: neither frame_summary.csv nor summary.csv in " +
-                             dir);
+    throw std::runtime_error(std::string("no output of kavrel: neither ") + output::kFrameSummary +
+                             " nor " + output::kGroupSummary + " in " + dir);
   }
-  run.ended = utc_time(dir + "/" + (frame_rows ? kFrameFile : kGroupFile));
+  run.ended = utc_time(dir + "/" + (frame_rows ? output::kFrameSummary : output::kGroupSummary));
   if (!frame_rows) {
     take_groups(*group_rows, run);
     return run;
@@ -216,7 +228,8 @@ RecordedRun read_run(const std::string& dir) {
   if (group_rows) {
     compare_with_summary(*group_rows, run);
   } else {
-    run.notices.push_back("The run did not finish, there is no summary.csv: these are the " +
+    run.notices.push_back(std::string("The run did not finish, there is no ") +
+                          output::kGroupSummary + ": these are the " +
                           count_of(run.frames.size(), "frame") +
                           " that it read before, and the last group may lack some.");
   }

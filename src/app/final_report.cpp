@@ -5,7 +5,9 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "reading/group_vote.h"
 
@@ -35,45 +37,44 @@ Groups group_frames(std::vector<FrameResult> frames) {
   return groups;
 }
 
-std::string summary_row(const GroupResult& group, const std::string& status) {
-  std::vector<std::string> cells;
-  for (const std::string& value :
-       {group.group_id, group.expected, group.fields.final_plate_number, status,
-        group.fields.region, group.fields.class_no, group.fields.kana, group.fields.serial}) {
-    cells.push_back(csv_escape(value));
-  }
-  cells.push_back(std::to_string(group.frame_count));
-  return join_strings(cells, ",");
+output::Row row_of(const GroupResult& group, const std::string& status) {
+  return {{output::column::kGroupId, group.group_id},
+          {output::column::kExpected, group.expected},
+          {output::column::kFinalPlateNumber, group.fields.final_plate_number},
+          {output::column::kStatus, status},
+          {output::column::kRegion, group.fields.region},
+          {output::column::kClassNo, group.fields.class_no},
+          {output::column::kKana, group.fields.kana},
+          {output::column::kSerial, group.fields.serial},
+          {output::column::kFrameCount, std::to_string(group.frame_count)}};
 }
 
 StatusCounts write_summary_csv(const Groups& groups, const std::string& path) {
   StatusCounts counts;
   std::ofstream file(path);
-  file << "group_id,expected,final_plate_number,status,region,class_no,kana,serial,frame_count\n";
+  file << output::csv_header(output::kGroupColumns) << '\n';
   for (const auto& [group_id, frames] : groups) {
     const GroupResult group = vote_group(frames);
     const std::string status = plate_status(group.expected, group.fields.final_plate_number);
     counts.add(status);
-    file << summary_row(group, status) << '\n';
+    file << output::csv_line(output::kGroupColumns, row_of(group, status)) << '\n';
   }
   return counts;
 }
 
 void write_final_json(const Totals& totals, const std::string& path) {
-  const auto quoted = [](const std::string& text) { return '"' + json_escape(text) + '"'; };
-  std::ofstream file(path);
-  file << "{\n"
-       << "  \"input_mode\": " << quoted(totals.input_mode) << ",\n"
-       << "  \"use_plate_det\": " << totals.use_plate_det << ",\n"
-       << "  \"frame_total\": " << totals.frame_total << ",\n"
-       << "  \"frame_correct\": " << totals.frames.correct << ",\n"
-       << "  \"frame_check_or_failed\": " << totals.frames.check_or_failed << ",\n"
-       << "  \"group_total\": " << totals.group_total << ",\n"
-       << "  \"group_correct\": " << totals.groups.correct << ",\n"
-       << "  \"group_check_or_failed\": " << totals.groups.check_or_failed << ",\n"
-       << "  \"frame_summary_csv\": " << quoted(totals.frame_summary_csv) << ",\n"
-       << "  \"summary_csv\": " << quoted(totals.summary_csv) << "\n"
-       << "}\n";
+  std::ofstream(path) << json_object({
+      {output::total::kInputMode, json_string(totals.input_mode)},
+      {output::total::kUsePlateDet, totals.use_plate_det},
+      {output::total::kFrameTotal, std::to_string(totals.frame_total)},
+      {output::total::kFrameCorrect, std::to_string(totals.frames.correct)},
+      {output::total::kFrameCheckOrFailed, std::to_string(totals.frames.check_or_failed)},
+      {output::total::kGroupTotal, std::to_string(totals.group_total)},
+      {output::total::kGroupCorrect, std::to_string(totals.groups.correct)},
+      {output::total::kGroupCheckOrFailed, std::to_string(totals.groups.check_or_failed)},
+      {output::total::kFrameSummaryCsv, json_string(totals.frame_summary_csv)},
+      {output::total::kSummaryCsv, json_string(totals.summary_csv)},
+  });
 }
 
 void print_final_block(const Totals& totals) {
@@ -95,12 +96,12 @@ int report_run(FinishedRun run) {
   totals.use_plate_det = run.use_plate_det ? "true" : "false";
   totals.frame_total = run.frames.size();
   totals.frames = run.frame_counts;
-  totals.frame_summary_csv = output_dir + "/frame_summary.csv";
-  totals.summary_csv = output_dir + "/summary.csv";
+  totals.frame_summary_csv = output_dir + "/" + output::kFrameSummary;
+  totals.summary_csv = output_dir + "/" + output::kGroupSummary;
   const Groups groups = group_frames(std::move(run.frames));
   totals.group_total = groups.size();
   totals.groups = write_summary_csv(groups, totals.summary_csv);
-  write_final_json(totals, output_dir + "/FINAL_RESULT.json");
+  write_final_json(totals, output_dir + "/" + output::kFinalResult);
   print_final_block(totals);
   const bool failed = run.args.fail_on_error && totals.groups.check_or_failed > 0;
   return failed ? kExitGroupsNotCorrect : kExitSuccess;

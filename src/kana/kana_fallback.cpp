@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/base/log.h"
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "app/base/top_vote.h"
 #include "kana/kana_alphabet.h"
@@ -19,13 +20,13 @@ namespace {
 enum class Source { kRect, kRoi };
 
 // Fractions of the source image's width and height.
-struct Region {
+struct Window {
   const char* name;
   Source source;
   float x0, y0, x1, y1;
 };
 
-constexpr std::array<Region, 10> kRegions = {{
+constexpr std::array<Window, 10> kWindows = {{
     {"rect_kana_left_lower_wide", Source::kRect, 0.0F, 0.35F, 0.45F, 1.0F},
     {"roi_kana_left_lower_wide", Source::kRoi, 0.0F, 0.35F, 0.45F, 1.0F},
     {"rect_kana_narrow_00_18", Source::kRect, 0.0F, 0.35F, 0.18F, 0.98F},
@@ -52,17 +53,17 @@ struct Candidate {
   cv::Mat image;
 };
 
-std::array<Candidate, 10> variants_of(const std::string& name, const cv::Mat& region) {
-  const cv::Mat gray = make_gray_bgr(region);
-  const cv::Mat clahe = make_clahe_bgr(region);
+std::array<Candidate, 10> variants_of(const std::string& name, const cv::Mat& crop) {
+  const cv::Mat gray = make_gray_bgr(crop);
+  const cv::Mat clahe = make_clahe_bgr(crop);
   return {{
-      {name + "_original", region},
+      {name + "_original", crop},
       {name + "_gray", gray},
       {name + "_clahe", clahe},
-      {name + "_sharpen", make_sharpen_bgr(region)},
-      {name + "_otsu", otsu_bgr(region, cv::THRESH_BINARY)},
-      {name + "_otsu_inv", otsu_bgr(region, cv::THRESH_BINARY_INV)},
-      {name + "_up4x", enlarge(region, 4.0)},
+      {name + "_sharpen", make_sharpen_bgr(crop)},
+      {name + "_otsu", otsu_bgr(crop, cv::THRESH_BINARY)},
+      {name + "_otsu_inv", otsu_bgr(crop, cv::THRESH_BINARY_INV)},
+      {name + "_up4x", enlarge(crop, 4.0)},
       {name + "_gray_up5x", enlarge(gray, 5.0)},
       {name + "_gray_up8x", enlarge(gray, 8.0)},
       {name + "_clahe_up5x", enlarge(clahe, 5.0)},
@@ -71,7 +72,7 @@ std::array<Candidate, 10> variants_of(const std::string& name, const cv::Mat& re
 
 constexpr int kBaseWeight = 1;
 
-// What a part of a candidate's name adds to its weight. Narrow regions show little but the kana,
+// What a part of a candidate's name adds to its weight. Narrow windows show little but the kana,
 // and strong enlargements and binarisations read best where the plate is small.
 struct WeightBonus {
   const char* part;
@@ -92,10 +93,10 @@ constexpr int kDirectBonus = 10;
 
 std::vector<Candidate> make_candidates(const cv::Mat& rect, const cv::Mat& roi) {
   std::vector<Candidate> candidates;
-  for (const Region& region : kRegions) {
-    const cv::Mat& source = region.source == Source::kRect ? rect : roi;
-    const cv::Mat crop = crop_ratio(source, region.x0, region.y0, region.x1, region.y1);
-    for (Candidate& candidate : variants_of(region.name, crop)) {
+  for (const Window& window : kWindows) {
+    const cv::Mat& source = window.source == Source::kRect ? rect : roi;
+    const cv::Mat crop = crop_ratio(source, window.x0, window.y0, window.x1, window.y1);
+    for (Candidate& candidate : variants_of(window.name, crop)) {
       candidates.push_back(std::move(candidate));
     }
   }
@@ -128,7 +129,7 @@ std::string run_kana_fallback(RknnModel& rec, const cv::Mat& rect, const cv::Mat
   Tally direct;
   Tally constrained;
   for (const auto& [name, image] : make_candidates(rect, roi)) {
-    cv::imwrite(out_dir + "/kana_fallback_" + name + ".jpg", image);
+    cv::imwrite(out_dir + "/" + output::picture::kana_candidate(name), image);
     const std::string text = run_ppocr_rec(rec, image, dict);
     const std::string kana = find_kana_or_visual_confusion(text);
     const std::string kana_constrained = run_ppocr_rec_kana_constrained(rec, image, dict);

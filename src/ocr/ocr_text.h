@@ -7,7 +7,7 @@ namespace kavrel {
 
 // One reading of a plate or a part of it.
 struct OcrText {
-  std::string source;  // image variant and region or box, for example "gray_upper_row"
+  std::string source;  // see output::source, for example "gray_upper_row"
   std::string text;    // trimmed, not empty
 };
 

@@ -9,6 +9,7 @@
 
 #include "app/base/bounded_sort.h"
 #include "app/base/log.h"
+#include "app/base/output_format.h"
 #include "plate/boxes_picture.h"
 #include "plate/image_prep.h"
 
@@ -16,8 +17,8 @@ namespace kavrel {
 namespace {
 
 constexpr int kNetworkSide = 640;
-constexpr double kMinRegionArea = 20.0;  // map pixels
-constexpr int kPadX = 5;                 // image pixels on each side
+constexpr double kMinContourArea = 20.0;  // map pixels
+constexpr int kPadX = 5;                  // image pixels on each side
 constexpr int kPadY = 4;
 constexpr int kMinBoxSide = 8;
 constexpr int kRowTolerance = 12;
@@ -32,17 +33,17 @@ bool are_logits(const std::vector<float>& values) {
   return outside > 0;
 }
 
-// A region of the map as a padded box of the image. A box raised to the left or top edge keeps
-// its padded size; one that passes the right or bottom edge is cut there.
-cv::Rect image_box(const cv::Rect& region, int side, const cv::Size& image_size) {
+// The bounds of a contour of the map as a padded box of the image. A box raised to the left or top
+// edge keeps its padded size; one that passes the right or bottom edge is cut there.
+cv::Rect image_box(const cv::Rect& bounds, int side, const cv::Size& image_size) {
   const float sx = static_cast<float>(image_size.width) / static_cast<float>(side);
   const float sy = static_cast<float>(image_size.height) / static_cast<float>(side);
   const auto scaled = [](int length, float scale) { return static_cast<float>(length) * scale; };
   cv::Rect box;
-  box.x = std::max(0, static_cast<int>(std::floor(scaled(region.x, sx))) - kPadX);
-  box.y = std::max(0, static_cast<int>(std::floor(scaled(region.y, sy))) - kPadY);
-  box.width = static_cast<int>(std::ceil(scaled(region.width, sx))) + 2 * kPadX;
-  box.height = static_cast<int>(std::ceil(scaled(region.height, sy))) + 2 * kPadY;
+  box.x = std::max(0, static_cast<int>(std::floor(scaled(bounds.x, sx))) - kPadX);
+  box.y = std::max(0, static_cast<int>(std::floor(scaled(bounds.y, sy))) - kPadY);
+  box.width = static_cast<int>(std::ceil(scaled(bounds.width, sx))) + 2 * kPadX;
+  box.height = static_cast<int>(std::ceil(scaled(bounds.height, sy))) + 2 * kPadY;
   box.width = std::min(box.width, image_size.width - box.x);
   box.height = std::min(box.height, image_size.height - box.y);
   return box;
@@ -89,7 +90,7 @@ std::vector<TextBox> text_boxes(const cv::Mat& mask, const cv::Size& image_size)
   cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
   std::vector<TextBox> boxes;
   for (const auto& contour : contours) {
-    if (cv::contourArea(contour) < kMinRegionArea) continue;
+    if (cv::contourArea(contour) < kMinContourArea) continue;
     const cv::Rect box = image_box(cv::boundingRect(contour), mask.cols, image_size);
     if (box.width < kMinBoxSide || box.height < kMinBoxSide) continue;
     boxes.push_back({box, 1.0F});
@@ -121,9 +122,9 @@ std::vector<TextBox> run_ppocr_det_boxes(RknnModel& model, const cv::Mat& image,
     return {};
   }
   const cv::Mat mask = text_mask(probabilities, threshold);
-  write_mask_picture(mask, image.size(), debug_prefix + "_det_mask.jpg");
+  write_mask_picture(mask, image.size(), debug_prefix + output::picture::kTextMaskEnd);
   std::vector<TextBox> boxes = text_boxes(mask, image.size());
-  write_boxes_picture(image, boxes, debug_prefix + "_det_boxes.jpg");
+  write_boxes_picture(image, boxes, debug_prefix + output::picture::kTextBoxesEnd);
   return boxes;
 }
 

@@ -12,7 +12,7 @@ namespace kavrel {
 
 struct TextBox {
   cv::Rect box;        // pixels of the input image
-  float score = 0.0F;  // always 1: a region's own score is not computed
+  float score = 0.0F;  // always 1: a line's own score is not computed
 };
 
 // At most 16 text lines of a BGR image in reading order. The network's input is 640 x 640; its
@@ -32,7 +32,7 @@ cv::Mat text_probability_map(const std::vector<float>& values);
 // neighbouring characters closed.
 cv::Mat text_mask(const cv::Mat& probabilities, float threshold);
 
-// The mask's regions as padded boxes in an image of `image_size`, in reading order, the 16
+// The mask's outer contours as padded boxes in an image of `image_size`, in reading order, the 16
 // largest of them.
 std::vector<TextBox> text_boxes(const cv::Mat& mask, const cv::Size& image_size);
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <opencv2/imgcodecs.hpp>
 
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "ocr/line_recogniser.h"
 #include "ocr/text_detection.h"
@@ -19,24 +20,24 @@ struct Variant {
 };
 
 std::vector<Variant> make_variants(const cv::Mat& plate) {
-  return {{"original", plate},
-          {"gray", make_gray_bgr(plate)},
-          {"clahe", make_clahe_bgr(plate)},
-          {"sharpen", make_sharpen_bgr(plate)},
-          {"up2x", enlarge(plate, 2.0)}};
+  return {{output::source::kOriginal, plate},
+          {output::source::kGray, make_gray_bgr(plate)},
+          {output::source::kClahe, make_clahe_bgr(plate)},
+          {output::source::kSharpen, make_sharpen_bgr(plate)},
+          {output::source::kUp2x, enlarge(plate, 2.0)}};
 }
 
 // Fractions of the plate's width and height. The rows overlap, as plates are not always rectified
 // exactly; the serial area is the lower row without the strip of the kana.
-struct Region {
-  const char* suffix;
+struct Window {
+  const char* name;
   float x0, y0, x1, y1;
 };
 
-constexpr std::array<Region, 3> kRegions = {{
-    {"_upper_row", 0.0F, 0.0F, 1.0F, 0.5F},
-    {"_lower_row", 0.0F, 0.38F, 1.0F, 1.0F},
-    {"_serial_area", 0.28F, 0.38F, 1.0F, 1.0F},
+constexpr std::array<Window, 3> kWindows = {{
+    {output::source::kUpperRow, 0.0F, 0.0F, 1.0F, 0.5F},
+    {output::source::kLowerRow, 0.0F, 0.38F, 1.0F, 1.0F},
+    {output::source::kSerialArea, 0.28F, 0.38F, 1.0F, 1.0F},
 }};
 
 // Reads crops of one plate and collects what they say.
@@ -58,7 +59,7 @@ class Reader {
 // A box that lies outside of the image gets no number.
 void read_text_lines(RknnModel& det, const Variant& variant, const std::string& out_dir,
                      Reader& reader) {
-  const std::string debug_prefix = out_dir + "/ocr_variant_" + variant.name;
+  const std::string debug_prefix = out_dir + "/" + output::picture::variant_stem(variant.name);
   const cv::Rect whole_image(cv::Point(0, 0), variant.image.size());
   int number = 0;
   for (const TextBox& text_box :
@@ -66,18 +67,17 @@ void read_text_lines(RknnModel& det, const Variant& variant, const std::string& 
     const cv::Rect inside = text_box.box & whole_image;
     if (inside.empty()) continue;
     const cv::Mat crop = variant.image(inside).clone();
-    const std::string suffix = "_crop_" + std::to_string(number);
-    cv::imwrite(out_dir + "/ocr_" + variant.name + suffix + ".jpg", crop);
-    reader.read(crop, variant.name + "_det" + suffix);
+    cv::imwrite(out_dir + "/" + output::picture::text_line(variant.name, number), crop);
+    reader.read(crop, output::source::of_text_line(variant.name, number));
     ++number;
   }
 }
 
-void read_regions(const Variant& variant, Reader& reader) {
-  reader.read(variant.image, variant.name + "_full");
-  for (const Region& region : kRegions) {
-    const cv::Mat crop = crop_ratio(variant.image, region.x0, region.y0, region.x1, region.y1);
-    reader.read(crop, variant.name + region.suffix);
+void read_windows(const Variant& variant, Reader& reader) {
+  reader.read(variant.image, output::source::of_window(variant.name, output::source::kFull));
+  for (const Window& window : kWindows) {
+    const cv::Mat crop = crop_ratio(variant.image, window.x0, window.y0, window.x1, window.y1);
+    reader.read(crop, output::source::of_window(variant.name, window.name));
   }
 }
 
@@ -89,9 +89,9 @@ std::vector<OcrText> run_whole_plate_ocr_variants(RknnModel& det, RknnModel& rec
                                                   const std::string& out_dir) {
   Reader reader(rec, dict);
   for (const Variant& variant : make_variants(plate)) {
-    cv::imwrite(out_dir + "/ocr_variant_" + variant.name + ".jpg", variant.image);
+    cv::imwrite(out_dir + "/" + output::picture::variant(variant.name), variant.image);
     read_text_lines(det, variant, out_dir, reader);
-    read_regions(variant, reader);
+    read_windows(variant, reader);
   }
   return reader.texts();
 }

@@ -12,7 +12,7 @@
 namespace kavrel {
 
 // Reads five image variants of a BGR plate, of each one every detected text line and four fixed
-// regions. Returns the readings that are not empty in the order in which they were made, none
+// windows. Returns the readings that are not empty in the order in which they were made, none
 // chosen and none merged: the plate parser weighs them. Their `source` is the variant ("original",
 // "gray", "clahe", "sharpen", "up2x") followed by "_det_crop_" and the line's number from 0, or by
 // "_full", "_upper_row", "_lower_row" or "_serial_area". Writes the variants, the text detection's

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "kana/kana_alphabet.h"
 #include "reading/plate_text.h"
@@ -16,17 +17,17 @@ constexpr std::size_t kFullSerialDigits = 4;
 
 constexpr int kBaseWeight = 1;
 
-// What a part of a reading's source adds to its weight.
-struct SourceWeight {
-  const char* part;
+// What the window of a reading adds to its weight.
+struct WindowWeight {
+  const char* window;
   int weight;
 };
 
-constexpr std::array<SourceWeight, 4> kSourceWeights = {{
-    {"full", 1},
-    {"upper_row", 3},
-    {"lower_row", 2},
-    {"serial_area", 3},
+constexpr std::array<WindowWeight, 4> kWindowWeights = {{
+    {output::source::kFull, 1},
+    {output::source::kUpperRow, 3},
+    {output::source::kLowerRow, 2},
+    {output::source::kSerialArea, 3},
 }};
 
 // Added to a reading's weight for a run of digits, by where it stands and how long it is.
@@ -54,8 +55,8 @@ std::string find_region(const std::string& text, const std::vector<std::string>&
 
 int weight_of(const std::string& source) {
   int weight = kBaseWeight;
-  for (const auto& [part, added] : kSourceWeights) {
-    if (contains(source, part)) weight += added;
+  for (const auto& [window, added] : kWindowWeights) {
+    if (contains(source, window)) weight += added;
   }
   return weight;
 }
@@ -84,8 +85,9 @@ void vote_by_position(const std::vector<std::string>& runs, int weight, FieldTal
 
 // Three digits can be a class number or a short serial: the row decides.
 void vote_three_digits(const std::string& run, const std::string& source, FieldTallies& tallies) {
-  const bool upper = contains(source, "upper_row");
-  const bool lower = contains(source, "lower_row") || contains(source, "serial_area");
+  const bool upper = contains(source, output::source::kUpperRow);
+  const bool lower =
+      contains(source, output::source::kLowerRow) || contains(source, output::source::kSerialArea);
   tallies.class_no[run] += upper ? kRowOfThreeDigits : kDoubtOfThreeDigits;
   tallies.serial[run] += !upper && lower ? kRowOfThreeDigits : kDoubtOfThreeDigits;
 }
@@ -142,8 +144,8 @@ bool upper_row_shows_serial(const PlateFields& fields, const std::vector<OcrText
   int serial_hits = 0;
   for (const OcrText& reading : texts) {
     const std::string text = remove_spaces(reading.text);
-    const bool is_upper_row =
-        contains(reading.source, "upper_row") || !find_region(text, sorted_words).empty();
+    const bool is_upper_row = contains(reading.source, output::source::kUpperRow) ||
+                              !find_region(text, sorted_words).empty();
     if (!is_upper_row) continue;
     if (contains(text, fields.class_no)) ++class_hits;
     if (contains(text, fields.serial)) ++serial_hits;

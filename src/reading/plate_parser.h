@@ -27,8 +27,8 @@ struct PlateDecision {
   PlateFields fields;
 };
 
-// Every reading votes for values of the fields, weighted by the part of the plate that it comes
-// from (`source`, see run_whole_plate_ocr_variants); each field takes the value with the highest
+// Every reading votes for values of the fields, weighted by the window of the plate that it
+// comes from (`source`, see output::source); each field takes the value with the highest
 // total. Then class number and serial are exchanged where both have three digits and the readings
 // of the upper row show the serial more often. `region_words`: the known region names, in any
 // order.

@@ -93,6 +93,14 @@ std::string json_escape(const std::string& text) {
   return body;
 }
 
+std::string json_string(const std::string& text) { return '"' + json_escape(text) + '"'; }
+
+std::string json_object(const std::vector<std::pair<std::string, std::string>>& members) {
+  std::vector<std::string> lines;
+  for (const auto& [key, value] : members) lines.push_back("  " + json_string(key) + ": " + value);
+  return "{\n" + join_strings(lines, ",\n") + "\n}\n";
+}
+
 std::vector<std::string> split_csv_simple(const std::string& line) {
   std::vector<std::string> cells;
   std::string cell;

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kavrel {
@@ -33,6 +34,12 @@ std::string csv_escape(const std::string& text);
 
 // The body of a JSON string: \\, \", \n, \r and \t escaped, every other byte as it is.
 std::string json_escape(const std::string& text);
+
+// A JSON string in its quotes.
+std::string json_string(const std::string& text);
+
+// A flat JSON object, one member per line. Values are JSON already.
+std::string json_object(const std::vector<std::pair<std::string, std::string>>& members);
 
 // The trimmed cells of one line. A quote only switches whether commas separate and is dropped;
 // a doubled quote yields none, so this is not the inverse of csv_escape.
