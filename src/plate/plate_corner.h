@@ -3,6 +3,7 @@
 #define KAVREL_PLATE_PLATE_CORNER_H
 
 #include <opencv2/core.hpp>
+#include <string>
 #include <vector>
 
 #include "npu/rknn_model.h"
@@ -19,6 +20,10 @@ std::vector<cv::Point2f> run_plate_corner(RknnModel& model, const cv::Mat& image
 // the image's edge its border pixels are repeated.
 cv::Mat warp_plate(const cv::Mat& image, const std::vector<cv::Point2f>& corners, int out_w,
                    int out_h);
+
+// The plate of a BGR crop, upright and 320 x 96 pixels large. Writes it and the crop with its
+// corners into out_dir, as "/rectified_plate.jpg" and "/corner_debug.jpg".
+cv::Mat rectify_plate(RknnModel& model, const cv::Mat& crop, const std::string& out_dir);
 
 }  // namespace kavrel
 

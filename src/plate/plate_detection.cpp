@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <opencv2/imgcodecs.hpp>
 
 #include "app/base/bounded_sort.h"
 #include "app/base/log.h"
+#include "app/base/output_format.h"
 #include "plate/boxes_picture.h"
 #include "plate/image_prep.h"
 
@@ -94,8 +96,16 @@ std::vector<PlateDetection> run_plate_det(RknnModel* model, const cv::Mat& image
     log_line("[WARN] plate_det produced no valid final boxes. Fallback to full image ROI.");
     detections.push_back({whole_image, 0.0F});
   }
-  write_boxes_picture(image, detections, out_dir + "/plate_det_debug.jpg");
+  write_boxes_picture(image, detections, out_dir + "/" + output::picture::kPlateDetections);
   return detections;
+}
+
+cv::Mat crop_plate(RknnModel* model, const cv::Mat& image, float conf_threshold,
+                   const std::string& out_dir) {
+  const cv::Rect best = run_plate_det(model, image, conf_threshold, out_dir).front().box;
+  cv::Mat crop = image(best & cv::Rect(cv::Point(0, 0), image.size())).clone();
+  cv::imwrite(out_dir + "/" + output::picture::kPlateCrop, crop);
+  return crop;
 }
 
 }  // namespace kavrel

@@ -1,4 +1,4 @@
-// Plate detection: camera image to ranked plate boxes.
+// Plate detection: camera image to ranked plate boxes, and to the picture of the plate.
 #ifndef KAVREL_PLATE_PLATE_DETECTION_H
 #define KAVREL_PLATE_PLATE_DETECTION_H
 
@@ -20,6 +20,11 @@ struct PlateDetection {
 // out_dir + "/plate_det_debug.jpg". Errors of the network pass through.
 std::vector<PlateDetection> run_plate_det(RknnModel* model, const cv::Mat& image,
                                           float conf_threshold, const std::string& out_dir);
+
+// The best of these boxes, as far as it lies in the image, cut out; also written to
+// out_dir + "/plate_roi.jpg".
+cv::Mat crop_plate(RknnModel* model, const cv::Mat& image, float conf_threshold,
+                   const std::string& out_dir);
 
 // The boxes in one output tensor, highest score first. Rows of six floats, each either
 // (class, score, x1, y1, x2, y2) or (x1, y1, x2, y2, score, class), coordinates either fractions
