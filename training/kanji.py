@@ -31,9 +31,10 @@ DRAWN = 160      # px of the em that characters are drawn at
 FULL = "東"      # fills its cell; others keep their size beside it
 
 
-def require_fonts(names=tuple(FONTS)):
+def require_fonts(names=tuple(FONTS), fonts=None):
     """Ends the program with one line when fonts are missing."""
-    missing = sorted({FONTS[name][2] for name in names if not os.path.exists(FONTS[name][0])})
+    fonts = fonts or FONTS
+    missing = sorted({fonts[name][2] for name in names if not os.path.exists(fonts[name][0])})
     if missing:
         sys.exit(f"{Path(sys.argv[0]).name}: fonts are missing, install {' '.join(missing)}")
 

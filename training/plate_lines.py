@@ -1,10 +1,8 @@
 """Makes samples for the plate-line recogniser: crops of plates, and what they say.
 
-A plate is drawn, photographed from somewhere, cut out with a margin and
-rectified with corners that are a little off, as the detector and the corner
-network leave it.  From there on crops are made as kavrel makes them: five
-variants of the rectified plate, rows at fixed heights, boxes of the text
-detector, and small regions around the kana.
+From a rectified plate (plate_shots.py) crops are made as kavrel makes them: five variants
+of it, rows at fixed heights, boxes of the text-line detector, and small regions around the
+kana.
 
 A crop says what it shows whole.  Where a number or a name is cut, nothing of
 it is read: three digits of a cut serial would pass for a number of their own.
@@ -14,147 +12,12 @@ from dataclasses import dataclass
 import cv2
 import numpy as np
 
-import camera
+import plate_shots
 import plates
+from plate_shots import RECTIFIED
 from plates import CLASS, KANA, REGION, SERIAL
 
 INPUT_WIDTH, INPUT_HEIGHT = 320, 48
-RECTIFIED = (320, 96)
-PX_PER_MM = 1.2
-
-
-# Lettering
-
-def bent(plate, rng):
-    """The plate with its shapes pulled by up to a few mm, each place its own way."""
-    height, width = plate.shape[:2]
-    pulls = rng.normal(0, rng.uniform(0, 1.3) * PX_PER_MM, (2, 6, 12)).astype(np.float32)
-    dx, dy = (cv2.resize(pull, (width, height), interpolation=cv2.INTER_CUBIC) for pull in pulls)
-    dx += np.arange(width, dtype=np.float32)
-    dy += np.arange(height, dtype=np.float32)[:, None]
-    return cv2.remap(plate, dx, dy, cv2.INTER_LINEAR, borderMode=cv2.BORDER_REPLICATE)
-
-
-def worn(plate, rng):
-    """Lines a little thicker or thinner than the pen drew them."""
-    way = rng.random()
-    if way < 0.5:
-        return plate
-    change = cv2.erode if way < 0.75 else cv2.dilate
-    return change(plate, np.ones((2, 2) if rng.random() < 0.6 else (3, 3), np.uint8))
-
-
-# A photograph of a plate
-
-@dataclass
-class Shot:
-    """A plate as the chain has it before it reads: cut out, and rectified."""
-    text: plates.PlateText
-    roi: np.ndarray
-    rect: np.ndarray
-    groups: np.ndarray      # of each character
-    chars: list
-    roi_boxes: np.ndarray   # the characters' left, top, right, bottom there
-    rect_boxes: np.ndarray
-
-
-def turned_plate(rng, width, hard):
-    """The corners of a plate about `width` pixels wide, seen from somewhere."""
-    spread = np.radians((13, 8, 4)) * hard
-    limit = np.radians((35, 25, 15)) * hard
-    yaw, pitch, roll = (np.clip(rng.normal(0, spread), -limit, limit) if rng.random() < 0.8
-                        else rng.uniform(-limit, limit))
-    half = np.array([(-1, -0.5), (1, -0.5), (1, 0.5), (-1, 0.5)]) * plates.WIDTH / 2
-    points = np.stack([half[:, 0] * np.cos(yaw), half[:, 1] * np.cos(pitch),
-                       half[:, 0] * np.sin(yaw) + half[:, 1] * np.sin(pitch)], 1)
-    points = points[:, :2] / (rng.uniform(4, 12) * plates.WIDTH + points[:, 2:])
-    turn = np.array([(np.cos(roll), np.sin(roll)), (-np.sin(roll), np.cos(roll))])
-    points = points @ turn
-    return points * width / np.linalg.norm(points[1] - points[0])
-
-
-def surroundings(rng, width, height):
-    """A few soft patches of any colour: what a detector's box shows beside the plate."""
-    patches = rng.integers(0, 200) + rng.integers(-60, 60, (4, 5, 3))
-    patches = np.clip(patches, 0, 255).astype(np.uint8)
-    way = cv2.INTER_CUBIC if rng.random() < 0.7 else cv2.INTER_NEAREST
-    return cv2.resize(patches, (width, height), interpolation=way)
-
-
-def mapped_boxes(boxes, transform):
-    """Boxes of mm as upright boxes in a picture.  Their corners are mostly empty."""
-    left, top, right, bottom = boxes.T
-    dx, dy = (right - left) * 0.04, (bottom - top) * 0.04
-    corners = np.stack([np.stack([x, y], 1) for x in (left + dx, right - dx)
-                        for y in (top + dy, bottom - dy)], 1)
-    points = cv2.perspectiveTransform(corners.astype(np.float32), transform)
-    return np.concatenate([points.min(1), points.max(1)], 1)
-
-
-UNIT = np.float32([(0, 0), (1, 0), (1, 1), (0, 1)])
-
-
-def corners_of(width, height):
-    return UNIT * np.float32((width, height))
-
-
-def place(rng, hard):
-    """A place for the plate: its corners in the cut-out picture, the picture's
-    size, and the corners that the chain would find."""
-    fills_picture = rng.random() < 0.12
-    width = np.exp(rng.uniform(np.log(62), np.log(400))) if hard else rng.uniform(260, 400)
-    corners = turned_plate(rng, width, 0.1 if fills_picture else hard)
-    margins = rng.uniform(-0.015, 0.02, 4) if fills_picture else rng.uniform(0.02, 0.2, 4)
-    low, high = corners.min(0), corners.max(0)
-    box = high - low
-    corners = corners - low + margins[:2] * box
-    size = np.maximum(16, np.round(box * (1 + margins[:2] + margins[2:]))).astype(int)
-    if fills_picture:
-        found = corners_of(*(size - 1))
-    else:
-        spread = width * rng.uniform(0.001, 0.014) * (2.2 if rng.random() < 0.05 else 1)
-        found = corners + rng.normal(0, spread, (4, 2))
-    return corners.astype(np.float32), size, np.clip(found, 0, size - 1).astype(np.float32)
-
-
-def shrunk_for(plate, mask, width):
-    """Halves and quarters must be averaged: a warp would skip their pixels."""
-    factor = min(1.0, 1.3 * width / plate.shape[1])
-    if factor == 1.0:
-        return plate, mask
-    size = (max(8, round(plate.shape[1] * factor)), max(4, round(plate.shape[0] * factor)))
-    return (cv2.resize(plate, size, interpolation=cv2.INTER_AREA),
-            cv2.resize(mask, size, interpolation=cv2.INTER_AREA))
-
-
-def into_scene(plate, mask, corners, size, rng):
-    """The cut-out picture with the plate in its place."""
-    plate, mask = shrunk_for(plate, mask, np.linalg.norm(corners[1] - corners[0]))
-    warp = cv2.getPerspectiveTransform(corners_of(plate.shape[1], plate.shape[0]), corners)
-    scene = surroundings(rng, *size)
-    seen = cv2.warpPerspective(plate, warp, tuple(size), flags=cv2.INTER_LINEAR,
-                               borderMode=cv2.BORDER_REPLICATE)
-    cv2.copyTo(seen, cv2.warpPerspective(mask, warp, tuple(size)) // 128, scene)
-    return scene
-
-
-def photograph(text, style, rng, hard):
-    """`hard` 0 is a large plate in daylight, seen from the front, 1 is the street."""
-    drawn = plates.draw_plate(text, style, PX_PER_MM, rng)
-    plate, mask = drawn.cut()
-    if rng.random() < 0.5:
-        plate = bent(worn(plate, rng), rng)
-    corners, size, found = place(rng, hard)
-    roi = into_scene(plate, mask, corners, size, rng)
-    roi = camera.degrade(roi, rng, rng.uniform(0.05, 0.9) * hard)
-    upright = cv2.getPerspectiveTransform(found, corners_of(RECTIFIED[0] - 1, RECTIFIED[1] - 1))
-    rect = cv2.warpPerspective(roi, upright, RECTIFIED, flags=cv2.INTER_LINEAR,
-                               borderMode=cv2.BORDER_REPLICATE)
-    groups, chars, boxes = zip(*((one.group, one.char, one.box) for one in drawn.characters))
-    boxes = np.float64(boxes)
-    into_roi = cv2.getPerspectiveTransform(corners_of(plates.WIDTH, plates.HEIGHT), corners)
-    return Shot(text, roi, rect, np.array(groups), list(chars),
-                mapped_boxes(boxes, into_roi), mapped_boxes(boxes, upright @ into_roi))
 
 
 # What a window shows
@@ -212,24 +75,23 @@ def sharpen(image):
     return cv2.addWeighted(image, 1.6, cv2.GaussianBlur(image, (0, 0), 1.0), -0.6, 0.0)
 
 
-def enlarge(image, factor):
-    return cv2.resize(image, None, fx=factor, fy=factor, interpolation=cv2.INTER_CUBIC)
-
-
 def otsu(image, way):
     bright = cv2.cvtColor(image, cv2.COLOR_RGB2GRAY)
     _, binary = cv2.threshold(bright, 0, 255, way | cv2.THRESH_OTSU)
     return cv2.cvtColor(binary, cv2.COLOR_GRAY2RGB)
 
 
-VARIANTS = (lambda image: image, gray, clahe, sharpen, lambda image: enlarge(image, 2.0))
-KANA_VARIANTS = (lambda image: image, gray, clahe, sharpen,
-                 lambda image: otsu(image, cv2.THRESH_BINARY),
-                 lambda image: otsu(image, cv2.THRESH_BINARY_INV),
-                 lambda image: enlarge(image, 4.0),
-                 lambda image: enlarge(gray(image), 5.0),
-                 lambda image: enlarge(gray(image), 8.0),
-                 lambda image: enlarge(clahe(image), 5.0))
+def same(image):
+    return image
+
+
+# Some are enlarged before they are read: once they are brought to the network's size that
+# comes to bringing them there with the enlargement's cubic filter.
+PLAIN, ENLARGED = cv2.INTER_LINEAR, cv2.INTER_CUBIC
+VARIANTS = ((same, PLAIN), (gray, PLAIN), (clahe, PLAIN), (sharpen, PLAIN), (same, ENLARGED))
+KANA_VARIANTS = (*VARIANTS, (lambda image: otsu(image, cv2.THRESH_BINARY), PLAIN),
+                 (lambda image: otsu(image, cv2.THRESH_BINARY_INV), PLAIN),
+                 (gray, ENLARGED), (gray, ENLARGED), (clahe, ENLARGED))
 
 # Fractions of the picture's width and height.
 ROWS = {"upper_row": (0.0, 0.0, 1.0, 0.5), "lower_row": (0.0, 0.38, 1.0, 1.0),
@@ -256,31 +118,38 @@ def input_size(image):
     return max(1, int(width * scale + 0.5)), max(1, int(height * scale + 0.5))
 
 
-def recogniser_input(image):
+def recogniser_input(image, way=PLAIN):
     """The crop at the left end of the network's picture, white where it does not reach."""
     size = input_size(image)
     canvas = np.full((INPUT_HEIGHT, INPUT_WIDTH, 3), 255, np.uint8)
-    canvas[:size[1], :size[0]] = cv2.resize(image, size, interpolation=cv2.INTER_LINEAR)
+    canvas[:size[1], :size[0]] = cv2.resize(image, size, interpolation=way)
     return canvas
 
 
-# What a detected box may hold: groups, or a part of the serial.
-BOX_CONTENTS = ((REGION, CLASS), (REGION, CLASS), (REGION,), (CLASS,), (KANA, SERIAL),
-                (KANA, SERIAL), (SERIAL,), (KANA,), (REGION, CLASS, KANA, SERIAL))
+# What a detected box may hold: a row, both, groups, or a part of any of these.
+ROW_CONTENTS = ((REGION, CLASS), (REGION, CLASS), (KANA, SERIAL))
+BOX_CONTENTS = ((REGION,), (CLASS,), (SERIAL,), (KANA,), (REGION, CLASS, KANA, SERIAL))
+# Pixels of the plate that kavrel adds to what is marked.
+GROWTH = np.array((5, 4))
 
 
 def text_box(shot, rng):
-    """A box as the text detector finds it: it marks the middle of the line and
-    often ends within the outer characters."""
-    member = np.isin(shot.groups, plates.pick(rng, BOX_CONTENTS))
-    if rng.random() < 0.15:
+    """A box as a text detector finds it: mostly a row with a little more or less."""
+    in_rows = rng.random() < 0.75
+    member = np.isin(shot.groups, plates.pick(rng, ROW_CONTENTS if in_rows else BOX_CONTENTS))
+    if rng.random() < (0.05 if in_rows else 0.3):
         member &= rng.random(len(member)) < 0.5
         if not member.any():
             member[int(rng.integers(len(member)))] = True
     boxes = shot.rect_boxes[member]
     low, high = boxes[:, :2].min(0), boxes[:, 2:].max(0)
     height = high[1] - low[1]
-    grow = rng.uniform((-0.35, -0.12), (0.3, 0.25), (2, 2)) * height
+    if in_rows:
+        # The enlarged variant's boxes grow by half.
+        growth = GROWTH * (0.5 if rng.random() < 0.2 else 1)
+        grow = growth + rng.normal(0, (0.06, 0.05), (2, 2)) * height
+    else:
+        grow = rng.uniform((-0.35, -0.12), (0.3, 0.25), (2, 2)) * height
     low, high = np.floor(low - grow[0]), np.ceil(high + grow[1])
     return np.concatenate([np.clip(low, 0, np.array(RECTIFIED) - 8),
                            np.clip(high, np.maximum(low, 0) + 8, RECTIFIED)])
@@ -309,6 +178,7 @@ def silent_window(shot, rng):
 @dataclass
 class Crop:
     image: np.ndarray
+    way: int                # PLAIN or ENLARGED
     text: str
     centres: np.ndarray     # of the text's characters, as fractions of the width
 
@@ -319,29 +189,28 @@ class CropMaker:
     def __init__(self, shot, rng):
         self.shot, self.rng, self.variants = shot, rng, {}
 
-    def variant(self, number):
-        if number not in self.variants:
-            self.variants[number] = VARIANTS[number](self.shot.rect)
-        return self.variants[number]
+    def variant(self, change):
+        if change not in self.variants:
+            self.variants[change] = change(self.shot.rect)
+        return self.variants[change]
 
-    def crop(self, image, boxes, window):
+    def crop(self, image, way, boxes, window):
         shown = visible(self.shot, boxes, window)
         middles = (boxes[shown, 0] + boxes[shown, 2]) / 2
-        return Crop(image, "".join(self.shot.chars[i] for i in shown),
+        return Crop(image, way, "".join(self.shot.chars[i] for i in shown),
                     (middles - window[0]) / (window[2] - window[0]))
 
     def of_window(self, window):
-        image = self.variant(int(self.rng.integers(len(VARIANTS))))
-        image = cut_out(image, np.array(window) * (image.shape[1] // RECTIFIED[0]))
-        return self.crop(image, self.shot.rect_boxes, window)
+        change, way = plates.pick(self.rng, VARIANTS)
+        return self.crop(cut_out(self.variant(change), window), way, self.shot.rect_boxes, window)
 
     def kana(self):
         of_roi = self.rng.random() < 0.5
         image = self.shot.roi if of_roi else self.shot.rect
         boxes = self.shot.roi_boxes if of_roi else self.shot.rect_boxes
         window = ratio_window(image, plates.pick(self.rng, KANA_REGIONS))
-        return self.crop(plates.pick(self.rng, KANA_VARIANTS)(cut_out(image, window)), boxes,
-                         window)
+        change, way = plates.pick(self.rng, KANA_VARIANTS)
+        return self.crop(change(cut_out(image, window)), way, boxes, window)
 
     def make(self, kind):
         if kind == "kana":
@@ -359,12 +228,11 @@ class CropMaker:
 # Samples
 
 # Shares of the crops of a training.  The upper row has the most characters to learn.
-SHARES = {"upper_row": 0.3, "lower_row": 0.16, "serial_area": 0.07, "full": 0.11,
-          "box": 0.18, "kana": 0.13, "nothing": 0.05}
+SHARES = {"upper_row": 0.4, "lower_row": 0.15, "serial_area": 0.03, "full": 0.09,
+          "box": 0.22, "kana": 0.08, "nothing": 0.03}
 EASY_SHARES = {"upper_row": 0.4, "lower_row": 0.4, "box": 0.2}
-CROPS_A_PLATE = 6
-# Light letters on a dark ground are the rarer sight, and the harder one.
-DARK, MORE_DARK = ("business", "kei_business"), 0.2
+CROPS_A_SHOT = 8
+MIXED = 480     # crops at once, so that those of one plate come apart
 
 
 @dataclass
@@ -378,20 +246,24 @@ class Line:
     plate_kind: str
 
 
+def lines_of(shot, rng, easy=False):
+    shares = EASY_SHARES if easy else SHARES
+    maker = CropMaker(shot, rng)
+    for kind in rng.choice(list(shares), CROPS_A_SHOT, p=list(shares.values())):
+        crop = maker.make(kind)
+        yield Line(recogniser_input(crop.image, crop.way), crop.text,
+                   crop.centres * input_size(crop.image)[0], str(kind), shot.text.kind)
+
+
 def lines(rng, styles, hardness, regions):
-    """Endless samples.  `hardness` is asked for each plate."""
-    while True:
-        hard = hardness()
-        shares = SHARES if hard > 0.3 else EASY_SHARES
-        # All kana and class numbers are needed, however rare they are on a plate.
-        text = plates.random_plate_text(rng, regions, uniform=0.75,
-                                        kinds=DARK if rng.random() < MORE_DARK else None)
-        shot = photograph(text, plates.pick(rng, styles), rng, hard)
-        maker = CropMaker(shot, rng)
-        for kind in rng.choice(list(shares), CROPS_A_PLATE, p=list(shares.values())):
-            crop = maker.make(kind)
-            yield Line(recogniser_input(crop.image), crop.text,
-                       crop.centres * input_size(crop.image)[0], str(kind), text.kind)
+    """Endless samples.  `hardness` is asked for each shot."""
+    mixed = []
+    for shot in plate_shots.shots(rng, styles, hardness, regions):
+        mixed += lines_of(shot, rng, hardness() <= 0.3)
+        while len(mixed) > MIXED:
+            place = int(rng.integers(MIXED))
+            line, mixed[place] = mixed[place], mixed.pop()
+            yield line
 
 
 def held_out_lines(count, seed, styles):

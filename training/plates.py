@@ -48,6 +48,9 @@ class Style:
     def name(self):
         return f"{'any' if self.way is None else self.way}+{self.font}"
 
+    def tile(self, cell, hand, px_per_mm):
+        return tile_of(cell, hand, self.font, px_per_mm)
+
 
 # No training sees these fonts; they tell reading plates from knowing the fonts.
 HELD_OUT_FONTS = ("ume", "wqy")
@@ -268,7 +271,7 @@ def letter_plate(text, layout, style, px_per_mm, rng):
         hand, cells = pick(rng, hands(style.way)), list(varied(cells, rng))
     characters = []
     for cell in cells:
-        box = lay(ink, tile_of(cell, hand, style.font, px_per_mm), cell, px_per_mm)
+        box = lay(ink, style.tile(cell, hand, px_per_mm), cell, px_per_mm)
         if box is not None:
             characters.append(Character(cell.group, cell.char, box))
     return ink, characters

@@ -15,6 +15,7 @@ from torch.nn import functional
 
 import common
 import plate_lines
+import plate_shots
 import plates
 
 ROOT = Path(__file__).resolve().parents[1]
@@ -28,7 +29,7 @@ STEP = 8                # columns of the picture for each of the network's steps
 EASY_LINES = 15_000     # large clear rows first: the street alone teaches silence
 PLACED = 0.5            # weight of the characters' places beside CTC
 HELD_OUT_SEED = 20_000_003
-CHECKED_LINES = 480     # for the progress line
+CHECKED_LINES = 320     # for the progress line
 STEPS = plate_lines.INPUT_WIDTH // STEP
 
 
@@ -116,8 +117,10 @@ def for_export(net):
 
 
 def picture(batch):
-    """Pictures as the samples have them, rows of pixels, as the network takes them."""
-    return batch.permute(0, 3, 1, 2).float()
+    """Pictures as the samples have them, rows of pixels, as the network takes them;
+    0..255 is the same in either type."""
+    kind = torch.bfloat16 if common.BFLOAT16 and torch.is_grad_enabled() else torch.float32
+    return batch.permute(0, 3, 1, 2).to(kind)
 
 
 def loss_of(net, images, codes, places, lengths):
@@ -149,7 +152,7 @@ def samples_of(classes, resumed):
         def hardness():
             return min(1.0, made / EASY_LINES) ** 1.5
 
-        for line in plate_lines.lines(rng, plates.STYLES_TRAIN, hardness, regions):
+        for line in plate_lines.lines(rng, plate_shots.STYLES_TRAIN, hardness, regions):
             made += 1
             yield line.picture, *encode(line, classes), len(line.text)
     return samples
@@ -166,7 +169,7 @@ def read(net, pictures, dictionary):
 
 
 def wrong_share(dictionary):
-    held_out = plate_lines.held_out_lines(CHECKED_LINES, HELD_OUT_SEED, plates.STYLES_TRAIN)
+    held_out = plate_lines.held_out_lines(CHECKED_LINES, HELD_OUT_SEED, plate_shots.STYLES_TRAIN)
     pictures = [line.picture for line in held_out]
 
     def error(net):
@@ -223,7 +226,7 @@ def figures_of(net, dictionary, count, seed, styles):
 
 def print_figures(net, dictionary, count):
     header = ["held out", "lines", "exact", "characters wrong", "no line", "silent"]
-    for title, styles in (("fonts of the training", plates.STYLES_TRAIN),
+    for title, styles in (("fonts of the training", plate_shots.STYLES_TRAIN),
                           ("fonts never seen", plates.STYLES_HELD_OUT)):
         tables = figures_of(net, dictionary, count, HELD_OUT_SEED + 1, styles)
         print(f"\n{title}\n")
