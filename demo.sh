@@ -28,7 +28,7 @@ final_result="$({
     --input-mode auto \
     --plate-det-model "$root/models/reference/plate_det.onnx" \
     --plate-corner-model "$root/models/reference/plate_corner.onnx" \
-    --ppocr-det-model "$root/models/host/ppocr_det.onnx" \
+    --ppocr-det-model "$root/models/reference/plate_text.onnx" \
     --ppocr-rec-model "$root/models/reference/plate_rec.onnx" \
     --ocr-dict "$root/dict/plate_rec_dict.txt" \
     --dict-region "$root/dict/region_words.txt" \

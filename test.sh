@@ -3,6 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 tools/setup.sh
+tools/public_networks.sh
 tools/need.sh chromium:chromium xmllint:libxml2-utils
 cmake --preset dev >/dev/null
 echo "test.sh: building"

@@ -266,14 +266,14 @@ void show_shares(Kana kana, int step) {
   const TempDir scratch;
   const int frames = make_street_list(scratch.path("list.csv"), step);
   make_street_dictionary(scratch.path("dict.txt"), kana);
-  const Figures figures =
-      measure({KAVREL_PROGRAM, "--input-mode", "frame", "--plate-det-model",
-               "models/reference/plate_det.onnx", "--plate-corner-model",
-               "models/reference/plate_corner.onnx", "--ppocr-det-model",
-               "models/host/ppocr_det.onnx", "--ppocr-rec-model", "models/reference/plate_rec.onnx",
-               "--ocr-dict", scratch.path("dict.txt"), "--dict-region", "dict/region_words.txt",
-               "--input-list", scratch.path("list.csv"), "--output-dir", scratch.path("kavrel")},
-              HOST_RUNTIME_DIR, scratch.path());
+  const Figures figures = measure(
+      {KAVREL_PROGRAM, "--input-mode", "frame", "--plate-det-model",
+       "models/reference/plate_det.onnx", "--plate-corner-model",
+       "models/reference/plate_corner.onnx", "--ppocr-det-model",
+       "models/reference/plate_text.onnx", "--ppocr-rec-model", "models/reference/plate_rec.onnx",
+       "--ocr-dict", scratch.path("dict.txt"), "--dict-region", "dict/region_words.txt",
+       "--input-list", scratch.path("list.csv"), "--output-dir", scratch.path("kavrel")},
+      HOST_RUNTIME_DIR, scratch.path());
   // Of wall or CPU time, in percent: what is in the runtime, without and with picture writing.
   const auto share = [&figures](const char* clock) {
     const double runtime = figures.at(std::string("runtime_") + clock);

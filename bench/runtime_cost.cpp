@@ -153,9 +153,9 @@ int main() {
   try {
     std::filesystem::current_path(SOURCE_DIR);
     const Ort::Env env(ORT_LOGGING_LEVEL_FATAL);
-    for (const char* path : {"models/reference/plate_det.onnx",
-                             "models/reference/plate_corner.onnx", "models/host/ppocr_det.onnx",
-                             "models/reference/plate_rec.onnx", "models/host/ppocr_rec.onnx"}) {
+    for (const char* path :
+         {"models/reference/plate_det.onnx", "models/reference/plate_corner.onnx",
+          "models/reference/plate_text.onnx", "models/reference/plate_rec.onnx"}) {
       compare(env, path);
     }
   } catch (const std::exception& error) {

@@ -14,7 +14,7 @@ namespace {
 
 const char kAdvice[] =
     "; compiled NPU models run only on the board, give this runtime ONNX files such as those in "
-    "models/host";
+    "models/reference";
 
 [[noreturn]] void refuse_file(std::size_t size, const std::string& fault) {
   throw Refusal(RKNN_ERR_MODEL_INVALID,

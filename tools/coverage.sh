@@ -4,6 +4,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 tools/setup.sh
+tools/public_networks.sh
 tools/need.sh gcovr:gcovr
 cmake --preset coverage >/dev/null
 ninja -C build-coverage --quiet kavrel tests/all

@@ -1,11 +1,11 @@
 #!/bin/bash
-# Fetches the prebuilt libraries, headers and networks listed in fetch.lock into
-# third_party/. What is already there is left alone, so the script may run
-# before every build.
+# Fetches the files that a lock lists into third_party/: ONNX Runtime's of fetch.lock, or those of
+# another lock:   tools/fetch.sh [LOCK]
+# What is already there is left alone, so the script may run before every build.
 set -euo pipefail
 
 tools="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
-lock="$tools/fetch.lock"
+lock="${1:-$tools/fetch.lock}"
 third_party="$(dirname "$tools")/third_party"
 
 fail() {
@@ -91,7 +91,7 @@ fetch_package() {
     download "$tarball"
   fi
   has_pinned_checksum "$archive" ||
-    fail "$archive is not $name $version: its sha512 differs from fetch.lock"
+    fail "$archive is not $name $version: its sha512 differs from ${lock##*/}"
   echo "fetch.sh: unpacking $name $version into third_party"
   extract "$archive"
   echo "$integrity" >"$(record_path)"
@@ -114,7 +114,7 @@ while read -r keyword first second third fourth; do
       destinations+=("$second")
       ;;
     '' | '#'*) ;;
-    *) fail "fetch.lock has an unknown line: $keyword $first" ;;
+    *) fail "${lock##*/} has an unknown line: $keyword $first" ;;
   esac
 done <"$lock"
 fetch_package

@@ -205,7 +205,7 @@ def main():
                for name in (DETECTOR, RECOGNISER, DICTIONARY)]
     for path in inputs:
         if not path.is_file():
-            raise PreparationError(f"{path} is missing; run tools/fetch.sh")
+            raise PreparationError(f"{path} is missing; run tools/public_networks.sh")
     if is_up_to_date(inputs + [Path(__file__)], outputs):
         return
     print(f"prepare_models.py: writing {arguments.output}")

@@ -245,7 +245,7 @@ def main():
     add("--set", type=Path, default=ROOT / "samples/street", help="folder with street_*.csv")
     add("--kavrel", type=Path, default=ROOT / "build/kavrel")
     add("--models", type=Path, default=common.MODELS, help="folder with our networks")
-    add("--text-model", type=Path, default=ROOT / "models/host/ppocr_det.onnx")
+    add("--text-model", type=Path, default=common.MODELS / "plate_text.onnx")
     add("--output", type=Path, help="keeps lists, pictures and runs in this new folder")
     args = parser.parse_args()
     rows = rows_of(args.set / "street_expected.csv")

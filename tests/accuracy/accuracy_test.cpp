@@ -1,5 +1,5 @@
 // The whole chain on street frames with the reference networks, held against recorded figures.
-// Needs models/host, which tools/setup.sh prepares; runs in the repository's root.
+// Runs in the repository's root.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -77,7 +77,7 @@ Args reference_args() {
   args.input_mode = "auto";
   args.plate_det_model = kSource + "/models/reference/plate_det.onnx";
   args.plate_corner_model = kSource + "/models/reference/plate_corner.onnx";
-  args.ppocr_det_model = kSource + "/models/host/ppocr_det.onnx";
+  args.ppocr_det_model = kSource + "/models/reference/plate_text.onnx";
   args.ppocr_rec_model = kSource + "/models/reference/plate_rec.onnx";
   args.ocr_dict = kSource + "/dict/plate_rec_dict.txt";
   args.dict_region = kSource + "/dict/region_words.txt";

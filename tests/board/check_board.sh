@@ -261,7 +261,7 @@ step_plate() {
   need_cross_build
   local list="$scratch/plate.csv" networks=(
     --plate-corner-model models/reference/plate_corner.onnx
-    --ppocr-det-model models/host/ppocr_det.onnx
+    --ppocr-det-model models/reference/plate_text.onnx
     --ppocr-rec-model models/reference/plate_rec.onnx
     --ocr-dict dict/plate_rec_dict.txt)
   head -n 2 samples/rendered/rendered_expected.csv >"$list"

@@ -494,7 +494,7 @@ TEST(HostRuntime, RefusesAModelThatIsNotOnnxAndSaysWhatToGive) {
   expect_model_refused(compiled,
                        "no complete ONNX file; compiled NPU models run only on the board");
   expect_model_refused("", "of 0 bytes is empty; compiled NPU models");
-  expect_model_refused("hello", "models/host");
+  expect_model_refused("hello", "models/reference");
 }
 
 TEST(HostRuntime, RefusesEveryTruncationOfAModel) {

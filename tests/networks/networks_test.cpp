@@ -1,4 +1,4 @@
-// Needs models/host, which tools/setup.sh prepares.
+// Needs models/host, which tools/public_networks.sh prepares.
 #include <gtest/gtest.h>
 
 #include <fstream>
