@@ -36,7 +36,7 @@ TEST_F(ReportProgram, ExplainsItself) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.out, HasSubstr(std::string("Example: kavrel-report ") + command));
   }
-  EXPECT_EQ(run_report({"--version"}).out, "1.0.0\n");
+  EXPECT_EQ(run_report({"--version"}).out, KAVREL_VERSION "\n");
 }
 
 TEST_F(ReportProgram, RefusesAWrongCommandLine) {
