@@ -15,6 +15,7 @@ Debian packages: python3-onnx python3-opencv python3-numpy
 """
 import argparse
 import csv
+import itertools
 import json
 import subprocess
 import sys
@@ -246,6 +247,7 @@ def main():
     add("--kavrel", type=Path, default=ROOT / "build/kavrel")
     add("--models", type=Path, default=common.MODELS, help="folder with our networks")
     add("--text-model", type=Path, default=common.MODELS / "plate_text.onnx")
+    add("--stages", type=int, default=4, help="how many of the runs, from the first")
     add("--output", type=Path, help="keeps lists, pictures and runs in this new folder")
     args = parser.parse_args()
     rows = rows_of(args.set / "street_expected.csv")
@@ -255,7 +257,7 @@ def main():
         folder = args.output or Path(scratch)
         folder.mkdir(parents=True, exist_ok=True)
         print_places(list(places(args, rows, truths)))
-        print_tables(list(stages(args, folder, rows, truths)))
+        print_tables(list(itertools.islice(stages(args, folder, rows, truths), args.stages)))
 
 
 if __name__ == "__main__":

@@ -29,6 +29,7 @@ def main():
     add("--seed", type=int, default=1)
     add("--vehicles", type=int, default=40)
     add("--frames", type=int, default=3, help="pictures of each vehicle")
+    add("--wide", action="store_true", help="large pictures with plates of 65 to 200 pixels")
     args = parser.parse_args()
     regions = [line.strip() for line in
                (ROOT / "dict/region_words.txt").read_text(encoding="utf-8").splitlines()
@@ -38,7 +39,8 @@ def main():
     truths = []
     for number in range(args.vehicles):
         rng = np.random.default_rng((args.seed, number))
-        for truth in frames.vehicle_frames(args.output, number + 1, args.frames, regions, rng):
+        for truth in frames.vehicle_frames(args.output, number + 1, args.frames, regions,
+                                           args.wide, rng):
             truths.append(truth)
     with open(args.output / "street_expected.csv", "w", encoding="utf-8", newline="") as file:
         writer = csv.writer(file, lineterminator="\n")

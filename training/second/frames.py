@@ -10,7 +10,7 @@ import plate as plates
 import scene
 import vehicle as vehicles
 
-LARGEST = 2.2e6                        # pixels drawn before the lens; more is drawn 1 : 1.5
+LARGEST = 2.2e6                        # pixels drawn before the lens; more is drawn less finely
 
 
 @lru_cache(maxsize=3)
@@ -58,20 +58,21 @@ def shade_on_plate(light, rng):
     return np.clip(0.5 + side / rng.uniform(0.02, 0.2), 0, 1).astype(np.float32)
 
 
-def vehicle_frames(folder, number, count, regions, rng):
-    """Draw and save a vehicle's frames; their truths."""
+def vehicle_frames(folder, number, count, regions, wide, rng):
+    """Draw and save a vehicle's frames; their truths. `wide`: large ones with small plates."""
     name, rear, kind = random_kind(rng)
     light = scene.random_light(rng)
     car = vehicles.make(name, rear, vehicles.random_colour(rng), light.lit, rng)
     text = plates.random_text(kind, regions, rng)
     drawn = plates.draw(text, kind, plates.random_lettering(rng), rng)
     around = surroundings(light, rng)
-    size = scene.SIZES[rng.integers(len(scene.SIZES))]
+    sizes, parts = (scene.WIDE_SIZES, (0.033, 0.06)) if wide else (scene.SIZES, (0.055, 0.17))
+    size = sizes[rng.integers(len(sizes))]
     style = photo.random_style(light.name in ("night", "dusk", "garage"), rng)
     tilted = mount(rng)
     shade = shade_on_plate(light, rng)
     yaw, pace = np.radians(rng.uniform(-38, 38)), rng.uniform(1.05, 1.3)
-    first = np.exp(rng.uniform(np.log(0.055), np.log(0.17)))
+    first = np.exp(rng.uniform(*np.log(parts)))
     truths = []
     for take in range(count):
         width = float(np.clip(first * pace ** take * size[0], 64, 300))
@@ -113,7 +114,8 @@ def surroundings(light, rng):
 
 def shot(car, drawn, light, around, size, width, yaw, tilted, shade, style, rng):
     """One finished frame and the plate's corners in it."""
-    fine = 2.0 if size[0] * size[1] * 4 < LARGEST else 1.5
+    pixels = size[0] * size[1]
+    fine = 2.0 if 4 * pixels < LARGEST else 1.5 if pixels < LARGEST else 1.25
     whole = tuple(round(side * fine) for side in size)
     focal = whole[0] * rng.uniform(0.9, 1.6) * (1.3 if size[1] > size[0] else 1)
     x, y, scale = car.plate

@@ -14,6 +14,7 @@ from canvas import Canvas
 
 SIZES = ((640, 480), (800, 600), (960, 720), (1024, 683), (1280, 720), (1280, 960), (900, 1200),
          (1600, 1200))
+WIDE_SIZES = ((2016, 1512), (2560, 1440), (1920, 1280), (1512, 2016))
 GROUND = 2200                          # pixels of the ground's side
 KINDS = (("sedan", 5), ("kei", 3), ("van", 3), ("truck", 3), ("bus", 2))
 
