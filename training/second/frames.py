@@ -152,7 +152,8 @@ def stand(frame, camera, panel, light, around, place, turn):
 
 def taken(frame, corners, fine, size, width, light, style, rng):
     """What the camera makes of the scene's light."""
-    frame, corners = photo.lens(frame, style["barrel"], corners)
+    # OpenCV draws with 0 in the middle of the first pixel, the lens counts from its edge.
+    frame, corners = photo.lens(frame, style["barrel"], corners + 0.5)
     tone = np.percentile(cut_out(frame, corners), 92)
     gain = photo.exposed(frame[::4, ::4], light.brightness * rng.uniform(0.8, 1.25), tone)
     frame = photo.bloom(frame * (gain * np.float32(style["white"])), 0.5)
@@ -175,8 +176,7 @@ def cut_out(frame, corners):
 
 
 def truth_of(path, number, kind, text, corners, light, name, rear, width):
-    # Pixel (0, 0) covers 0..1 of the picture's plane; kavrel counts from its middle.
-    corners = np.round(corners - 0.5, 2)
+    corners = np.round(corners - 0.5, 2)               # 0 is the first pixel's middle
     low, high = corners.min(0), corners.max(0)
     region, class_no, kana, serial = text
     return {"image_path": str(path), "expected": " ".join(text), "group_id": f"car{number:02d}",
