@@ -226,7 +226,7 @@ def shares(rows):
 
 
 def print_table(title, results):
-    if all(rows for _, rows in results):
+    if results and all(rows for _, rows in results):
         print(f"\n{title}\n")
         common.print_table(("run", "right", *FIELDS),
                            [[name, *shares(rows)] for name, rows in results])
@@ -247,7 +247,7 @@ def main():
     add("--kavrel", type=Path, default=ROOT / "build/kavrel")
     add("--models", type=Path, default=common.MODELS, help="folder with our networks")
     add("--text-model", type=Path, default=common.MODELS / "plate_text.onnx")
-    add("--stages", type=int, default=4, help="how many of the runs, from the first")
+    add("--stages", type=int, default=4, help="how many of the runs, 0 for boxes and corners only")
     add("--output", type=Path, help="keeps lists, pictures and runs in this new folder")
     args = parser.parse_args()
     rows = rows_of(args.set / "street_expected.csv")
