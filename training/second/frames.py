@@ -7,6 +7,7 @@ import numpy as np
 import packages
 import photo
 import plate as plates
+import roadside
 import scene
 import vehicle as vehicles
 
@@ -105,8 +106,8 @@ def surroundings(light, rng):
                               light.lit * float(rng.random() < 0.6), rng, 0.5)
         place = (side * rng.uniform(2400, 3400), rng.uniform(200, 5000))
         others.append((other, place, rng.normal(0, 0.05)))
-    walls = [scene.wall(rng) for _ in range(rng.integers(0, 3))]
-    return {"picture": picture, "ground": scene.asphalt(rng), "others": others,
+    walls = [roadside.wall(rng) for _ in range(rng.integers(0, 3))]
+    return {"picture": picture, "ground": roadside.asphalt(rng), "others": others,
             "walls": [(wall, rng.uniform(-6000, 6000), rng.uniform(-0.5, 0.5)) for wall in walls],
             "distance": rng.uniform(11000, 26000), "shift": rng.uniform(-1, 1, 2),
             "offset": rng.uniform(0, 12000, 2), "mirrored": mirrored(picture, light)}
@@ -126,8 +127,8 @@ def shot(car, drawn, light, around, size, width, yaw, tilted, shade, style, rng)
     heading = scene.turned(yaw + np.arctan2(*(origin - camera.place)[[0, 2]]))
     far = origin[2] + around["distance"]
     frame = np.empty(whole[::-1] + (3,), np.float32)
-    scene.backdrop(frame, camera, around["picture"], far, light, around["shift"])
-    scene.lay_ground(frame, camera, around["ground"], far, light, around["offset"])
+    roadside.backdrop(frame, camera, around["picture"], far, light, around["shift"])
+    roadside.lay_ground(frame, camera, around["ground"], far, light, around["offset"])
     for wall, aside, turn in around["walls"]:
         stand(frame, camera, wall, light, around, (aside, origin[2] + 7000), turn)
     anchor = np.array((x, y, 0))
