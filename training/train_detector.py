@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
 """Trains the plate detector: a camera frame to boxes around licence plates.
 
-The frame comes stretched to 640 x 640.  Every cell of a 40 x 40 grid gives one
-row (class, score, x1, y1, x2, y2) in fractions of the frame; only local peaks
-keep their score, so that nobody has to thin out boxes afterwards.  The box has
-a margin around the plate: the corner network reads the crop, and without some
-surroundings it cannot see where the plate ends.
+The frame comes stretched to 1280 x 960, bilinear without a filter before.
+Every cell of an 80 x 60 grid gives one row (class, score, x1, y1, x2, y2) in
+fractions of the frame; only local peaks keep their score, so that nobody has
+to thin out boxes afterwards.  The box has a margin around the plate: the
+corner network reads the crop, and without some surroundings it cannot see
+where the plate ends.
 
     training/train_detector.py               # about an hour on a shared core
     training/train_detector.py --minutes 0   # measures and exports the checkpoint
 
 Debian packages: python3-torch python3-opencv python3-numpy python3-onnx, and
-those of plates.py.
+those of plates.py and backgrounds.py.
 """
 import functools
 import itertools
@@ -26,23 +27,28 @@ from torch import nn
 from torch.nn import functional
 
 import common
+import photo_scenes
 import plates
 import scenes
 
-FRAME, STRIDE = 640, 16
+FRAME, STRIDE = (1280, 960), 16     # width and height of the input
 MARGIN = 0.13            # of the plate's width and height, on every side
 UNIT = 64.0              # pixels of one unit of the box outputs
 WORKING_POINT = 0.25     # the least score that kavrel takes if not told otherwise
 GOOD_IOU = 0.7
 LEAST_VISIBLE = 0.6      # plates cut off further are neither wanted nor wrong
-LEAST_WIDTH = 28         # pixels; what is smaller nobody can read anyway
+LEAST_WIDTH = 12         # pixels; smaller ones are neither wanted nor wrong
 
 # Windows see the pixels as the network will: a small one costs a fraction of a
-# frame, but only the whole frame holds near plates.
-SIDES = (320, 640, 320, 640)
-SCALES = {320: (-0.35, 0.3), 448: (-0.3, 0.3), 640: (-0.15, 0.2)}   # natural logarithms
-STORE_FRAMES, FIRST_FRAMES = 300, 40
-PLATES_PER_FRAME = (0.35, 0.45, 0.12, 0.08)     # none to three
+# frame, but only the whole frame holds near plates.  (width, height): how wide
+# the plate in it may be.
+WINDOWS = {(320, 320): (13, 200), (640, 640): (20, 420), FRAME: (60, 720)}
+TURNS = ((320, 320), (320, 320), (640, 640), (320, 320), FRAME)
+STORE_SCENES, FIRST_SCENES = 120, 16
+PIXELS_AT_MOST = (2.2e5, 2.2e5, 2.2e5, 1e6)   # of the camera's, in a window: its losses cost
+STRETCH = (0.42, 1.36)   # heights to widths: portrait frames are squeezed flat, wide ones up
+DRAWN_SHARE, EMPTY_SHARE = 0.25, 0.2      # of scenes without photographs, without plates
+PLATES_PER_FRAME = (0.3, 0.5, 0.12, 0.08)     # none to three
 SIZES = ((960, 540), (800, 450), (640, 480), (720, 540))
 DARK_KINDS = ("business", "kei_business")
 
@@ -52,6 +58,21 @@ DARK_KINDS = ("business", "kei_business")
 def conv(inputs, outputs, size=3, stride=1):
     return nn.Sequential(nn.Conv2d(inputs, outputs, size, stride, size // 2, bias=False),
                          nn.BatchNorm2d(outputs), nn.ReLU(inplace=True))
+
+
+class Further(nn.Module):
+    """Adds what two more convolutions see; `spread` makes the second one see further."""
+
+    def __init__(self, channels, spread=1):
+        super().__init__()
+        self.first = conv(channels, channels)
+        self.second = nn.Sequential(
+            nn.Conv2d(channels, channels, 3, 1, spread, spread, bias=False),
+            nn.BatchNorm2d(channels))
+        nn.init.zeros_(self.second[1].weight)
+
+    def forward(self, x):
+        return functional.relu(x + self.second(self.first(x)))
 
 
 def enlarge(x):
@@ -68,9 +89,10 @@ class Detector(nn.Module):
         self.grid = nn.Sequential(conv(narrow, middle, stride=2), conv(middle, middle),
                                   conv(middle, middle))
         # A near plate is wider than the grid's view; the two coarser levels see its ends.
-        self.coarse = nn.Sequential(conv(middle, wide, stride=2), conv(wide, wide))
+        self.coarse = nn.Sequential(conv(middle, wide, stride=2), conv(wide, wide),
+                                    Further(wide))
         self.coarsest = nn.Sequential(conv(wide, wide, stride=2), conv(wide, wide),
-                                      conv(wide, wide, 1))
+                                      Further(wide, 2), Further(wide, 3), conv(wide, wide, 1))
         self.merge = nn.Sequential(conv(wide, wide), conv(wide, middle, 1))
         self.head = nn.Sequential(conv(middle, middle), nn.Conv2d(middle, 5, 1))
         # Few cells are plates: begin with a low score everywhere, boxes of 128 x 64.
@@ -84,10 +106,11 @@ class Detector(nn.Module):
 
 
 @functools.lru_cache(maxsize=None)
-def cell_centres(side):
-    """Centres of the grid's cells in pixels: 1 x 2 x side x side, x first."""
-    line = (torch.arange(side, dtype=torch.float32) + 0.5) * STRIDE
-    return torch.stack(torch.meshgrid(line, line, indexing="xy"))[None]
+def cell_centres(columns, rows):
+    """Centres of the grid's cells in pixels: 1 x 2 x rows x columns, x first."""
+    x, y = ((torch.arange(count, dtype=torch.float32) + 0.5) * STRIDE
+            for count in (columns, rows))
+    return torch.stack(torch.meshgrid(x, y, indexing="xy"))[None]
 
 
 def boxes_of(maps, centres):
@@ -103,7 +126,10 @@ class Rows(nn.Module):
     def __init__(self, detector, shift=0.0):
         super().__init__()
         self.detector, self.shift = detector, shift
-        self.register_buffer("centres", cell_centres(FRAME // STRIDE).to(common.DEVICE))
+        columns, rows = FRAME[0] // STRIDE, FRAME[1] // STRIDE
+        self.register_buffer("centres", cell_centres(columns, rows).to(common.DEVICE))
+        size = torch.tensor([*FRAME, *FRAME], dtype=torch.float32).reshape(1, 4, 1, 1)
+        self.register_buffer("part", (1 / size).to(common.DEVICE))
 
     def forward(self, image):
         maps = self.detector(image)
@@ -112,9 +138,9 @@ class Rows(nn.Module):
         below = functional.max_pool2d(logit, 5, 1, 2) - logit
         score = torch.sigmoid(logit + self.shift) * torch.relu(1.0 - self.SHARPNESS * below)
         # Clamped: a negative corner would make the row look like another layout.
-        boxes = torch.clamp(boxes_of(maps, self.centres) * (1.0 / FRAME), 0.0, 1.0)
+        boxes = torch.clamp(boxes_of(maps, self.centres) * self.part, 0.0, 1.0)
         rows = torch.cat([torch.zeros_like(score), score, boxes], 1)
-        return rows.reshape(-1, 6, (FRAME // STRIDE) ** 2).transpose(1, 2)
+        return rows.reshape(-1, 6, self.centres.shape[2] * self.centres.shape[3]).transpose(1, 2)
 
 
 # Loss
@@ -149,12 +175,13 @@ def loss_of(net, images, wanted_boxes, states):
         maps = net(images.permute(0, 3, 1, 2).float())
     maps = maps.float()
     centres = states == 1
-    grid = cell_centres(maps.shape[-1]).to(maps.device)
+    grid = cell_centres(maps.shape[3], maps.shape[2]).to(maps.device)
     boxes = boxes_of(maps, grid).permute(0, 2, 3, 1)[centres]
     wanted = wanted_boxes[centres]
     losses, iou = box_loss(boxes, wanted)
     quality = torch.zeros_like(maps[:, 0])
-    quality[centres] = iou
+    # The root: a box that is a pixel off is no less a plate because the plate is small.
+    quality[centres] = iou.sqrt()
     score = score_loss(maps[:, 0], quality, (states >= 0).float())
     return (2 * score + losses.sum()) / max(1, len(wanted))
 
@@ -163,42 +190,52 @@ def loss_of(net, images, wanted_boxes, states):
 
 @dataclass
 class Frame:
-    image: np.ndarray      # RGB, FRAME x FRAME
+    image: np.ndarray      # RGB, as the network sees it
     outlines: np.ndarray   # bounding boxes of the plates, pixels, perhaps beyond the frame
     kinds: list            # of the plates
-    busy: np.ndarray       # a few places where there is something to see
 
 
 def draw_frame(rng, pool, count, hard):
-    """One frame at one of the usual shapes of cameras, stretched as kavrel stretches it."""
+    """One drawn frame at one of the usual shapes of cameras, squeezed as kavrel does it."""
     size = SIZES[rng.integers(len(SIZES))]
-    image, truths = scenes.render_scene(rng, pool, size, count, hard)
+    image, truths = scenes.render_scene(rng, plates.without_margins(pool), size, count, hard)
     corners = np.float32([truth["corners"] for truth in truths]).reshape(-1, 4, 2)
-    corners *= np.float32([FRAME / size[0], FRAME / size[1]])
+    return squeezed(image, corners, [truth["text"].kind for truth in truths])
+
+
+def photo_frame(rng, pool, with_plates):
+    """One frame among photographs."""
+    scene = photo_scenes.render(rng, pool, with_plates)
+    return squeezed(photo_scenes.optics(scene.image, rng), scene.corners, scene.kinds)
+
+
+def squeezed(image, corners, kinds):
+    corners = corners * np.float32(FRAME) / np.float32(image.shape[1::-1])
     outlines = np.concatenate([corners.min(1), corners.max(1)], 1)
-    image = cv2.resize(image, (FRAME, FRAME), interpolation=cv2.INTER_LINEAR)
-    return Frame(image, outlines, [truth["text"].kind for truth in truths],
-                 busy_places(rng, image))
-
-
-def busy_places(rng, image, count=16):
-    """Places with edges: boards and grilles teach more than plain road does."""
-    small = cv2.resize(image, (80, 80), interpolation=cv2.INTER_AREA)
-    edges = cv2.Laplacian(cv2.cvtColor(small, cv2.COLOR_RGB2GRAY), cv2.CV_32F)
-    weight = np.abs(edges).ravel().astype(float) + 0.01
-    rows, columns = np.divmod(rng.choice(weight.size, count, p=weight / weight.sum()), 80)
-    return np.stack([columns, rows], 1) * (FRAME / 80)
-
-
-def random_frame(rng, pool):
-    count = int(rng.choice(4, p=PLATES_PER_FRAME))
-    return draw_frame(rng, pool, count, bool(rng.random() < 0.3))
+    return Frame(cv2.resize(image, FRAME, interpolation=cv2.INTER_LINEAR), outlines, kinds)
 
 
 def training_pool():
     """Dark plates are rare on the road and hard to find at night: take them twice."""
-    pool = plates.without_margins(plates.cached_pool("detector", 1500, 101))
-    return pool + [plate for plate in pool if plate[2].kind in DARK_KINDS]
+    pool = plates.cached_pool("detector", 1500, 101)
+    return pool + [plate for plate in pool if plate.text.kind in DARK_KINDS]
+
+
+def drawn_scene(rng, pool):
+    """A street that is drawn throughout, before the camera."""
+    size = SIZES[rng.integers(len(SIZES))]
+    count = int(rng.choice(4, p=PLATES_PER_FRAME))
+    image, truths = scenes.render_scene(rng, plates.without_margins(pool), size, count,
+                                        bool(rng.random() < 0.3), strength=0.0)
+    corners = np.float32([truth["corners"] for truth in truths]).reshape(-1, 4, 2)
+    return photo_scenes.Scene(image, corners, [truth["text"].kind for truth in truths])
+
+
+def random_scene(rng, pool):
+    if rng.random() < DRAWN_SHARE:
+        few = [pool[i] for i in rng.integers(len(pool), size=4)]
+        return drawn_scene(rng, few)
+    return photo_scenes.render(rng, pool, rng.random() >= EMPTY_SHARE)
 
 
 def with_margin(outlines):
@@ -206,151 +243,150 @@ def with_margin(outlines):
     return outlines + size * np.float32([-MARGIN, -MARGIN, MARGIN, MARGIN])
 
 
-def visible_part(outlines, side):
-    """The part of every box that lies within the picture."""
-    clipped = np.clip(outlines, 0, side)
+def visible_part(outlines, size):
+    """The part of every box that lies within the picture of `size`."""
+    clipped = np.clip(outlines, 0, np.tile(size, 2))
     return (clipped[:, 2:] - clipped[:, :2]).prod(1) / (outlines[:, 2:] - outlines[:, :2]).prod(1)
 
 
-def random_window(rng, frame, side):
-    """Scales and offset of a window: near a plate mostly, and mostly inside the frame."""
-    squeeze = rng.uniform(-0.08, 0.08)
-    scale = np.exp(rng.uniform(*SCALES[side]) + np.float32([squeeze, -squeeze]))
-    if len(frame.outlines) and rng.random() < 0.8:
-        x1, y1, x2, y2 = frame.outlines[rng.integers(len(frame.outlines))]
-        focus = np.float32([(x1 + x2) / 2, (y1 + y2) / 2]) * scale
-    else:
-        focus = frame.busy[rng.integers(len(frame.busy))] * scale
-    offset = focus - side * rng.uniform(0.1, 0.9, 2)
-    # A window wider than the frame has it anywhere inside.
-    room = FRAME * scale - side
-    return scale, np.clip(offset, np.minimum(room, 0), np.maximum(room, 0))
+def random_squeeze(rng, scene, window, focus):
+    """Pixels of the network for one of the camera's, across and down.
+
+    Of all frames that could show this scene: as large as makes the plate one of the
+    window's widths, and of any shape.
+    """
+    wide = np.exp(rng.uniform(*np.log(WINDOWS[window])))
+    across = wide / (np.ptp(focus[:, 0]) if focus is not None else rng.uniform(60, 250))
+    least = math.sqrt(window[0] * window[1] / max(plates.pick(rng, PIXELS_AT_MOST),
+                                                   0.6 * window[0] * window[1]))
+    across = float(np.clip(across, least, 3.5))
+    squeeze = np.array((across, across * np.exp(rng.uniform(*np.log(STRETCH)))))
+    # No window is larger than the scene.
+    return np.maximum(squeeze, np.array(window) / (np.array(scene.image.shape[1::-1]) - 4))
 
 
-def relight(rng, image):
-    """Another exposure and white balance; of the bright pictures some become dark."""
-    dark = rng.random() < 0.3 and image.mean() > 60
-    gain = rng.uniform(0.25, 0.6) if dark else rng.uniform(0.75, 1.3)
-    ramp = (np.arange(256) / 255) ** math.exp(rng.uniform(-0.35, 0.35)) * 255 * gain
-    table = np.outer(ramp, rng.uniform(0.9, 1.1, 3)) + rng.uniform(-12, 12)
-    return cv2.LUT(image, np.clip(table, 0, 255).astype(np.uint8)[None])
+def cut_window(rng, scene, window):
+    """A training picture and the outlines in it: a part of the camera's picture with the
+    camera's losses, sampled as cv2.resize() samples it."""
+    has = len(scene.corners) and rng.random() < 0.85
+    focus = scene.corners[rng.integers(len(scene.corners))] if has else None
+    squeeze = random_squeeze(rng, scene, window, focus)
+    frame, part = np.array(scene.image.shape[1::-1]), np.array(window) / squeeze
+    middle = focus.mean(0) if has else rng.uniform(0, 1, 2) * frame
+    start = np.clip(middle - part * rng.uniform(0.06, 0.94, 2), 0, frame - part - 2)
+    x, y = first = start.astype(int)
+    w, h = np.minimum(np.ceil(part).astype(int) + 2, frame - first)
+    seen = photo_scenes.optics(scene.image[y:y + h, x:x + w].copy(), rng)
+    shift = start - first + 0.5 / squeeze - 0.5
+    matrix = np.float32([[1 / squeeze[0], 0, shift[0]], [0, 1 / squeeze[1], shift[1]]])
+    image = cv2.warpAffine(seen, matrix, window, flags=cv2.INTER_LINEAR | cv2.WARP_INVERSE_MAP,
+                           borderMode=cv2.BORDER_REPLICATE)
+    corners = (scene.corners - start) * squeeze
+    outlines = np.concatenate([corners.min(1), corners.max(1)], 1)
+    return image, outlines.astype(np.float32)
 
 
-def cut_window(rng, frame, side):
-    """A training picture and the outlines in it."""
-    scale, offset = random_window(rng, frame, side)
-    matrix = np.float32([[scale[0], 0, -offset[0]], [0, scale[1], -offset[1]]])
-    image = cv2.warpAffine(frame.image, matrix, (side, side), flags=cv2.INTER_LINEAR,
-                           borderValue=rng.integers(0, 256, 3).tolist())
-    outlines = frame.outlines * np.tile(scale, 2) - np.tile(offset, 2)
-    return relight(rng, image), outlines.astype(np.float32)
-
-
-def mark_plate(wanted, states, box, cells):
+def mark_plate(wanted, states, box):
     """Makes the cells around the plate's centre answer for it."""
+    last = np.array(states.shape[::-1]) - 1
     centre = (box[:2] + box[2:]) / 2 / STRIDE - 0.5
-    reach = np.minimum((box[2:] - box[:2]) / 2 / STRIDE, 1.5)
-    low = np.clip(np.ceil(centre - reach), 0, cells - 1).astype(int)
-    high = np.clip(np.floor(centre + reach), low, cells - 1).astype(int)
+    reach = np.clip((box[2:] - box[:2]) / 2 / STRIDE, 0.5, 1.5)
+    low = np.clip(np.ceil(centre - reach), 0, last).astype(int)
+    high = np.clip(np.floor(centre + reach), low, last).astype(int)
     area = np.s_[low[1]:high[1] + 1, low[0]:high[0] + 1]
     wanted[area], states[area] = box, 1
 
 
-def targets(outlines, side):
+def targets(outlines, window):
     """Boxes and states of the cells, as loss_of() takes them."""
-    cells = side // STRIDE
-    wanted = np.zeros((cells, cells, 4), np.float32)
-    states = np.zeros((cells, cells), np.int8)
-    boxes = np.clip(with_margin(outlines), 0, side)
-    clear = ((visible_part(outlines, side) >= LEAST_VISIBLE) &
+    columns, rows = window[0] // STRIDE, window[1] // STRIDE
+    wanted = np.zeros((rows, columns, 4), np.float32)
+    states = np.zeros((rows, columns), np.int8)
+    boxes = np.clip(with_margin(outlines), 0, np.tile(window, 2))
+    clear = ((visible_part(outlines, window) >= LEAST_VISIBLE) &
              (outlines[:, 2] - outlines[:, 0] >= LEAST_WIDTH))
     for box in boxes[~clear]:
         x1, y1, x2, y2 = (box / STRIDE).astype(int)
         states[y1:y2 + 1, x1:x2 + 1] = -1
     for box in boxes[clear]:
-        mark_plate(wanted, states, box, cells)
+        mark_plate(wanted, states, box)
     return wanted, states
 
 
 class Store:
-    """Frames to cut windows from.  Drawing one costs more than a dozen cuts, so each
+    """Scenes to cut windows from.  Drawing one costs more than a dozen cuts, so each
     serves for a while before another takes its place."""
 
     def __init__(self, rng, pool):
-        self.rng, self.pool, self.frames = rng, pool, []
+        self.rng, self.pool, self.scenes = rng, pool, []
 
     def renew(self, count):
         for _ in range(count):
-            frame = random_frame(self.rng, self.pool)
-            if len(self.frames) < STORE_FRAMES:
-                self.frames.append(frame)
+            scene = random_scene(self.rng, self.pool)
+            if len(self.scenes) < STORE_SCENES:
+                self.scenes.append(scene)
             else:
-                self.frames[self.rng.integers(STORE_FRAMES)] = frame
+                self.scenes[self.rng.integers(STORE_SCENES)] = scene
 
-    def batch(self, side, count):
+    def batch(self, window, count):
         parts = []
         for _ in range(count):
-            image, outlines = cut_window(self.rng, self.choose(side), side)
-            parts.append((image, *targets(outlines, side)))
+            scene = self.scenes[self.rng.integers(len(self.scenes))]
+            image, outlines = cut_window(self.rng, scene, window)
+            parts.append((image, *targets(outlines, window)))
         return tuple(np.stack(part) for part in zip(*parts))
-
-    def choose(self, side):
-        """Whole frames show near plates, smaller windows only plates that fit in."""
-        frames = [self.frames[i] for i in self.rng.integers(len(self.frames), size=4)]
-        if side == FRAME:
-            return max(frames[:2], key=widest)
-        return next((frame for frame in frames if widest(frame) < 0.8 * side), frames[0])
-
-
-def widest(frame):
-    return max((x2 - x1 for x1, _, x2, _ in frame.outlines), default=0)
 
 
 def samples_for(pool, batch):
-    """Endless batches; `batch` counts windows of the smallest side, others get as many
+    """Endless batches; `batch` counts windows of the smallest size, others get as many
     as cost the same."""
     def samples(rng):
         store = Store(rng, pool)
-        store.renew(FIRST_FRAMES)
-        for side in itertools.cycle(SIDES):
-            # Every second batch: drawing a frame takes longer than learning from one.
-            store.renew(side == FRAME)
-            yield store.batch(side, max(1, round(batch * (SIDES[0] / side) ** 2)))
+        store.renew(FIRST_SCENES)
+        for turn, window in enumerate(itertools.cycle(TURNS)):
+            store.renew(turn % 2)
+            cost = window[0] * window[1] / (TURNS[0][0] * TURNS[0][1])
+            yield store.batch(window, max(1, round(batch / cost)))
     return samples
 
 
 # Figures
 
-# Sets of frames that no training draws: seed, plates in a frame, hard.  The
-# threshold is set on the first two with the fonts of the training, all others
-# have fonts that no training sees.
+# Sets of frames that no training draws: seed, plates in a frame, hard or among
+# photographs.  The threshold is set on the calibration sets with the fonts of the
+# training, all others have fonts that no training sees.
 SETS = {
     "calibration": (9001, 1, False),
     "calibration, no plate": (9002, 0, False),
-    "watched": (9003, 1, False),
+    "calibration, photographs": (9011, 1, "photographs"),
+    "calibration, photographs, no plate": (9012, 0, "photographs"),
+    "watched": (9013, 1, "photographs"),
     "one plate": (9004, 1, False),
     "one plate, hard": (9005, 1, True),
     "two plates": (9006, 2, False),
     "three plates": (9007, 3, False),
     "no plate": (9008, 0, False),
+    "plates among photographs": (9014, 1, "photographs"),
+    "photographs, no plate": (9015, 0, "photographs"),
 }
 
 
 def held_out_frames(name, count):
-    seed, in_frame, hard = SETS[name]
+    seed, in_frame, way = SETS[name]
     pool = (plates.cached_pool("detector", 1500, 101) if name.startswith("calibration")
             else plates.cached_pool("detector_held_out", 400, 102, plates.STYLES_HELD_OUT))
-    pool = plates.without_margins(pool)
-    frames = (draw_frame(np.random.default_rng([seed, index]), pool, in_frame, hard)
-              for index in itertools.count())
+    seeds = (np.random.default_rng([seed, index]) for index in itertools.count())
+    frames = (photo_frame(rng, pool, bool(in_frame)) if way == "photographs"
+              else draw_frame(rng, pool, in_frame, way) for rng in seeds)
     # A plate that is mostly cut off cannot be read: such frames are no test.
     fit = (frame for frame in frames if not in_frame or len(true_boxes(frame)))
     return itertools.islice(fit, count)
 
 
 def true_boxes(frame):
-    clear = visible_part(frame.outlines, FRAME) >= LEAST_VISIBLE
-    return np.clip(with_margin(frame.outlines[clear]), 0, FRAME)
+    clear = ((visible_part(frame.outlines, FRAME) >= LEAST_VISIBLE) &
+             (frame.outlines[:, 2] - frame.outlines[:, 0] >= LEAST_WIDTH))
+    return np.clip(with_margin(frame.outlines[clear]), 0, np.tile(FRAME, 2))
 
 
 @dataclass
@@ -369,9 +405,9 @@ class Finding:
 def finding_of(rows, frame):
     top = rows[rows[:, 1].argmax()]
     truth = torch.from_numpy(true_boxes(frame)).float()
-    box = (top[2:] * FRAME).expand(len(truth), 4)
+    box = (top[2:] * torch.tensor([*FRAME, *FRAME])).expand(len(truth), 4)
     iou = iou_and_giou(box, truth)[0].max().item() if len(truth) else 0.0
-    width = (frame.outlines[0, 2] - frame.outlines[0, 0]) / FRAME if len(truth) else 0.0
+    width = (frame.outlines[0, 2] - frame.outlines[0, 0]) / FRAME[0] if len(truth) else 0.0
     return Finding(top[1].item(), iou, frame.kinds[0] if frame.kinds else "", width,
                    frame.image[::8, ::8].mean())
 
@@ -390,10 +426,12 @@ def working_shift(detector, count):
     """What to add to the logits so that at WORKING_POINT the worse of two shares is least: of
     frames whose plate is lost, and of frames without a plate that raise an alarm."""
     rows = Rows(detector)
-    found = find(rows, held_out_frames("calibration", count))
+    found = (find(rows, held_out_frames("calibration", count)) +
+             find(rows, held_out_frames("calibration, photographs", count)))
     fits = np.array([finding.score if finding.iou >= GOOD_IOU else 0.0 for finding in found])
-    alarms = np.array([finding.score for finding in
-                       find(rows, held_out_frames("calibration, no plate", count))])
+    empty = (find(rows, held_out_frames("calibration, no plate", count)) +
+             find(rows, held_out_frames("calibration, photographs, no plate", count)))
+    alarms = np.array([finding.score for finding in empty])
     logits = np.linspace(-4, 3, 141)
     errors = [max(np.mean(fits < score), np.mean(alarms >= score))
               for score in 1 / (1 + np.exp(-logits))]
@@ -430,14 +468,16 @@ def report(rows, scale):
     """The tables; `scale` makes the sets smaller for a quick look."""
     found = find(rows, held_out_frames("one plate", round(1000 * scale)))
     lines = [report_plates(name, part) for name, part in groups(found)]
-    for name, count in (("one plate, hard", 400), ("two plates", 250), ("three plates", 250)):
+    for name, count in (("one plate, hard", 400), ("two plates", 250), ("three plates", 250),
+                        ("plates among photographs", 400)):
         lines.append(report_plates(name, find(rows, held_out_frames(name, round(count * scale)))))
     common.print_table(("one plate, top row", "frames", f"IoU >= {GOOD_IOU}", "IoU >= 0.5",
                         "mean IoU"), lines)
-    scores = [f.score for f in find(rows, held_out_frames("no plate", round(500 * scale)))]
-    common.print_table(("no plate", "frames", "no row reaches it"), [
-        (f"score {limit}", len(scores), percent([score < limit for score in scores]))
-        for limit in (WORKING_POINT, 0.4, 0.5)])
+    for name, count in (("no plate", 500), ("photographs, no plate", 300)):
+        scores = [f.score for f in find(rows, held_out_frames(name, round(count * scale)))]
+        common.print_table((name, "frames", "no row reaches it"), [
+            (f"score {limit}", len(scores), percent([score < limit for score in scores]))
+            for limit in (WORKING_POINT, 0.4, 0.5)])
 
 
 def main():
@@ -446,16 +486,16 @@ def main():
     parser.add_argument("--output", type=Path, default=common.MODELS / "plate_det.onnx")
     args = common.parse(parser)
     batch, args.batch = args.batch, None      # the stream makes whole batches
-    watched = list(held_out_frames("watched", 80))
+    watched = list(held_out_frames("watched", 12))
 
     def held_out_error(net):
         return np.mean([not finding.good(0.0) for finding in find(Rows(net), watched)])
 
     detector = common.train(Detector(), args, samples_for(training_pool(), batch), loss_of,
                             held_out_error, args.output)
-    rows = Rows(detector, working_shift(detector, round(500 * args.sets))).eval()
+    rows = Rows(detector, working_shift(detector, round(300 * args.sets))).eval()
     print(f"scores moved by {rows.shift:.2f}")
-    common.export(rows, torch.zeros(1, 3, FRAME, FRAME), args.output, ["image"], ["rows"])
+    common.export(rows, torch.zeros(1, 3, FRAME[1], FRAME[0]), args.output, ["image"], ["rows"])
     report(rows, args.sets)
 
 
