@@ -42,7 +42,7 @@ LEAST_WIDTH = 12         # pixels; smaller ones are neither wanted nor wrong
 # Windows see the pixels as the network will: a small one costs a fraction of a
 # frame, but only the whole frame holds near plates.  (width, height): how wide
 # the plate in it may be.
-WINDOWS = {(320, 320): (13, 200), (640, 640): (20, 420), FRAME: (60, 720)}
+WINDOWS = {(320, 320): (14, 220), (640, 640): (30, 480), FRAME: (90, 1000)}
 TURNS = ((320, 320), (320, 320), (640, 640), (320, 320), FRAME)
 STORE_SCENES, FIRST_SCENES = 120, 16
 PIXELS_AT_MOST = (2.2e5, 2.2e5, 2.2e5, 1e6)   # of the camera's, in a window: its losses cost
@@ -273,7 +273,9 @@ def cut_window(rng, scene, window):
     squeeze = random_squeeze(rng, scene, window, focus)
     frame, part = np.array(scene.image.shape[1::-1]), np.array(window) / squeeze
     middle = focus.mean(0) if has else rng.uniform(0, 1, 2) * frame
-    start = np.clip(middle - part * rng.uniform(0.06, 0.94, 2), 0, frame - part - 2)
+    # Few plates are cut off by the window's edge.
+    edge = np.minimum(0.55 * np.ptp(focus, axis=0) / part, 0.5) if rng.random() < 0.85 and has else 0.05
+    start = np.clip(middle - part * rng.uniform(edge, 1 - edge, 2), 0, frame - part - 2)
     x, y = first = start.astype(int)
     w, h = np.minimum(np.ceil(part).astype(int) + 2, frame - first)
     seen = photo_scenes.optics(scene.image[y:y + h, x:x + w].copy(), rng)
