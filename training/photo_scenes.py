@@ -12,21 +12,23 @@ from dataclasses import dataclass
 
 import cv2
 import numpy as np
-from PIL import Image, ImageDraw
 
 import backgrounds
 import camera
 from plates import HEIGHT, WIDTH, pick
 from scenes import (MOST_IN_COMPANY, PLATE_MM, add_glow, apart, corners_of, lamp_spots, park,
                     random_camera, random_homography, random_light, random_place, shrunk,
-                    street_lamps, visible_part, draw_vehicle, random_vehicle)
-from street import (BOARD_WORDS, LATIN_WORDS, board_font, board_pool, digits_text, draw_clutter,
-                    draw_street, fill, paste_flat, scatter_boards, text_strip)
+                    street_lamps, visible_part)
+from street import (BOARD_WORDS, LATIN_WORDS, board_pool, digits_text, draw_clutter, draw_street,
+                    fill, paste_flat, scatter_boards, text_strip)
+from vehicles import draw_vehicle, random_vehicle
 
 ASPECTS = (16 / 9, 3 / 2, 3 / 2, 4 / 3, 4 / 3, 1.0, 3 / 4, 9 / 16)
 LONG_SIDE = (900, 1500)
 LEAST_SHARE, MOST_SHARE = 0.02, 0.5       # of a plate, of the scene's width
-LARGE = 440 / 330
+LARGE, LARGE_SHARE = 440 / 330, 0.15
+PLATE_SHARE, OTHER_SHARE = 0.7, 0.8       # of the places, of those without a plate
+VEHICLE_SHARES = (0.25, 0.35, 0.15, 0.1, 0.1, 0.05)      # none to five
 
 
 @dataclass
@@ -49,6 +51,14 @@ def foreign_text(rng):
                    pick(rng, "0123456789") if c == "0" else c for c in form)
 
 
+def write(area, strip, ink, strength=1.0):
+    """Puts a mask of letters into the area, from its top left corner."""
+    strip = strip[:area.shape[0], :area.shape[1]]
+    area = area[:strip.shape[0], :strip.shape[1]]
+    share = strip.astype(np.float32) * np.float32(strength / 255)
+    area[:] = cv2.blendLinear(area, np.full_like(area, ink), 1 - share, share)
+
+
 def foreign_plate(rng):
     """A number plate of another country's kind, most of them long ones."""
     height = 110
@@ -64,9 +74,7 @@ def foreign_plate(rng):
     room = width - left - 16
     strip = cv2.resize(strip, (min(room, strip.shape[1] * 2), strip.shape[0]))
     x, y = left + (width - left - strip.shape[1]) // 2, (height - strip.shape[0]) // 2
-    area = plate[y:y + strip.shape[0], x:x + strip.shape[1]]
-    share = strip.astype(np.float32) / 255
-    area[:] = cv2.blendLinear(area, np.full_like(area, ink), 1 - share, share)
+    write(plate[y:, x:], strip, ink)
     cv2.rectangle(plate, (2, 2), (width - 3, height - 3), ink, 3)
     return plate
 
@@ -75,14 +83,14 @@ def sticker(rng):
     """An advertisement: a photograph with words on it."""
     board = backgrounds.cover(rng, (int(rng.uniform(120, 300)), 96))
     strip = text_strip(pick(rng, BOARD_WORDS + LATIN_WORDS), int(rng.uniform(20, 60)), rng)
-    strip = strip[:, :board.shape[1]]
-    y = int(rng.uniform(0, 96 - strip.shape[0]))
-    x = int(rng.uniform(0, board.shape[1] - strip.shape[1] + 1))
-    area = board[y:y + strip.shape[0], x:x + strip.shape[1]]
-    share = strip.astype(np.float32) / 255
-    area[:] = cv2.blendLinear(area, np.full_like(area, rng.integers(0, 256, 3).tolist()),
-                              1 - share, share)
+    x, y = random_start(rng, board, strip)
+    write(board[y:, x:], strip, rng.integers(0, 256, 3).tolist())
     return board
+
+
+def random_start(rng, image, strip):
+    room = np.maximum(np.subtract(image.shape[1::-1], strip.shape[1::-1]), 0)
+    return rng.integers(room + 1)
 
 
 def bare_plate(rng):
@@ -347,7 +355,7 @@ def vehicles_in(rng, size, count):
         if (visible_part(corners_of(other.plate.homography()), size) > 0.7 and
                 all(apart(other, one) for one in parked)):
             parked.append(other)
-    return view, parked
+    return parked
 
 
 def draw_all(image, rng, parked):
@@ -400,14 +408,10 @@ def write_over(image, rng):
     """What is written into a photograph: a date, a mark across it, a name in a corner."""
     text = pick(rng, ("2016/04/16", "'09 8 21", "alamy", "© 2018 K. SATO", "PHOTO", "sample",
                       "www.example.jp", digits_text(rng), digits_text(rng)))
-    height = int(image.shape[0] * rng.uniform(0.015, 0.08)) + 4
-    strip = text_strip(text, height, rng)[:, :image.shape[1]]
-    y = int(rng.uniform(0, image.shape[0] - strip.shape[0]))
-    x = int(rng.uniform(0, image.shape[1] - strip.shape[1] + 1))
-    area = image[y:y + strip.shape[0], x:x + strip.shape[1]]
-    share = strip.astype(np.float32) * np.float32(rng.uniform(0.25, 1) / 255)
+    strip = text_strip(text, int(image.shape[0] * rng.uniform(0.015, 0.08)) + 4, rng)
+    x, y = random_start(rng, image, strip)
     colour = pick(rng, ((255, 255, 255), (255, 140, 20), (240, 30, 20), (20, 20, 20)))
-    area[:] = cv2.blendLinear(area, np.full_like(area, colour), 1 - share, share)
+    write(image[y:, x:], strip, colour, rng.uniform(0.25, 1))
 
 
 # The scene
@@ -434,44 +438,57 @@ def loose_homography(rng, size):
                              (2.5, 30))
 
 
-def render(rng, pool, with_plates=True):
-    """A scene; `pool` is a list of Plates."""
-    size = random_size(rng)
-    image = random_ground(rng, size)
-    light = random_light(rng, rng.random() < 0.25)
-    count = int(rng.choice(6, p=(0.25, 0.35, 0.15, 0.1, 0.1, 0.05)))
-    parked = vehicles_in(rng, size, count)[1] if count else []
-    draw_all(image, rng, parked)
+def places_for(rng, parked, size):
+    """Homographies of the places for plates, and whether to draw something around them."""
     places = [(one.plate.homography(), False) for one in parked]
     for _ in range(int(rng.integers(1, 6))):
         places.append((loose_homography(rng, size), rng.random() < 0.8))
+    for homography, panelled in places:
+        if rng.random() < LARGE_SHARE:
+            shift = (1 - LARGE) / 2
+            homography = homography @ np.array([(LARGE, 0, shift * WIDTH),
+                                                (0, LARGE, shift * HEIGHT), (0, 0, 1)])
+        corners = corners_of(homography)
+        if np.isfinite(corners).all() and np.abs(corners).max() < 20000:
+            yield homography, corners, panelled
+
+
+def hang(image, rng, pool, homography, light):
+    """A plate, something else or nothing; returns the plate or None."""
+    glow = light.plate * rng.uniform(0.9, 1.1, 3) * rng.uniform(0.75, 1.1)
+    if pool and rng.random() < PLATE_SHARE:
+        plate = pick(rng, pool)
+        lay_plate(image, plate, homography, glow)
+        return plate
+    if rng.random() < OTHER_SHARE:
+        lay_other(image, rng, homography, glow)
+    return None
+
+
+def render(rng, pool):
+    """A scene; `pool` is a list of Plates, without any the scene has none."""
+    size = random_size(rng)
+    image = random_ground(rng, size)
+    light = random_light(rng, rng.random() < 0.25)
+    count = int(rng.choice(6, p=VEHICLE_SHARES))
+    parked = vehicles_in(rng, size, count) if count else []
+    draw_all(image, rng, parked)
     if rng.random() < 0.6:
         scatter_boards(image, rng, int(rng.integers(1, 7)))
     image = cv2.multiply(image, (*np.float64(light.street), 0.0))
-    corners, kinds, taken = [], [], []
-    for homography, panelled in places:
-        large = rng.random() < 0.15
-        if large:
-            homography = homography @ np.array([(LARGE, 0, (1 - LARGE) * WIDTH / 2),
-                                                (0, LARGE, (1 - LARGE) * HEIGHT / 2),
-                                                (0, 0, 1)])
-        at = corners_of(homography)
-        if not np.isfinite(at).all() or np.abs(at).max() > 20000 or not clear_of(at, taken, size,
-                                                                         2.2 if panelled else 1.3):
+    found, kinds, taken = [], [], []
+    for homography, corners, panelled in places_for(rng, parked, size):
+        if not clear_of(corners, taken, size, 2.2 if panelled else 1.3):
             continue
-        taken.append(at)
+        taken.append(corners)
         if panelled:
             lay_panel(image, rng, homography, light.street)
-        glow = light.plate * rng.uniform(0.9, 1.1, 3) * rng.uniform(0.75, 1.1)
-        if with_plates and rng.random() < 0.7:
-            plate = pick(rng, pool)
-            lay_plate(image, plate, homography, glow)
-            corners.append(at)
+        plate = hang(image, rng, pool, homography, light)
+        if plate:
+            found.append(corners)
             kinds.append(plate.text.kind)
-        elif rng.random() < 0.8:
-            lay_other(image, rng, homography, glow)
     image = weather(image, rng, parked, light, taken)
-    return Scene(image, np.float32(corners).reshape(-1, 4, 2), kinds)
+    return Scene(image, np.float32(found).reshape(-1, 4, 2), kinds)
 
 
 def weather(image, rng, parked, light, taken):

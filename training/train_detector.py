@@ -45,7 +45,8 @@ LEAST_WIDTH = 12         # pixels; smaller ones are neither wanted nor wrong
 WINDOWS = {(320, 320): (14, 220), (640, 640): (30, 480), FRAME: (90, 1000)}
 TURNS = ((320, 320), (320, 320), (640, 640), (320, 320), FRAME)
 STORE_SCENES, FIRST_SCENES = 120, 16
-PIXELS_AT_MOST = (2.2e5, 2.2e5, 2.2e5, 1e6)   # of the camera's, in a window: its losses cost
+# Pixels of the camera's in a window: its losses take most of the time, so few are large.
+PIXELS_AT_MOST = (2.2e5, 2.2e5, 2.2e5, 1e6)
 STRETCH = (0.42, 1.36)   # heights to widths: portrait frames are squeezed flat, wide ones up
 DRAWN_SHARE, EMPTY_SHARE = 0.25, 0.2      # of scenes without photographs, without plates
 PLATES_PER_FRAME = (0.3, 0.5, 0.12, 0.08)     # none to three
@@ -203,9 +204,9 @@ def draw_frame(rng, pool, count, hard):
     return squeezed(image, corners, [truth["text"].kind for truth in truths])
 
 
-def photo_frame(rng, pool, with_plates):
+def photo_frame(rng, pool):
     """One frame among photographs."""
-    scene = photo_scenes.render(rng, pool, with_plates)
+    scene = photo_scenes.render(rng, pool)
     return squeezed(photo_scenes.optics(scene.image, rng), scene.corners, scene.kinds)
 
 
@@ -235,7 +236,7 @@ def random_scene(rng, pool):
     if rng.random() < DRAWN_SHARE:
         few = [pool[i] for i in rng.integers(len(pool), size=4)]
         return drawn_scene(rng, few)
-    return photo_scenes.render(rng, pool, rng.random() >= EMPTY_SHARE)
+    return photo_scenes.render(rng, pool if rng.random() >= EMPTY_SHARE else [])
 
 
 def with_margin(outlines):
@@ -257,8 +258,8 @@ def random_squeeze(rng, scene, window, focus):
     """
     wide = np.exp(rng.uniform(*np.log(WINDOWS[window])))
     across = wide / (np.ptp(focus[:, 0]) if focus is not None else rng.uniform(60, 250))
-    least = math.sqrt(window[0] * window[1] / max(plates.pick(rng, PIXELS_AT_MOST),
-                                                   0.6 * window[0] * window[1]))
+    area = window[0] * window[1]
+    least = math.sqrt(area / max(plates.pick(rng, PIXELS_AT_MOST), 0.6 * area))
     across = float(np.clip(across, least, 3.5))
     squeeze = np.array((across, across * np.exp(rng.uniform(*np.log(STRETCH)))))
     # No window is larger than the scene.
@@ -274,7 +275,8 @@ def cut_window(rng, scene, window):
     frame, part = np.array(scene.image.shape[1::-1]), np.array(window) / squeeze
     middle = focus.mean(0) if has else rng.uniform(0, 1, 2) * frame
     # Few plates are cut off by the window's edge.
-    edge = np.minimum(0.55 * np.ptp(focus, axis=0) / part, 0.5) if rng.random() < 0.85 and has else 0.05
+    whole = has and rng.random() < 0.85
+    edge = np.minimum(0.55 * np.ptp(focus, axis=0) / part, 0.5) if whole else 0.05
     start = np.clip(middle - part * rng.uniform(edge, 1 - edge, 2), 0, frame - part - 2)
     x, y = first = start.astype(int)
     w, h = np.minimum(np.ceil(part).astype(int) + 2, frame - first)
@@ -378,7 +380,7 @@ def held_out_frames(name, count):
     pool = (plates.cached_pool("detector", 1500, 101) if name.startswith("calibration")
             else plates.cached_pool("detector_held_out", 400, 102, plates.STYLES_HELD_OUT))
     seeds = (np.random.default_rng([seed, index]) for index in itertools.count())
-    frames = (photo_frame(rng, pool, bool(in_frame)) if way == "photographs"
+    frames = (photo_frame(rng, pool if in_frame else []) if way == "photographs"
               else draw_frame(rng, pool, in_frame, way) for rng in seeds)
     # A plate that is mostly cut off cannot be read: such frames are no test.
     fit = (frame for frame in frames if not in_frame or len(true_boxes(frame)))
