@@ -39,15 +39,6 @@ constexpr std::array<Window, 10> kWindows = {{
     {"roi_kana_narrow_low", Source::kRoi, 0.0F, 0.45F, 0.28F, 1.0F},
 }};
 
-cv::Mat otsu_bgr(const cv::Mat& image, int threshold_type) {
-  cv::Mat gray;
-  cv::cvtColor(image, gray, cv::COLOR_BGR2GRAY);
-  cv::threshold(gray, gray, 0.0, 255.0, threshold_type | cv::THRESH_OTSU);
-  cv::Mat bgr;
-  cv::cvtColor(gray, bgr, cv::COLOR_GRAY2BGR);
-  return bgr;
-}
-
 struct Candidate {
   std::string name;
   cv::Mat image;
@@ -56,13 +47,15 @@ struct Candidate {
 std::array<Candidate, 10> variants_of(const std::string& name, const cv::Mat& crop) {
   const cv::Mat gray = make_gray_bgr(crop);
   const cv::Mat clahe = make_clahe_bgr(crop);
+  const cv::Mat otsu = make_otsu_bgr(crop);
+  const cv::Mat otsu_inv = ~otsu;
   return {{
       {name + "_original", crop},
       {name + "_gray", gray},
       {name + "_clahe", clahe},
       {name + "_sharpen", make_sharpen_bgr(crop)},
-      {name + "_otsu", otsu_bgr(crop, cv::THRESH_BINARY)},
-      {name + "_otsu_inv", otsu_bgr(crop, cv::THRESH_BINARY_INV)},
+      {name + "_otsu", otsu},
+      {name + "_otsu_inv", otsu_inv},
       {name + "_up4x", enlarge(crop, 4.0)},
       {name + "_gray_up5x", enlarge(gray, 5.0)},
       {name + "_gray_up8x", enlarge(gray, 8.0)},

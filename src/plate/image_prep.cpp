@@ -58,6 +58,15 @@ cv::Mat make_sharpen_bgr(const cv::Mat& image) {
   return sharpened;
 }
 
+cv::Mat make_otsu_bgr(const cv::Mat& image) {
+  cv::Mat levels;
+  cv::cvtColor(image, levels, cv::COLOR_BGR2GRAY);
+  cv::threshold(levels, levels, 0.0, 255.0, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  cv::Mat bgr;
+  cv::cvtColor(levels, bgr, cv::COLOR_GRAY2BGR);
+  return bgr;
+}
+
 cv::Mat enlarge(const cv::Mat& image, double factor) {
   cv::Mat enlarged;
   cv::resize(image, enlarged, cv::Size(), factor, factor, cv::INTER_CUBIC);

@@ -19,6 +19,10 @@ cv::Mat make_clahe_bgr(const cv::Mat& image);
 // Unsharp mask: 1.6 x image - 0.6 x blurred image.
 cv::Mat make_sharpen_bgr(const cv::Mat& image);
 
+// Black and white: the grey levels above the threshold that Otsu's method finds for this image are
+// white.
+cv::Mat make_otsu_bgr(const cv::Mat& image);
+
 // Enlarged by `factor` in both directions, bicubic.
 cv::Mat enlarge(const cv::Mat& image, double factor);
 

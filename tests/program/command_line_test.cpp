@@ -1,5 +1,5 @@
-#include "expected_pictures.h"
 #include "program_fixture.h"
+#include "support/pictures.h"
 
 namespace kavrel_test {
 namespace {
@@ -177,7 +177,7 @@ class Threshold : public ProgramTest {
                                              " 0\n"
                                              "answer * 0 fill 18 -9\n"));
     write(kCaseList, "a.png\n");
-    write_image("a.png", colourful(100, 100));
+    write_image("a.png", gradient_image(100, 100));
     std::vector<std::string> arguments = {"--input-mode", "frame"};
     arguments.insert(arguments.end(), threshold.begin(), threshold.end());
     const Outcome outcome = run(arguments);

@@ -1,4 +1,3 @@
-#include "expected_pictures.h"
 #include "program_fixture.h"
 
 namespace kavrel_test {

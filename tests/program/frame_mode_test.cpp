@@ -1,10 +1,9 @@
-#include "expected_pictures.h"
 #include "program_fixture.h"
+#include "support/pictures.h"
 
 namespace kavrel_test {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -25,17 +24,24 @@ class FrameMode : public ProgramTest {
 
   void detect_with(const std::string& script) {
     write(kPlateModel, script);
-    outcome_ = run({"--input-mode", "frame"});
+    outcome_ = run_keeping_inputs({"--input-mode", "frame"});
     EXPECT_EQ(outcome_.status, 0) << outcome_.err;
+  }
+
+  // That the network saw this part of the image, once.
+  void expect_seen(const std::string& label, const cv::Size& size, const cv::Rect& part) {
+    const auto seen = inputs(label, size);
+    ASSERT_EQ(seen.size(), 1U);
+    expect_stretched(seen[0], image_(part));
   }
 
   // That the crop is this part of the image and that the debug picture shows these boxes.
   void expect_crop(const cv::Rect& crop, const std::vector<cv::Rect>& shown) {
     EXPECT_TRUE(shows(directory_ + "/plate_roi.jpg", image_(crop).clone()));
-    EXPECT_TRUE(shows(directory_ + "/plate_det_debug.jpg", with_boxes(image_, shown)));
+    expect_frames(picture(directory_ + "/plate_det_debug.jpg"), image_, shown);
   }
 
-  const cv::Mat image_ = colourful(1000, 500);
+  const cv::Mat image_ = gradient_image(1000, 500);
   const cv::Rect everything_{0, 0, 1000, 500};
   const std::string directory_ = kCases + "/street";
   Outcome outcome_;
@@ -47,18 +53,15 @@ TEST_F(FrameMode, CutsTheDetectedPlateFromTheImage) {
   expect_crop(box, {box});
   EXPECT_EQ(outcome_.err, start_up_lines("frame", 1) +
                               "========== CASE 1/1: street.png group=street ==========\n");
-  const cv::Mat plate = rectified(image_(box).clone(), {{0, 0}, {375, 0}, {375, 250}, {0, 250}});
-  EXPECT_TRUE(shows(directory_ + "/rectified_plate.jpg", plate));
+  const cv::Mat plate = picture(directory_ + "/rectified_plate.jpg");
+  EXPECT_EQ(plate.size(), cv::Size(320, 96));
+  expect_stretched(plate, image_(box));
 }
 
 TEST_F(FrameMode, ShowsTheDetectorTheWholeImageAndTheOthersTheCrop) {
   detect("answer * 0 floats 100 50 300 120 0.8 0\n");
-  const auto made = calls();
-  const auto expect_seen = [&](const std::string& label, const cv::Mat& rgb) {
-    EXPECT_THAT(made, Contains(inference_calls(label, rgb)[0]));
-  };
-  expect_seen("plate", network_input(image_, 416, 320));
-  expect_seen("corner", network_input(image_(cv::Rect(100, 50, 201, 71)), 256, 128));
+  expect_seen("plate", {416, 320}, everything_);
+  expect_seen("corner", kCornerInput, {100, 50, 201, 71});
   EXPECT_EQ(count_calls("rknn_run", "plate"), 1);
   EXPECT_EQ(count_calls("rknn_run", "corner"), 1);
   EXPECT_EQ(count_calls("rknn_run", "lines"), 5);
@@ -73,9 +76,8 @@ TEST_F(FrameMode, SizesTheDetectorsInputByTheLastTwoOfFourDims) {
       {"1,3,0,96", {96, 640}}};
   for (const auto& [dims, size] : sizes) {
     detect_with("name plate\ninput image " + dims + "\noutput boxes 1,6\n");
-    EXPECT_THAT(calls(), Contains(inference_calls(
-                             "plate", network_input(image_, size.width, size.height))[0]))
-        << dims;
+    SCOPED_TRACE(dims);
+    expect_seen("plate", size, everything_);
   }
 }
 
@@ -141,11 +143,11 @@ TEST_F(FrameMode, TakesTheWholeImageWhenNothingIsDetected) {
 
 TEST_F(FrameMode, DetectsInEveryImageAnew) {
   write(kCaseList, "street.png\ntwo.png\n");
-  write_image("two.png", colourful(300, 200));
+  const cv::Mat two = gradient_image(300, 200);
+  write_image("two.png", two);
   detect("answer 1 0 floats 100 50 300 120 0.8 0\nanswer 2 0 floats 20 20 80 80 0.5 0\n");
   expect_crop({100, 50, 201, 71}, {{100, 50, 201, 71}});
-  EXPECT_TRUE(
-      shows(kCases + "/two/plate_roi.jpg", colourful(300, 200)(cv::Rect(20, 20, 61, 61)).clone()));
+  EXPECT_TRUE(shows(kCases + "/two/plate_roi.jpg", two(cv::Rect(20, 20, 61, 61)).clone()));
 }
 
 TEST_F(FrameMode, TellsTheModeInTheReport) {

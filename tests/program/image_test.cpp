@@ -1,8 +1,8 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "expected_pictures.h"
 #include "program_fixture.h"
+#include "support/pictures.h"
 
 namespace kavrel_test {
 namespace {
@@ -30,10 +30,6 @@ std::string encoded(const std::string& extension, const cv::Mat& image) {
   return {bytes.begin(), bytes.end()};
 }
 
-cv::Mat decoded(const std::string& bytes) {
-  return cv::imdecode(std::vector<uchar>(bytes.begin(), bytes.end()), cv::IMREAD_COLOR);
-}
-
 std::string big_endian(unsigned value, int bytes) {
   std::string text;
   for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
@@ -54,14 +50,14 @@ unsigned crc32(const std::string& bytes) {
 
 // Pictures of a few pixels that say that they are `side` pixels wide and high.
 std::string png_that_claims(unsigned side) {
-  std::string bytes = encoded(".png", colourful(4, 4));
+  std::string bytes = encoded(".png", noise_image(4, 4));
   const size_t header = bytes.find("IHDR");
   bytes.replace(header + 4, 8, big_endian(side, 4) + big_endian(side, 4));
   return bytes.replace(header + 17, 4, big_endian(crc32(bytes.substr(header, 17)), 4));
 }
 
 std::string jpeg_that_claims(unsigned side) {
-  std::string bytes = encoded(".jpg", colourful(8, 8));
+  std::string bytes = encoded(".jpg", noise_image(8, 8));
   const size_t frame = bytes.find("\xFF\xC0");
   return bytes.replace(frame + 5, 4, big_endian(side, 2) + big_endian(side, 2));
 }
@@ -103,13 +99,13 @@ class ImageFile : public ProgramTest {
 TEST_F(ImageFile, MayBeOnePixelWideOrHigh) {
   for (const cv::Size& size : {cv::Size(1, 1), cv::Size(1, 300), cv::Size(300, 1)}) {
     SCOPED_TRACE(size);
-    const cv::Mat image = colourful(size.width, size.height);
+    const cv::Mat image = noise_image(size.width, size.height);
     expect_seen_as(encoded(".png", image), image);
   }
 }
 
 TEST_F(ImageFile, IsReadWithEightBitsOfSixteen) {
-  const cv::Mat image = colourful(40, 20);
+  const cv::Mat image = noise_image(40, 20);
   cv::Mat deep;
   image.convertTo(deep, CV_16U, 257);
   expect_seen_as(encoded(".png", deep), image);
@@ -124,7 +120,7 @@ TEST_F(ImageFile, IsReadInColourFromFourInks) {
 }
 
 TEST_F(ImageFile, IsTurnedAsItsCameraWas) {
-  const cv::Mat image = colourful(40, 20);
+  const cv::Mat image = noise_image(40, 20);
   cv::Mat upright;
   cv::rotate(decoded(encoded(".jpg", image)), upright, cv::ROTATE_90_CLOCKWISE);
   expect_seen_as(jpeg_of_a_turned_camera(image), upright);
@@ -132,7 +128,7 @@ TEST_F(ImageFile, IsTurnedAsItsCameraWas) {
 
 TEST_F(ImageFile, MayEndTooEarly) {
   for (const std::string extension : {".png", ".jpg", ".bmp"}) {
-    const std::string whole = encoded(extension, colourful(200, 100));
+    const std::string whole = encoded(extension, noise_image(200, 100));
     for (const size_t length : {whole.size() - 1, whole.size() / 2, size_t{60}, size_t{9}}) {
       SCOPED_TRACE(extension + " cut to " + std::to_string(length));
       remove(kOutput);
@@ -170,8 +166,8 @@ TEST_F(ImageFile, IsRefusedWhenItClaimsToBeHuge) {
 
 // That the claims above are refused for what they claim, and for nothing else.
 TEST_F(ImageFile, IsReadWhenItClaimsItsOwnSize) {
-  expect_seen_as(png_that_claims(4), colourful(4, 4));
-  expect_seen_as(jpeg_that_claims(8), decoded(encoded(".jpg", colourful(8, 8))));
+  expect_seen_as(png_that_claims(4), noise_image(4, 4));
+  expect_seen_as(jpeg_that_claims(8), decoded(encoded(".jpg", noise_image(8, 8))));
 }
 
 }  // namespace

@@ -2,8 +2,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "expected_pictures.h"
 #include "program_fixture.h"
+#include "support/pictures.h"
 
 namespace kavrel_test {
 namespace {
@@ -26,11 +26,60 @@ const std::string kConstrainedRuns = "22-220/2";
 const std::string kNothingAnywhere =
     "answer 21-220 0 fill " + std::to_string((ocr_dictionary().size() + 1) * kSteps) + " -inf\n";
 
+// Where a region lies in the upright plate of 320 x 96 and in a crop of 160 x 80 pixels.
+struct Region {
+  std::string name;
+  cv::Rect place;
+};
+const std::vector<Region> kRegions = {
+    {"rect_kana_left_lower_wide", {0, 33, 144, 63}}, {"roi_kana_left_lower_wide", {0, 28, 72, 52}},
+    {"rect_kana_narrow_00_18", {0, 33, 58, 62}},     {"rect_kana_narrow_00_22", {0, 33, 71, 62}},
+    {"rect_kana_narrow_02_26", {6, 36, 78, 59}},     {"rect_kana_narrow_low", {0, 43, 90, 53}},
+    {"roi_kana_narrow_00_18", {0, 28, 29, 51}},      {"roi_kana_narrow_00_22", {0, 28, 36, 51}},
+    {"roi_kana_narrow_02_26", {3, 30, 39, 49}},      {"roi_kana_narrow_low", {0, 36, 45, 44}}};
+
+enum class Look { kColour, kGrey, kEqualised, kBlackAndWhite, kWhiteAndBlack };
+
+struct Variant {
+  std::string suffix;
+  int factor;
+  Look look;
+};
+const std::vector<Variant> kVariants = {
+    {"_original", 1, Look::kColour},    {"_gray", 1, Look::kGrey},
+    {"_clahe", 1, Look::kEqualised},    {"_sharpen", 1, Look::kColour},
+    {"_otsu", 1, Look::kBlackAndWhite}, {"_otsu_inv", 1, Look::kWhiteAndBlack},
+    {"_up4x", 4, Look::kColour},        {"_gray_up5x", 5, Look::kGrey},
+    {"_gray_up8x", 8, Look::kGrey},     {"_clahe_up5x", 5, Look::kEqualised}};
+
+// That a pixel looks as one of a gradient_image does, in this variant of the image.
+void expect_look(const cv::Vec3b& pixel, const cv::Vec3b& bgr, bool is_bright, Look look) {
+  const double grey = 0.114 * bgr[0] + 0.587 * bgr[1] + 0.299 * bgr[2];
+  for (int channel = 0; channel < 3; ++channel) {
+    switch (look) {
+      case Look::kColour:
+        EXPECT_NEAR(pixel[channel], bgr[channel], 10);
+        break;
+      case Look::kGrey:
+        EXPECT_NEAR(pixel[channel], grey, 6);
+        break;
+      case Look::kEqualised:
+        break;  // lighter and darker than it was, by its neighbours
+      case Look::kBlackAndWhite:
+        EXPECT_NEAR(pixel[channel], is_bright ? 255 : 0, 12);
+        break;
+      case Look::kWhiteAndBlack:
+        EXPECT_NEAR(pixel[channel], is_bright ? 0 : 255, 12);
+        break;
+    }
+  }
+}
+
 class KanaFallback : public ProgramTest {
  protected:
   KanaFallback() {
-    for (const NamedPicture& candidate : kana_candidates(plate_, image_)) {
-      names_.push_back(candidate.name);
+    for (const Region& region : kRegions) {
+      for (const Variant& variant : kVariants) names_.push_back(region.name + variant.suffix);
     }
     write(kCaseList, "a.png,品川 500 あ 12-34\n");
     write_image("a.png", image_);
@@ -39,7 +88,7 @@ class KanaFallback : public ProgramTest {
   // Runs the case a.png, whose plate reads `texts`, with these answers to the search.
   void search(const std::string& answers, const PlateTexts& texts = {"", "品川500", "12-34", ""}) {
     write(kReaderModel, reader_script(reads_plate(texts) + answers));
-    outcome_ = run();
+    outcome_ = run_keeping_inputs();
     EXPECT_EQ(outcome_.status, 0) << outcome_.err;
   }
 
@@ -73,8 +122,31 @@ class KanaFallback : public ProgramTest {
     return lines_with(read(kCases + "/a/result.txt"), key + ": ").at(0).substr(key.size() + 2);
   }
 
-  const cv::Mat image_ = colourful(160, 80);
-  const cv::Mat plate_ = rectified(image_, {{0, 0}, {159, 0}, {159, 79}, {0, 79}});
+  // That all candidates are there, cut from this crop and from what it is upright.
+  void expect_candidates(const cv::Mat& crop) const {
+    for (const Region& region : kRegions) {
+      const bool is_upright = region.name[1] == 'e';
+      const cv::Size size = is_upright ? cv::Size(320, 96) : crop.size();
+      // The colour of the crop where this pixel of the region lies.
+      const auto colour_at = [&](const cv::Point2d& pixel) {
+        const double x = (region.place.x + pixel.x) / (size.width - 1) * (crop.cols - 1);
+        const double y = (region.place.y + pixel.y) / (size.height - 1) * (crop.rows - 1);
+        return crop.at<cv::Vec3b>(cvRound(y), cvRound(x));
+      };
+      for (const Variant& variant : kVariants) {
+        SCOPED_TRACE(region.name + variant.suffix);
+        const cv::Mat candidate =
+            picture(kCases + "/a/kana_fallback_" + region.name + variant.suffix + ".jpg");
+        ASSERT_EQ(candidate.size(), region.place.size() * variant.factor);
+        const cv::Point last(region.place.width - 1, region.place.height - 1);
+        expect_look(candidate.at<cv::Vec3b>(0, 0), colour_at({0, 0}), false, variant.look);
+        expect_look(candidate.at<cv::Vec3b>(candidate.rows - 1, candidate.cols - 1),
+                    colour_at(last), true, variant.look);
+      }
+    }
+  }
+
+  const cv::Mat image_ = gradient_image(160, 80);
   std::vector<std::string> names_;
   Outcome outcome_;
 
@@ -98,33 +170,43 @@ TEST_F(KanaFallback, TellsOneLinePerCandidateAndTheResult) {
 
 // The whole life of a run: three networks loaded, one corner run, five line detections, 5 x 4
 // readings, the hundred pictures twice, and nothing else.
-TEST_F(KanaFallback, LooksAtAHundredPicturesTwice) {
+TEST_F(KanaFallback, CallsTheReaderTwiceForEachOfAHundredPictures) {
   search("");
-  std::vector<std::string> expected = calls_up_to_corners(image_);
-  for (const NamedPicture& variant : plate_variants(plate_)) {
-    append(expected, inference_calls("lines", network_input(variant.image, 640, 640)));
-    for (const cv::Mat& region : read_regions(variant.image)) {
-      append(expected, inference_calls("reader", reader_input(region)));
+  std::vector<std::string> expected = calls_up_to_corners();
+  for (int variant = 0; variant < 5; ++variant) {
+    append(expected, inference_calls("lines", kLinesInput));
+    for (int reading = 0; reading < 4; ++reading) {
+      append(expected, inference_calls("reader", kReaderInput));
     }
   }
-  for (const NamedPicture& candidate : kana_candidates(plate_, image_)) {
-    for (int reading = 0; reading < 2; ++reading) {
-      append(expected, inference_calls("reader", reader_input(candidate.image)));
-    }
+  for (int reading = 0; reading < 2 * kCandidates; ++reading) {
+    append(expected, inference_calls("reader", kReaderInput));
   }
   auto made = calls();
   ASSERT_EQ(made.size(), expected.size() + 3);
   made.resize(expected.size());
   EXPECT_EQ(made, expected);
-  EXPECT_EQ(count_calls("rknn_run", "reader"), kRunsPerPlate + 2 * kCandidates);
+}
+
+// A candidate is higher than 48 pixels, or as high: it fills the reader's height, from the left.
+TEST_F(KanaFallback, ShowsTheReaderEachPictureTwice) {
+  search("");
+  const auto seen = inputs("reader", kReaderInput);
+  ASSERT_EQ(seen.size(), std::size_t{kRunsPerPlate + 2 * kCandidates});
+  for (std::size_t i = 0; i < names_.size(); ++i) {
+    SCOPED_TRACE(names_[i]);
+    const cv::Mat& input = seen[kRunsPerPlate + 2 * i];
+    EXPECT_TRUE(same_pixels(seen[kRunsPerPlate + 2 * i + 1], input));
+    const cv::Mat candidate = picture(kCases + "/a/kana_fallback_" + names_[i] + ".jpg");
+    const int width = cvRound(candidate.cols * 48.0 / candidate.rows);
+    expect_stretched(input.colRange(0, width), candidate);
+    EXPECT_TRUE(has_colour(input, {width, 0}, {255, 255, 255}, 0));
+  }
 }
 
 TEST_F(KanaFallback, LeavesAHundredPictures) {
   search("");
-  for (const NamedPicture& candidate : kana_candidates(plate_, image_)) {
-    EXPECT_TRUE(shows(kCases + "/a/kana_fallback_" + candidate.name + ".jpg", candidate.image))
-        << candidate.name;
-  }
+  expect_candidates(image_);
   const auto names = files(kCases + "/a");
   EXPECT_EQ(std::count_if(names.begin(), names.end(),
                           [](const std::string& name) { return name.rfind("kana_", 0) == 0; }),
@@ -252,18 +334,14 @@ TEST_F(KanaFallback, FindsNothingConstrainedInAnOutputWithoutSteps) {
   EXPECT_THAT(result_lines(), IsEmpty());
 }
 
-TEST_F(KanaFallback, CutsTheRoiPicturesFromTheCrop) {
+TEST_F(KanaFallback, CutsThePicturesFromTheCrop) {
   // In frame mode the crop is the detected box, and no longer the whole image.
-  const cv::Rect box(20, 10, 101, 61);
-  write(kPlateModel, plate_detector_script("answer * 0 floats 20 10 120 70 0.9 0\n"));
+  const cv::Mat frame = gradient_image(400, 200);
+  write_image("a.png", frame);
+  write(kPlateModel, plate_detector_script("answer * 0 floats 200 50 359 129 0.9 0\n"));
   write(kReaderModel, reader_script(reads("*", "8")));
   EXPECT_EQ(run({"--input-mode", "frame"}).status, 0);
-  const cv::Mat crop = image_(box).clone();
-  const cv::Mat plate = rectified(crop, {{0, 0}, {100, 0}, {100, 60}, {0, 60}});
-  for (const NamedPicture& candidate : kana_candidates(plate, crop)) {
-    EXPECT_TRUE(shows(kCases + "/a/kana_fallback_" + candidate.name + ".jpg", candidate.image))
-        << candidate.name;
-  }
+  expect_candidates(frame(cv::Rect(200, 50, 160, 80)));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
 
-#include "expected_pictures.h"
+#include "support/pictures.h"
 
 namespace kavrel_test {
 namespace {
@@ -27,12 +27,13 @@ std::string program() {
   return other ? other : KAVREL_PROGRAM;
 }
 
-void use_scripted_runtime(const fs::path& log) {
+void use_scripted_runtime(const fs::path& log, const fs::path& inputs) {
   const char* inherited = std::getenv("LD_LIBRARY_PATH");
   std::string path = SCRIPTED_RUNTIME_DIR;
   if (inherited && *inherited) path += std::string(":") + inherited;
   setenv("LD_LIBRARY_PATH", path.c_str(), 1);
   setenv("SCRIPTED_RKNNRT_LOG", log.c_str(), 1);
+  if (fs::exists(inputs)) setenv("SCRIPTED_RKNNRT_INPUTS", inputs.c_str(), 1);
 }
 
 std::string model_lines(const std::string& path, const std::string& input,
@@ -65,7 +66,7 @@ Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
   if (child == 0) {
     redirect(STDOUT_FILENO, root_.path("out"));
     redirect(STDERR_FILENO, root_.path("err"));
-    use_scripted_runtime(root_.path("calls"));
+    use_scripted_runtime(root_.path("calls"), root_.path("inputs"));
     if (chdir(work_.c_str()) == 0) execv(program().c_str(), argv.data());
     _exit(127);
   }
@@ -73,6 +74,22 @@ Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
   if (child < 0 || waitpid(child, &status, 0) != child) throw std::runtime_error("no process");
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), root_.read("out"),
           root_.read("err")};
+}
+
+Outcome ProgramTest::run_keeping_inputs(const std::vector<std::string>& arguments) const {
+  fs::remove_all(root_.path("inputs"));
+  fs::create_directory(root_.path("inputs"));
+  return run(arguments);
+}
+
+std::vector<cv::Mat> ProgramTest::inputs(const std::string& label, const cv::Size& size) const {
+  std::vector<std::string> bytes;
+  for (int run = 1; root_.exists("inputs/" + label + "." + std::to_string(run)); ++run) {
+    bytes.push_back(root_.read("inputs/" + label + "." + std::to_string(run)));
+  }
+  std::vector<cv::Mat> pictures;
+  for (const cv::Mat& rgb : inputs_of(bytes, size)) pictures.push_back(channels_reversed(rgb));
+  return pictures;
 }
 
 void ProgramTest::write(const std::string& path, const std::string& text) const {
@@ -88,10 +105,12 @@ void ProgramTest::write_image(const std::string& path, const cv::Mat& image) con
 
 std::string ProgramTest::read(const std::string& path) const { return read_file(work_ / path); }
 
+cv::Mat ProgramTest::picture(const std::string& path) const { return decoded(read(path)); }
+
 testing::AssertionResult ProgramTest::shows(const std::string& path, const cv::Mat& image) const {
   if (!exists(path)) return testing::AssertionFailure() << path << " is not there";
-  if (read(path) == jpeg(image)) return testing::AssertionSuccess();
-  const cv::Mat shown = cv::imread((work_ / path).string());
+  if (read(path) == jpeg_of(image)) return testing::AssertionSuccess();
+  const cv::Mat shown = picture(path);
   return testing::AssertionFailure() << path << " of size " << shown.size()
                                      << " is not the expected picture of " << image.size();
 }
@@ -124,11 +143,11 @@ std::vector<std::string> ProgramTest::calls() const {
   return root_.exists("calls") ? lines_of(root_.read("calls")) : std::vector<std::string>();
 }
 
-std::vector<std::string> ProgramTest::calls_up_to_corners(const cv::Mat& image) const {
+std::vector<std::string> ProgramTest::calls_up_to_corners() const {
   std::vector<std::string> calls = load_calls("corner", read(kCornerModel).size());
   append(calls, load_calls("lines", read(kLinesModel).size()));
   append(calls, load_calls("reader", read(kReaderModel).size()));
-  append(calls, inference_calls("corner", network_input(image, 256, 128)));
+  append(calls, inference_calls("corner", kCornerInput));
   return calls;
 }
 
@@ -142,7 +161,7 @@ long ProgramTest::count_calls(const std::string& function, const std::string& la
 void ProgramTest::list_cases(const std::string& lines,
                              const std::vector<std::string>& images) const {
   write(kCaseList, lines);
-  for (const std::string& image : images) write_image(image, colourful(40, 20));
+  for (const std::string& image : images) write_image(image, gradient_image(40, 20));
 }
 
 std::string ProgramTest::start_up_lines(const std::string& mode, int cases) const {
@@ -177,10 +196,9 @@ std::string last_line(const std::string& text) {
   return lines.empty() ? "" : lines.back();
 }
 
-std::vector<std::string> inference_calls(const std::string& label, const cv::Mat& rgb) {
-  return {"rknn_inputs_set " + label +
-              " n=1 [index=0 size=" + std::to_string(rgb.total() * rgb.elemSize()) +
-              " pass_through=0 type=3 fmt=1 rest=clear pixels=" + pixel_hash(rgb) + "] ret=0",
+std::vector<std::string> inference_calls(const std::string& label, const cv::Size& size) {
+  return {"rknn_inputs_set " + label + " n=1 [index=0 size=" + std::to_string(3 * size.area()) +
+              " pass_through=0 type=3 fmt=1 rest=clear] ret=0",
           "rknn_run " + label + " extend=null ret=0",
           "rknn_outputs_get " + label +
               " extend=null n=1 [index=0 want_float=1 is_prealloc=0 rest=clear] ret=0",

@@ -30,6 +30,11 @@ inline const std::string kCases = kOutput + "/cases";
 inline const std::string kShinagawaNumber = "品川 500 あ 12-34";
 inline const std::string kShinagawaFields = "品川,500,あ,12-34";
 
+// Width and height of what the networks other than the plate detector see.
+const cv::Size kCornerInput(256, 128);
+const cv::Size kLinesInput(640, 640);
+const cv::Size kReaderInput(320, 48);
+
 struct Outcome {
   int status = -1;  // exit status, or minus the signal that ended the program
   std::string out;
@@ -44,9 +49,14 @@ class ProgramTest : public testing::Test {
 
   // All paths are relative to the working directory.
   Outcome run(const std::vector<std::string>& arguments = {}) const;
+  // Leaves what each network was shown to `inputs`.
+  Outcome run_keeping_inputs(const std::vector<std::string>& arguments = {}) const;
+  // What the network of this label was shown in the last run, blue first as pictures are here.
+  std::vector<cv::Mat> inputs(const std::string& label, const cv::Size& size) const;
   void write(const std::string& path, const std::string& text) const;
   void write_image(const std::string& path, const cv::Mat& image) const;
   std::string read(const std::string& path) const;
+  cv::Mat picture(const std::string& path) const;
   // Whether the file is exactly this picture, written as a JPEG file with default settings.
   testing::AssertionResult shows(const std::string& path, const cv::Mat& image) const;
   void remove(const std::string& path) const;
@@ -62,7 +72,7 @@ class ProgramTest : public testing::Test {
   long count_calls(const std::string& function, const std::string& label) const;
 
   // The runtime's calls of a run in "roi" mode up to the corners of its first case's image.
-  std::vector<std::string> calls_up_to_corners(const cv::Mat& image) const;
+  std::vector<std::string> calls_up_to_corners() const;
 
   // Gives the run a case list of these lines, and an image for every name in `images`.
   void list_cases(const std::string& lines, const std::vector<std::string>& images = {}) const;
@@ -81,8 +91,8 @@ std::string last_line(const std::string& text);
 
 void append(std::vector<std::string>& lines, const std::vector<std::string>& more);
 
-// The four log lines of one inference, without and with the picture that the network must see.
-std::vector<std::string> inference_calls(const std::string& label, const cv::Mat& rgb);
+// The four log lines of one inference on a picture of this size.
+std::vector<std::string> inference_calls(const std::string& label, const cv::Size& size);
 // The log lines of loading a model with one input and one output from a script of `bytes` bytes.
 std::vector<std::string> load_calls(const std::string& label, size_t bytes);
 

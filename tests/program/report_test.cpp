@@ -1,5 +1,5 @@
-#include "expected_pictures.h"
 #include "program_fixture.h"
+#include "support/pictures.h"
 
 namespace kavrel_test {
 namespace {
@@ -143,18 +143,18 @@ TEST_F(Report, SaysTheSameWhetherItFailsOrNot) {
 }
 
 TEST_F(Report, LetsImagesOfOneBaseNameShareADirectoryAndAGroup) {
-  write_image("x/car.png", colourful(40, 20));
-  write_image("y/car.jpg", colourful(60, 30));
+  write_image("x/car.png", gradient_image(40, 20));
+  write_image("y/car.jpg", gradient_image(60, 30));
   list_cases("x/car.png," + kRight + "\ny/car.jpg\n");
   run();
   EXPECT_THAT(groups(), ElementsAre(row("car", kRight, "correct", 2)));
   EXPECT_THAT(read(kCases + "/car/result.txt"), HasSubstr("image_path: y/car.jpg\n"));
-  EXPECT_TRUE(shows(kCases + "/car/plate_roi.jpg", colourful(60, 30)));
+  EXPECT_TRUE(shows(kCases + "/car/plate_roi.jpg", gradient_image(60, 30)));
 }
 
 TEST_F(Report, CopesWithAnyCharacterInANameOrText) {
   const std::string base = "-it's $HOME; $(touch hit)`touch hit`. 1, 日本\xFF";
-  write_image("a b/" + base + ".png", colourful(40, 20));
+  write_image("a b/" + base + ".png", gradient_image(40, 20));
   list_cases("\"a b/" + base + ".png\",\"x,y\"\n");
   const Outcome outcome = run();
   EXPECT_EQ(outcome.status, 0) << outcome.err;

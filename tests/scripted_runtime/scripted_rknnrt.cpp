@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <iomanip>
 #include <map>
 #include <sstream>
 #include <string>
@@ -16,7 +15,6 @@
 #include <utility>
 #include <vector>
 
-#include "fnv.h"
 #include "npu/rknn_api.h"
 #include "script.h"
 
@@ -85,13 +83,8 @@ std::string describe(const rknn_input& input) {
   std::ostringstream text;
   text << "[index=" << input.index << " size=" << input.size
        << " pass_through=" << int{input.pass_through} << " type=" << input.type
-       << " fmt=" << input.fmt << " rest=" << clear_but(input, listed) << " pixels=";
-  if (input.buf) {
-    text << std::hex << std::setfill('0') << std::setw(16) << fnv1a(input.buf, input.size);
-  } else {
-    text << "none";
-  }
-  return text.str() + "] ";
+       << " fmt=" << input.fmt << " rest=" << clear_but(input, listed) << "] ";
+  return text.str();
 }
 
 std::string describe(const rknn_output& output) {
@@ -110,6 +103,18 @@ std::string describe_all(uint32_t count, const Record* records) {
   std::string text = "n=" + std::to_string(count) + " ";
   for (uint32_t i = 0; records && i < count; ++i) text += describe(records[i]);
   return text;
+}
+
+void keep_inputs(const Context& context, uint32_t count, const rknn_input* inputs) {
+  const char* const directory = std::getenv("SCRIPTED_RKNNRT_INPUTS");
+  if (directory == nullptr) return;
+  const std::string path =
+      directory + ("/" + context.script.name) + "." + std::to_string(context.run);
+  std::ofstream file(path, std::ios::binary);
+  for (uint32_t i = 0; i < count; ++i) {
+    if (inputs[i].buf != nullptr)
+      file.write(static_cast<const char*>(inputs[i].buf), inputs[i].size);
+  }
 }
 
 int query_counts(const Script& script, void* info, uint32_t size) {
@@ -236,6 +241,7 @@ int rknn_inputs_set(rknn_context context, uint32_t n_inputs, rknn_input inputs[]
     ++known->run;
     code = scripted_code(known->script, "inputs_set", known->run);
     known->state = code == RKNN_SUCC ? Context::kFed : Context::kIdle;
+    keep_inputs(*known, n_inputs, inputs);
   }
   return log_call("rknn_inputs_set", label(known), describe_all(n_inputs, inputs), code);
 }

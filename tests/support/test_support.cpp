@@ -12,6 +12,7 @@ namespace kavrel_test {
 namespace {
 
 constexpr char kLogVariable[] = "SCRIPTED_RKNNRT_LOG";
+constexpr char kInputsVariable[] = "SCRIPTED_RKNNRT_INPUTS";
 constexpr char kLogName[] = "calls.log";
 
 }  // namespace
@@ -28,9 +29,15 @@ void load_script(kavrel::RknnModel& model, const std::string& script) {
   model.load(dir.write("net.rknn", script));
 }
 
-RuntimeLog::RuntimeLog() { setenv(kLogVariable, dir_.write(kLogName, "").c_str(), 1); }
+RuntimeLog::RuntimeLog() {
+  setenv(kLogVariable, dir_.write(kLogName, "").c_str(), 1);
+  setenv(kInputsVariable, dir_.path().c_str(), 1);
+}
 
-RuntimeLog::~RuntimeLog() { unsetenv(kLogVariable); }
+RuntimeLog::~RuntimeLog() {
+  unsetenv(kLogVariable);
+  unsetenv(kInputsVariable);
+}
 
 std::vector<std::string> RuntimeLog::lines() const { return lines_of(dir_.read(kLogName)); }
 
@@ -41,6 +48,14 @@ std::vector<std::string> RuntimeLog::calls() const {
     calls.push_back(line.substr(0, line.find(' ', function_end + 1)));
   }
   return calls;
+}
+
+std::vector<std::string> RuntimeLog::inputs(const std::string& label) const {
+  std::vector<std::string> inputs;
+  for (int run = 1; dir_.exists(label + "." + std::to_string(run)); ++run) {
+    inputs.push_back(dir_.read(label + "." + std::to_string(run)));
+  }
+  return inputs;
 }
 
 long RuntimeLog::count(const std::string& function) const {

@@ -69,6 +69,8 @@ class RuntimeLog {
   // "rknn_run reader".
   std::vector<std::string> calls() const;
   long count(const std::string& function) const;
+  // The bytes that each run of the model of this label was given.
+  std::vector<std::string> inputs(const std::string& label) const;
 
  private:
   TempDir dir_;

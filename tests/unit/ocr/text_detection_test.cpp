@@ -6,29 +6,32 @@
 #include <cmath>
 #include <limits>
 #include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "plate/pictures.h"
+#include "plate/image_prep.h"
+#include "support/pictures.h"
 #include "support/test_support.h"
 
 namespace kavrel {
 namespace {
 
 using kavrel_test::Capture;
+using kavrel_test::decoded;
 using kavrel_test::det_script;
+using kavrel_test::expect_frames;
 using kavrel_test::failure_of;
+using kavrel_test::gradient_image;
 using kavrel_test::inputs_of;
 using kavrel_test::jpeg_of;
-using kavrel_test::logged;
 using kavrel_test::noise_image;
+using kavrel_test::row_values;
 using kavrel_test::RuntimeLog;
+using kavrel_test::same_pictures;
 using kavrel_test::same_pixels;
 using kavrel_test::ScriptedModel;
-using kavrel_test::stretched_rgb;
 using kavrel_test::TempDir;
-using kavrel_test::with_frames;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
@@ -486,8 +489,8 @@ TEST(TextDetector, IsFedTheImageStretchedTo640WhateverItsInputSays) {
     ScriptedModel model(std::string("name det\ninput image ") + dims + "\noutput map 1,1,8,8\n");
     const TempDir dir;
     run_ppocr_det_boxes(model.get(), noise_image(200, 64), dir.path("case"), 0.3F);
-    EXPECT_THAT(inputs_of(log, "det"),
-                ElementsAre(logged(stretched_rgb(noise_image(200, 64), 640, 640))));
+    EXPECT_TRUE(same_pictures(inputs_of(log.inputs("det"), {640, 640}),
+                              {bgr_to_rgb_resized(noise_image(200, 64), 640, 640)}));
   }
 }
 
@@ -518,18 +521,27 @@ TEST(TextDetector, DrawsItsMaskAndItsBoxes) {
       64, "answer * 0 rect 10 16 8 16 1\nanswer * 0 rect 22 16 8 16 1\nanswer * 0 set 4000 1\n"));
   const TempDir dir;
   const Capture messages;
-  const cv::Mat image = noise_image(200, 64);
+  const cv::Mat image = gradient_image(200, 64);
   run_ppocr_det_boxes(model.get(), image, dir.path("prefix"), 0.3F);
 
-  // The gap is closed; the lone pixel, at column 32 of row 62, is in the mask but is no box. So
-  // close to the edge it grows into the last row.
-  cv::Mat mask = mask_of({64, 64}, {{10, 16, 20, 16}, {32, 62, 1, 2}});
-  cv::resize(mask, mask, {200, 64}, 0.0, 0.0, cv::INTER_LINEAR);
   EXPECT_THAT(dir.names(), ElementsAre("prefix_det_boxes.jpg", "prefix_det_mask.jpg"));
-  EXPECT_EQ(dir.read("prefix_det_mask.jpg"), jpeg_of(mask));
-  EXPECT_EQ(dir.read("prefix_det_boxes.jpg"), jpeg_of(with_frames(image, {{26, 12, 73, 24}})));
-  EXPECT_TRUE(same_pixels(image, noise_image(200, 64)));
+  expect_frames(decoded(dir.read("prefix_det_boxes.jpg")), image, {{26, 12, 73, 24}});
+  EXPECT_TRUE(same_pixels(image, gradient_image(200, 64)));
   EXPECT_EQ(messages.text(), "");
+
+  // The gap between columns 18 and 22 is closed; the lone pixel, at column 32 of row 62, is in the
+  // mask but is no box. So close to the edge it grows into the last row. A pixel x of the picture
+  // lies at (x + 0.5) x 64 / 200 - 0.5 in the map: 30 at 9.26 and 31 at 9.58, between column 9 of
+  // 0 and column 10 of 255, 94 at 29.74, 95 at 30.06, and 102 at 32.3.
+  const cv::Mat mask = decoded(dir.read("prefix_det_mask.jpg"));
+  ASSERT_EQ(mask.size(), cv::Size(200, 64));
+  const std::vector<int> line = row_values(mask, 24, 0);
+  const std::vector<std::pair<std::size_t, int>> expected = {
+      {20, 0}, {30, 66}, {31, 148}, {50, 255}, {62, 255}, {94, 66}, {95, 0}, {110, 0}};
+  for (const auto& [x, level] : expected) EXPECT_NEAR(line[x], level, 16) << x;
+  for (const int y : {8, 40, 54}) EXPECT_NEAR(row_values(mask, y, 0)[50], 0, 16) << y;
+  for (const int y : {62, 63}) EXPECT_NEAR(row_values(mask, y, 0)[102], 178, 24) << y;
+  EXPECT_NEAR(row_values(mask, 62, 0)[112], 0, 16);
 }
 
 TEST(TextDetector, DrawsItsPicturesAlsoWithoutABox) {
@@ -548,10 +560,10 @@ TEST(TextDetector, DrawsOnlyTheBoxesThatItReturns) {
   }
   ScriptedModel model(map_script(128, lines));
   const TempDir dir;
-  const cv::Mat image = noise_image(256, 256);
+  const cv::Mat image = gradient_image(256, 256);
   const auto boxes = run_ppocr_det_boxes(model.get(), image, dir.path("prefix"), 0.3F);
   ASSERT_THAT(boxes, SizeIs(16));
-  EXPECT_EQ(dir.read("prefix_det_boxes.jpg"), jpeg_of(with_frames(image, rects_of(boxes))));
+  expect_frames(decoded(dir.read("prefix_det_boxes.jpg")), image, rects_of(boxes));
 }
 
 TEST(TextDetector, FindsBoxesWithoutAPlaceForThePictures) {

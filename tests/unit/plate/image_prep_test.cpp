@@ -9,9 +9,10 @@
 #include <limits>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
+#include <utility>
 #include <vector>
 
-#include "plate/pictures.h"
+#include "support/pictures.h"
 
 namespace kavrel {
 namespace {
@@ -55,14 +56,13 @@ TEST(BgrToRgbResized, InterpolatesLinearly) {
   EXPECT_THAT(row_values(rgb, 0, 0), ElementsAre(0, 50, 150, 200));
 }
 
-// A network compares by the bit: no rounding of another way of interpolating will do.
-TEST(BgrToRgbResized, MatchesThePlainStretchInEveryPixel) {
-  for (const cv::Size& size : {cv::Size(640, 640), cv::Size(256, 128), cv::Size(3, 640)}) {
-    SCOPED_TRACE(size);
-    const cv::Mat rgb = bgr_to_rgb_resized(noise_image(101, 67), size.width, size.height);
-    EXPECT_TRUE(same_pixels(
-        rgb, kavrel_test::stretched_rgb(noise_image(101, 67), size.width, size.height)));
-  }
+// A third of the width: pixel x lies at (x + 0.5) x 3 - 0.5 = 3 x + 1, so it is one pixel of the
+// image and no mean of several.
+TEST(BgrToRgbResized, ShrinksWithoutAveraging) {
+  const cv::Mat row = grey_row({0, 60, 240, 30, 90, 200});
+  EXPECT_THAT(row_values(bgr_to_rgb_resized(row, 2, 1), 0, 0), ElementsAre(60, 90));
+  const cv::Mat column = bgr_to_rgb_resized(row.t(), 1, 2);
+  EXPECT_THAT(row_values(column.t(), 0, 0), ElementsAre(60, 90));
 }
 
 TEST(BgrToRgbResized, EnlargesASinglePixel) {
@@ -90,8 +90,7 @@ TEST(MakeGrayBgr, GivesThreeEqualChannels) {
   EXPECT_EQ(row_values(gray, 16, 0), row_values(gray, 16, 1));
 }
 
-// A dull picture with a colour cast, brighter to the right, and large enough for the clip limit to
-// tell: a tile's histogram is clipped at whole pixels.
+// A dull picture with a colour cast, brighter to the right.
 cv::Mat dull_image() {
   const cv::Mat noise = noise_image(320, 96);
   cv::Mat image(noise.size(), CV_8UC3);
@@ -114,28 +113,43 @@ cv::Mat lab_plane(const cv::Mat& bgr, int plane) {
   return values;
 }
 
-TEST(MakeClaheBgr, EqualisesTheLightnessWithinTiles) {
-  cv::Mat lab;
-  cv::cvtColor(dull_image(), lab, cv::COLOR_BGR2Lab);
-  cv::Mat lightness;
-  const cv::Ptr<cv::CLAHE> clahe = cv::createCLAHE();
-  clahe->setClipLimit(2.0);
-  clahe->setTilesGridSize({8, 8});
-  clahe->apply(lab_plane(dull_image(), 0), lightness);
-  cv::insertChannel(lightness, lab, 0);
-  cv::Mat expected;
-  cv::cvtColor(lab, expected, cv::COLOR_Lab2BGR);
-  EXPECT_TRUE(same_pixels(make_clahe_bgr(dull_image()), expected));
+// Stripes of 32 columns, in turn with the grey levels 60 to 91 and 160 to 191, a level a row, the
+// lowest at the top, eight times over.
+cv::Mat striped_image() {
+  cv::Mat image(256, 256, CV_8UC3);
+  for (int y = 0; y < image.rows; ++y) {
+    for (int x = 0; x < image.cols; ++x) {
+      const auto level = static_cast<unsigned char>((x / 32 % 2 == 0 ? 60 : 160) + y % 32);
+      image.at<cv::Vec3b>(y, x) = {level, level, level};
+    }
+  }
+  return image;
 }
 
-TEST(MakeClaheBgr, WidensTheRangeOfADullPicture) {
-  const auto range = [](const cv::Mat& image) {
-    double low = 0.0;
-    double high = 0.0;
-    cv::minMaxLoc(lab_plane(image, 0), &low, &high);
-    return high - low;
-  };
-  EXPECT_GT(range(make_clahe_bgr(dull_image())), 1.5 * range(dull_image()));
+// Each of 8 x 8 tiles has 32 x 32 = 1024 pixels, 32 of each of its levels. A limit of 2 leaves
+// 2 x 1024 / 256 = 8 of each, and spreads the other 32 x 24 = 768 over the 256 levels of lightness,
+// 3 for each. So the k-th level of a tile, counted from 1, with a lightness of L, becomes
+// (3 (L + 1) + 8 k) x 255 / 1024. The lightness of grey is 255 / 100 of CIE's L*:
+//   grey  60, k =  1: L =  64.6, becomes  51.0, grey  48
+//   grey  76, k = 17: L =  82.4, becomes  96.2, grey  89
+//   grey  91, k = 32: L =  98.6, becomes 138.1, grey 130
+//   grey 160, k =  1: L = 168.0, becomes 128.2, grey 120
+//   grey 176, k = 17: L = 183.2, becomes 171.5, grey 164
+//   grey 191, k = 32: L = 197.2, becomes 211.8, grey 207
+// In the middle of a stripe the neighbours' tiles do not count. The same picture on its side shows
+// that tiles have the same height as width.
+TEST(MakeClaheBgr, EqualisesTheLightnessWithinTiles) {
+  const cv::Mat upright = make_clahe_bgr(striped_image());
+  const cv::Mat on_its_side = make_clahe_bgr(striped_image().t()).t();
+  for (const cv::Mat& equalised : {upright, on_its_side}) {
+    const std::vector<std::pair<cv::Point, int>> expected = {{{80, 96}, 48},    {{80, 112}, 89},
+                                                             {{80, 127}, 130},  {{112, 96}, 120},
+                                                             {{112, 112}, 164}, {{112, 127}, 207}};
+    for (const auto& [place, level] : expected) {
+      const auto pixel = equalised.at<cv::Vec3b>(place);
+      for (int channel = 0; channel < 3; ++channel) EXPECT_NEAR(pixel[channel], level, 3) << place;
+    }
+  }
 }
 
 TEST(MakeClaheBgr, KeepsTheColours) {
@@ -153,45 +167,28 @@ TEST(MakeClaheBgr, TakesImagesSmallerThanTheTileGrid) {
   }
 }
 
-// Gaussian of sigma 1 over seven pixels; the image is mirrored about its outermost pixels.
-cv::Mat blurred_by_hand(const cv::Mat& image) {
-  std::array<double, 7> weights{};
-  double sum = 0.0;
-  for (int i = -3; i <= 3; ++i) {
-    weights[static_cast<std::size_t>(i + 3)] = std::exp(-i * i / 2.0);
-    sum += std::exp(-i * i / 2.0);
+// A Gaussian of sigma 1 over seven pixels weighs 0.3991, 0.2420, 0.0540 and 0.0044 from the middle
+// outwards. Blurred, one pixel of 200 on 100 is 100 + 100 x 0.3991 x 0.3991 = 115.9, its neighbour
+// 100 + 100 x 0.3991 x 0.2420 = 109.7, the one across the corner 105.9, the next but one in the row
+// 102.2. Then 1.6 x 200 - 0.6 x 115.9 = 250, 160 - 0.6 x 109.7 = 94, 96 and 99.
+TEST(MakeSharpenBgr, SubtractsTheBlurredImageChannelByChannel) {
+  cv::Mat image = plain_image(15, 15, cv::Scalar::all(100));
+  image.at<cv::Vec3b>(7, 7)[0] = 200;
+  const cv::Mat sharpened = make_sharpen_bgr(image);
+  EXPECT_EQ(sharpened.at<cv::Vec3b>(7, 7), cv::Vec3b(250, 100, 100));
+  for (const cv::Point& beside :
+       {cv::Point(6, 7), cv::Point(8, 7), cv::Point(7, 6), cv::Point(7, 8)}) {
+    EXPECT_EQ(sharpened.at<cv::Vec3b>(beside), cv::Vec3b(94, 100, 100)) << beside;
   }
-  const auto mirrored = [](int at, int size) {
-    return at < 0 ? -at : at >= size ? 2 * size - 2 - at : at;
-  };
-  cv::Mat blurred(image.size(), CV_64FC3, cv::Scalar::all(0));
-  for (int y = 0; y < image.rows; ++y) {
-    for (int x = 0; x < image.cols; ++x) {
-      for (int i = 0; i < 49; ++i) {
-        const int from_y = mirrored(y + i / 7 - 3, image.rows);
-        const int from_x = mirrored(x + i % 7 - 3, image.cols);
-        const double weight = weights[static_cast<std::size_t>(i / 7)] / sum *
-                              weights[static_cast<std::size_t>(i % 7)] / sum;
-        blurred.at<cv::Vec3d>(y, x) += weight * cv::Vec3d(image.at<cv::Vec3b>(from_y, from_x));
-      }
-    }
-  }
-  return blurred;
+  EXPECT_EQ(sharpened.at<cv::Vec3b>(8, 8), cv::Vec3b(96, 100, 100));
+  EXPECT_EQ(sharpened.at<cv::Vec3b>(7, 9), cv::Vec3b(99, 100, 100));
 }
 
-TEST(MakeSharpenBgr, SubtractsTheBlurredImage) {
-  const cv::Mat image = noise_image(20, 12);
-  const cv::Mat blurred = blurred_by_hand(image);
-  cv::Mat expected(image.size(), CV_8UC3);
-  for (int y = 0; y < image.rows; ++y) {
-    for (int x = 0; x < image.cols; ++x) {
-      for (int channel = 0; channel < 3; ++channel) {
-        expected.at<cv::Vec3b>(y, x)[channel] = cv::saturate_cast<unsigned char>(
-            1.6 * image.at<cv::Vec3b>(y, x)[channel] - 0.6 * blurred.at<cv::Vec3d>(y, x)[channel]);
-      }
-    }
-  }
-  EXPECT_TRUE(same_pixels(make_sharpen_bgr(image), expected, 1.0));
+// Beyond its edge the image is mirrored without the outermost pixel: blurred, that pixel of 200 is
+// 100 + 100 x 0.3991 = 139.9, and 320 - 0.6 x 139.9 = 236.
+TEST(MakeSharpenBgr, MirrorsTheImageBeyondItsEdge) {
+  const cv::Mat image = grey_row({200, 100, 100, 100, 100, 100, 100, 100});
+  EXPECT_EQ(row_values(make_sharpen_bgr(image), 0, 1)[0], 236);
 }
 
 TEST(MakeSharpenBgr, LeavesAPlainImageAsItIs) {
@@ -204,6 +201,32 @@ TEST(MakeSharpenBgr, SaturatesAtAnEdge) {
   const std::vector<int> sharpened = row_values(make_sharpen_bgr(image), 0, 1);
   EXPECT_EQ(sharpened[3], 0);
   EXPECT_EQ(sharpened[4], 255);
+}
+
+// A row of pixels of these colours.
+cv::Mat colour_row(const std::vector<cv::Vec3b>& colours) {
+  return cv::Mat(colours).reshape(3, 1).clone();
+}
+
+const cv::Vec3b kBlue(255, 0, 0);   // of grey 29
+const cv::Vec3b kGreen(0, 255, 0);  // 150
+const cv::Vec3b kRed(0, 0, 255);    // 76
+const cv::Vec3b kWhite(255, 255, 255);
+
+TEST(MakeOtsuBgr, TellsTheBrighterPixelsFromTheDarkerOnes) {
+  const cv::Mat dark = make_otsu_bgr(colour_row({kBlue, kRed, kRed, kBlue}));
+  EXPECT_THAT(row_values(dark, 0, 0), ElementsAre(0, 255, 255, 0));
+  EXPECT_TRUE(same_pixels(dark, channels_reversed(dark)));
+  const cv::Mat bright = make_otsu_bgr(colour_row({kGreen, kWhite, kWhite, kGreen}));
+  EXPECT_THAT(row_values(bright, 0, 1), ElementsAre(0, 255, 255, 0));
+}
+
+// Six pixels of 29, one of 76 and one of 150. Divided above 76 the parts have the means 35.7 and
+// 150, and 7 x 1 x (150 - 35.7)^2 = 91,429; divided above 29 it is 6 x 2 x (113 - 29)^2 = 84,672,
+// although the mean of all, 50, lies there.
+TEST(MakeOtsuBgr, DividesWhereThePartsDifferMost) {
+  const cv::Mat image = colour_row({kBlue, kBlue, kRed, kBlue, kGreen, kBlue, kBlue, kBlue});
+  EXPECT_THAT(row_values(make_otsu_bgr(image), 0, 2), ElementsAre(0, 0, 0, 0, 255, 0, 0, 0));
 }
 
 TEST(Enlarge, InterpolatesCubically) {
@@ -293,6 +316,7 @@ std::vector<Preparation> all_preparations() {
           make_gray_bgr,
           make_clahe_bgr,
           make_sharpen_bgr,
+          make_otsu_bgr,
           [](const cv::Mat& image) { return enlarge(image, 2.0); },
           [](const cv::Mat& image) { return crop_ratio(image, 0.0F, 0.0F, 1.0F, 1.0F); }};
 }

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "plate/pictures.h"
+#include "plate/image_prep.h"
+#include "support/pictures.h"
 #include "support/test_support.h"
 
 namespace kavrel {
@@ -16,13 +17,12 @@ namespace {
 using kavrel_test::failure_of;
 using kavrel_test::grey_row;
 using kavrel_test::inputs_of;
-using kavrel_test::logged;
 using kavrel_test::noise_image;
 using kavrel_test::row_values;
 using kavrel_test::RuntimeLog;
+using kavrel_test::same_pictures;
 using kavrel_test::same_pixels;
 using kavrel_test::ScriptedModel;
-using kavrel_test::stretched_rgb;
 using testing::ElementsAre;
 using testing::StartsWith;
 
@@ -102,8 +102,8 @@ TEST(PlateCorners, ComeFromTheImageStretchedTo256x128WhateverTheInputSays) {
     const RuntimeLog log;
     ScriptedModel model(std::string("name corner\ninput image ") + dims + "\noutput o 1,8\n");
     run_plate_corner(model.get(), noise_image(200, 100));
-    EXPECT_THAT(inputs_of(log, "corner"),
-                ElementsAre(logged(stretched_rgb(noise_image(200, 100), 256, 128))));
+    EXPECT_TRUE(same_pictures(inputs_of(log.inputs("corner"), {256, 128}),
+                              {bgr_to_rgb_resized(noise_image(200, 100), 256, 128)}));
   }
 }
 

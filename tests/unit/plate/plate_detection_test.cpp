@@ -11,24 +11,25 @@
 #include <string>
 #include <vector>
 
-#include "plate/pictures.h"
+#include "plate/image_prep.h"
+#include "support/pictures.h"
 #include "support/test_support.h"
 
 namespace kavrel {
 namespace {
 
 using kavrel_test::Capture;
+using kavrel_test::decoded;
+using kavrel_test::expect_frames;
 using kavrel_test::failure_of;
+using kavrel_test::gradient_image;
 using kavrel_test::inputs_of;
-using kavrel_test::jpeg_of;
-using kavrel_test::logged;
 using kavrel_test::noise_image;
 using kavrel_test::RuntimeLog;
+using kavrel_test::same_pictures;
 using kavrel_test::same_pixels;
 using kavrel_test::ScriptedModel;
-using kavrel_test::stretched_rgb;
 using kavrel_test::TempDir;
-using kavrel_test::with_frames;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -318,9 +319,9 @@ TEST(PlateDetector, IsFedTheImageStretchedToItsInput) {
     const Capture fallback_warning;
     ScriptedModel model(std::string("name det\ninput image ") + input.dims + "\noutput rows 1,6\n");
     run_plate_det(&model.get(), noise_image(200, 120), kThreshold, dir.path());
-    EXPECT_THAT(
-        inputs_of(log, "det"),
-        ElementsAre(logged(stretched_rgb(noise_image(200, 120), input.width, input.height))));
+    EXPECT_TRUE(
+        same_pictures(inputs_of(log.inputs("det"), {input.width, input.height}),
+                      {bgr_to_rgb_resized(noise_image(200, 120), input.width, input.height)}));
   }
 }
 
@@ -366,12 +367,13 @@ TEST(PlateDetector, FallsBackToTheWholeImageWithAWarning) {
     ScriptedModel model(std::string("name det\ninput image 1,3,32,48\n") + outputs);
     const TempDir dir;
     const Capture messages;
-    const auto found = run_plate_det(&model.get(), noise_image(200, 120), kThreshold, dir.path());
+    const cv::Mat image = gradient_image(200, 120);
+    const auto found = run_plate_det(&model.get(), image, kThreshold, dir.path());
     EXPECT_THAT(boxes_of(found), ElementsAre(cv::Rect(0, 0, 200, 120)));
     EXPECT_THAT(scores_of(found), ElementsAre(0.0F));
     EXPECT_EQ(messages.text(),
               "[WARN] plate_det produced no valid final boxes. Fallback to full image ROI.\n");
-    EXPECT_EQ(dir.read(kPicture), jpeg_of(with_frames(noise_image(200, 120), {{0, 0, 200, 120}})));
+    expect_frames(decoded(dir.read(kPicture)), image, {{0, 0, 200, 120}});
   }
 }
 
@@ -380,11 +382,11 @@ TEST(PlateDetector, DrawsEveryBoxIntoAPicture) {
       "name det\ninput image 1,3,32,48\noutput rows 2,6\n"
       "answer * 0 floats 10 20 50 60 0.5 0 100 50 140 99 0.75 0\n");
   const TempDir dir;
-  const cv::Mat image = noise_image(200, 120);
+  const cv::Mat image = gradient_image(200, 120);
   run_plate_det(&model.get(), image, kThreshold, dir.path());
   EXPECT_THAT(dir.names(), ElementsAre(kPicture));
-  EXPECT_EQ(dir.read(kPicture), jpeg_of(with_frames(image, {{100, 50, 41, 50}, {10, 20, 41, 41}})));
-  EXPECT_TRUE(same_pixels(image, noise_image(200, 120)));
+  expect_frames(decoded(dir.read(kPicture)), image, {{100, 50, 41, 50}, {10, 20, 41, 41}});
+  EXPECT_TRUE(same_pixels(image, gradient_image(200, 120)));
 }
 
 TEST(PlateDetector, FindsBoxesWithoutAPlaceForThePicture) {
