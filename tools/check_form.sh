@@ -7,7 +7,7 @@ tools/need.sh clang-format:clang-format clang-tidy:clang-tidy shellcheck:shellch
 
 tools/check_layers.sh
 git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
-shellcheck demo.sh test.sh .ci/run tools/*.sh packaging/*.sh tests/mutations/mutate tests/*/*.sh bench/*.sh
+shellcheck demo.sh test.sh .ci/run tools/*.sh packaging/*.sh tests/*/*.sh bench/*.sh
 shellcheck --shell=bash packaging/completions/*
 git ls-files 'src/*.cpp' 'host_runtime/*.cpp' 'report/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build
