@@ -14,32 +14,30 @@ namespace {
 
 // Bits of an IEEE half float.
 struct Half {
-  uint16_t bits;
+  std::uint16_t bits;
 };
 
 template <typename Element>
-Element from_pixel(uint8_t pixel) {
+Element from_pixel(std::uint8_t pixel) {
   return static_cast<Element>(pixel);
 }
 
 // A half has 5 exponent bits around 15 and 10 mantissa bits where a float has 8 around 127 and
 // 23. Pixel values need 8 significant bits, so cutting the mantissa loses nothing.
 template <>
-Half from_pixel<Half>(uint8_t pixel) {
+Half from_pixel<Half>(std::uint8_t pixel) {
   const float value = pixel;
-  uint32_t bits = 0;
-  std::memcpy(&bits, &value, sizeof(bits));
-  const uint32_t half = (bits >> 13) - ((127U - 15U) << 10);
-  return {static_cast<uint16_t>(pixel == 0 ? 0 : half)};
+  std::uint32_t bits = 0;
+  std::memcpy(&bits, &value, sizeof bits);
+  const std::uint32_t half = (bits >> 13) - ((127U - 15U) << 10);
+  return {static_cast<std::uint16_t>(pixel == 0 ? 0 : half)};
 }
 
 // Restricted pointers let the compiler turn the loops into vector code.
 template <typename Element>
-void keep_interleaved(const uint8_t* __restrict pixels, std::size_t count,
+void keep_interleaved(const std::uint8_t* __restrict pixels, std::size_t count,
                       Element* __restrict elements) {
-  for (std::size_t i = 0; i < 3 * count; ++i) {
-    elements[i] = from_pixel<Element>(pixels[i]);
-  }
+  for (std::size_t i = 0; i < 3 * count; ++i) elements[i] = from_pixel<Element>(pixels[i]);
 }
 
 constexpr std::size_t kBlock = 64;
@@ -47,7 +45,7 @@ constexpr std::size_t kBlock = 64;
 // At most kBlock pixels. They are widened before they are split because plain x86-64 can pick
 // every third float in vector code, but not every third byte.
 template <typename Element>
-void split_block(const uint8_t* pixels, std::size_t count, Element* __restrict planes,
+void split_block(const std::uint8_t* pixels, std::size_t count, Element* __restrict planes,
                  std::size_t plane_size) {
   std::array<Element, 3 * kBlock> elements;
   keep_interleaved(pixels, count, elements.data());
@@ -59,34 +57,32 @@ void split_block(const uint8_t* pixels, std::size_t count, Element* __restrict p
 }
 
 template <typename Element>
-void split_into_planes(const uint8_t* pixels, std::size_t count, Element* planes) {
+void split_into_planes(const std::uint8_t* pixels, std::size_t count, Element* planes) {
   for (std::size_t start = 0; start < count; start += kBlock) {
     split_block(pixels + 3 * start, std::min(kBlock, count - start), planes + start, count);
   }
 }
 
 template <typename Element>
-void convert_pixels(const uint8_t* pixels, const rknn_tensor_attr& image, void* tensor) {
-  auto* const elements = static_cast<Element*>(tensor);
-  if (image.fmt == RKNN_TENSOR_NCHW) {
-    return split_into_planes(pixels, pixel_count(image), elements);
-  }
+void convert_pixels(const std::uint8_t* pixels, const rknn_tensor_attr& image, void* tensor) {
+  auto* elements = static_cast<Element*>(tensor);
+  if (image.fmt == RKNN_TENSOR_NCHW) return split_into_planes(pixels, pixel_count(image), elements);
   keep_interleaved(pixels, pixel_count(image), elements);
 }
 
 template <typename Element>
 void convert_to_floats(const void* tensor, std::size_t count, float* floats) {
-  const auto* const elements = static_cast<const Element*>(tensor);
+  const auto* elements = static_cast<const Element*>(tensor);
   std::transform(elements, elements + count, floats,
                  [](Element element) { return static_cast<float>(element); });
 }
 
 }  // namespace
 
-void pixels_to_tensor(const uint8_t* pixels, const rknn_tensor_attr& image, void* tensor) {
+void pixels_to_tensor(const std::uint8_t* pixels, const rknn_tensor_attr& image, void* tensor) {
   switch (image.type) {
     case RKNN_TENSOR_UINT8:
-      return convert_pixels<uint8_t>(pixels, image, tensor);
+      return convert_pixels<std::uint8_t>(pixels, image, tensor);
     case RKNN_TENSOR_FLOAT16:
       return convert_pixels<Half>(pixels, image, tensor);
     default:
@@ -99,15 +95,15 @@ void tensor_to_floats(const void* tensor, const rknn_tensor_attr& attr, float* f
     case RKNN_TENSOR_FLOAT16:
       return convert_to_floats<Ort::Float16_t>(tensor, attr.n_elems, floats);
     case RKNN_TENSOR_INT8:
-      return convert_to_floats<int8_t>(tensor, attr.n_elems, floats);
+      return convert_to_floats<std::int8_t>(tensor, attr.n_elems, floats);
     case RKNN_TENSOR_UINT8:
-      return convert_to_floats<uint8_t>(tensor, attr.n_elems, floats);
+      return convert_to_floats<std::uint8_t>(tensor, attr.n_elems, floats);
     case RKNN_TENSOR_INT16:
-      return convert_to_floats<int16_t>(tensor, attr.n_elems, floats);
+      return convert_to_floats<std::int16_t>(tensor, attr.n_elems, floats);
     case RKNN_TENSOR_UINT16:
-      return convert_to_floats<uint16_t>(tensor, attr.n_elems, floats);
+      return convert_to_floats<std::uint16_t>(tensor, attr.n_elems, floats);
     case RKNN_TENSOR_INT32:
-      return convert_to_floats<int32_t>(tensor, attr.n_elems, floats);
+      return convert_to_floats<std::int32_t>(tensor, attr.n_elems, floats);
     default:
       return convert_to_floats<float>(tensor, attr.n_elems, floats);
   }

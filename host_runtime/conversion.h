@@ -11,7 +11,7 @@ namespace host_runtime {
 // Fills the image tensor `image` (uint8, float16 or float32, NCHW or NHWC) with 8-bit pixels, row
 // by row, three interleaved channels each. Values keep their range 0 to 255: scaling them is the
 // network's own first step, as it is in a network compiled for the NPU.
-void pixels_to_tensor(const uint8_t* pixels, const rknn_tensor_attr& image, void* tensor);
+void pixels_to_tensor(const std::uint8_t* pixels, const rknn_tensor_attr& image, void* tensor);
 
 // Writes the attr.n_elems values of `tensor`, of any type, as floats.
 void tensor_to_floats(const void* tensor, const rknn_tensor_attr& attr, float* floats);

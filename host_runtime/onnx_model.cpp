@@ -12,7 +12,7 @@
 namespace host_runtime {
 namespace {
 
-const char kAdvice[] =
+constexpr const char* kAdvice =
     "; compiled NPU models run only on the board, give this runtime ONNX files such as those in "
     "models/reference";
 
@@ -22,9 +22,7 @@ const char kAdvice[] =
 }
 
 Ort::Session open_session(const Ort::Env& env, const void* bytes, std::size_t size) {
-  if (size == 0) {
-    refuse_file(size, "is empty");
-  }
+  if (size == 0) refuse_file(size, "is empty");
   Ort::SessionOptions options;
   options.AddConfigEntry(kOrtSessionOptionsConfigLoadModelFormat, "ONNX");
   // Networks run in turn: threads of one that wait in a loop for its next run slow down the others.
@@ -39,7 +37,7 @@ Ort::Session open_session(const Ort::Env& env, const void* bytes, std::size_t si
   }
 }
 
-std::string label(const char* kind, uint32_t index, const std::string& name) {
+std::string label(const char* kind, std::uint32_t index, const std::string& name) {
   return kind + (" " + std::to_string(index)) + " '" + name + "'";
 }
 
@@ -57,7 +55,7 @@ void refuse_handed_through(const Ort::Session& session, const std::string& outpu
 }
 
 Ort::Value make_tensor(const rknn_tensor_attr& attr) {
-  const std::vector<int64_t> shape(attr.dims, attr.dims + attr.n_dims);
+  const std::vector<std::int64_t> shape(attr.dims, attr.dims + attr.n_dims);
   return Ort::Value::CreateTensor(Ort::AllocatorWithDefaultOptions(), shape.data(), shape.size(),
                                   element_type(attr.type));
 }
@@ -67,17 +65,17 @@ Ort::Value make_tensor(const rknn_tensor_attr& attr) {
 OnnxModel::OnnxModel(const Ort::Env& env, const void* bytes, std::size_t size)
     : session_(open_session(env, bytes, size)), binding_(session_) {
   for (std::size_t i = 0; i < session_.GetInputCount(); ++i) {
-    add_input(static_cast<uint32_t>(i));
+    add_input(static_cast<std::uint32_t>(i));
   }
   for (std::size_t i = 0; i < session_.GetOutputCount(); ++i) {
-    add_output(static_cast<uint32_t>(i));
+    add_output(static_cast<std::uint32_t>(i));
   }
   if (inputs_.empty() || outputs_.empty()) {
     refuse_tensor("the network", "has no input or no output");
   }
 }
 
-void OnnxModel::add_input(uint32_t index) {
+void OnnxModel::add_input(std::uint32_t index) {
   const std::string name = input_name(session_, index);
   const std::string tensor = label("input", index, name);
   inputs_.push_back(describe_tensor(index, name, tensor, session_.GetInputTypeInfo(index)));
@@ -88,7 +86,7 @@ void OnnxModel::add_input(uint32_t index) {
   input_is_set_.push_back(false);
 }
 
-void OnnxModel::add_output(uint32_t index) {
+void OnnxModel::add_output(std::uint32_t index) {
   const std::string name =
       session_.GetOutputNameAllocated(index, Ort::AllocatorWithDefaultOptions()).get();
   refuse_handed_through(session_, name);
@@ -100,7 +98,7 @@ void OnnxModel::add_output(uint32_t index) {
   output_floats_.emplace_back();
 }
 
-void OnnxModel::set_input(uint32_t index, const uint8_t* pixels) {
+void OnnxModel::set_input(std::uint32_t index, const std::uint8_t* pixels) {
   pixels_to_tensor(pixels, inputs_[index], input_tensors_[index].GetTensorMutableRawData());
   input_is_set_[index] = true;
 }
@@ -117,27 +115,25 @@ void OnnxModel::run() {
   has_run_ = true;
 }
 
-std::size_t OnnxModel::output_size(uint32_t index, bool as_float) const {
+std::size_t OnnxModel::output_size(std::uint32_t index, bool as_float) const {
   const rknn_tensor_attr& attr = outputs_[index];
   return as_float ? attr.n_elems * sizeof(float) : attr.size;
 }
 
-bool OnnxModel::must_convert(uint32_t index, bool as_float) const {
+bool OnnxModel::must_convert(std::uint32_t index, bool as_float) const {
   return as_float && outputs_[index].type != RKNN_TENSOR_FLOAT32;
 }
 
-void* OnnxModel::output(uint32_t index, bool as_float) {
-  if (!must_convert(index, as_float)) {
-    return output_tensors_[index].GetTensorMutableRawData();
-  }
+void* OnnxModel::output(std::uint32_t index, bool as_float) {
+  if (!must_convert(index, as_float)) return output_tensors_[index].GetTensorMutableRawData();
   std::vector<float>& floats = output_floats_[index];
   floats.resize(outputs_[index].n_elems);
   copy_output(index, as_float, floats.data());
   return floats.data();
 }
 
-void OnnxModel::copy_output(uint32_t index, bool as_float, void* destination) const {
-  const void* const values = output_tensors_[index].GetTensorRawData();
+void OnnxModel::copy_output(std::uint32_t index, bool as_float, void* destination) const {
+  const void* values = output_tensors_[index].GetTensorRawData();
   if (must_convert(index, as_float)) {
     return tensor_to_floats(values, outputs_[index], static_cast<float*>(destination));
   }

@@ -28,7 +28,7 @@ class OnnxModel {
   const std::vector<rknn_tensor_attr>& outputs() const { return outputs_; }
 
   // Copies height x width x 3 interleaved bytes into the input.
-  void set_input(uint32_t index, const uint8_t* pixels);
+  void set_input(std::uint32_t index, const std::uint8_t* pixels);
 
   // Throws Refusal while an input was never set, and Ort::Exception when ONNX Runtime fails.
   void run();
@@ -37,19 +37,19 @@ class OnnxModel {
   bool has_run() const { return has_run_; }
 
   // Bytes of an output in its own type or as floats.
-  std::size_t output_size(uint32_t index, bool as_float) const;
+  std::size_t output_size(std::uint32_t index, bool as_float) const;
 
   // The output's values in memory of the model, without a copy unless they must become floats.
   // The pointer stays valid as long as the model; the next run replaces the values.
-  void* output(uint32_t index, bool as_float);
+  void* output(std::uint32_t index, bool as_float);
 
   // Writes output_size(index, as_float) bytes.
-  void copy_output(uint32_t index, bool as_float, void* destination) const;
+  void copy_output(std::uint32_t index, bool as_float, void* destination) const;
 
  private:
-  void add_input(uint32_t index);
-  void add_output(uint32_t index);
-  bool must_convert(uint32_t index, bool as_float) const;
+  void add_input(std::uint32_t index);
+  void add_output(std::uint32_t index);
+  bool must_convert(std::uint32_t index, bool as_float) const;
 
   Ort::Session session_;
   Ort::IoBinding binding_;

@@ -30,9 +30,7 @@ namespace {
 void complain(const char* function, const char* text) noexcept {
   std::array<char, 1024> line{};
   std::snprintf(line.data(), line.size(), "librknnrt (workstation): %s: %s", function, text);
-  for (char& c : line) {
-    c = c > '\0' && c < ' ' ? ' ' : c;
-  }
+  for (char& c : line) c = c > '\0' && c < ' ' ? ' ' : c;
   std::fprintf(stderr, "%s\n", line.data());
 }
 
@@ -55,9 +53,7 @@ int guarded(const char* function, Work work) noexcept {
 }
 
 void require(bool holds, int code, const char* fault) {
-  if (!holds) {
-    throw Refusal(code, fault);
-  }
+  if (!holds) throw Refusal(code, fault);
 }
 
 // The process's ONNX Runtime and its live networks.
@@ -83,7 +79,8 @@ class Runtime {
   }
 
  private:
-  static constexpr char kNoContext[] = "the context was never given out or is already destroyed";
+  static constexpr const char* kNoContext =
+      "the context was never given out or is already destroyed";
 
   // Standard error belongs to the one line per refused call, so ONNX Runtime keeps silent.
   Ort::Env env_{ORT_LOGGING_LEVEL_FATAL, "librknnrt"};
@@ -97,28 +94,28 @@ Runtime& runtime() {
   return instance;
 }
 
-void require_room(const void* info, uint32_t size, std::size_t record_size) {
+void require_room(const void* info, std::uint32_t size, std::size_t record_size) {
   require(info != nullptr, RKNN_ERR_PARAM_INVALID, "info is null");
   require(size >= record_size, RKNN_ERR_PARAM_INVALID, "size is below that of the record");
 }
 
-void answer_counts(const OnnxModel& model, void* info, uint32_t size) {
+void answer_counts(const OnnxModel& model, void* info, std::uint32_t size) {
   rknn_input_output_num counts{};
-  require_room(info, size, sizeof(counts));
-  counts.n_input = static_cast<uint32_t>(model.inputs().size());
-  counts.n_output = static_cast<uint32_t>(model.outputs().size());
-  std::memcpy(info, &counts, sizeof(counts));
+  require_room(info, size, sizeof counts);
+  counts.n_input = static_cast<std::uint32_t>(model.inputs().size());
+  counts.n_output = static_cast<std::uint32_t>(model.outputs().size());
+  std::memcpy(info, &counts, sizeof counts);
 }
 
 // The tensor asked for is the one whose index stands in `info`.
-void answer_attr(const std::vector<rknn_tensor_attr>& attrs, void* info, uint32_t size) {
+void answer_attr(const std::vector<rknn_tensor_attr>& attrs, void* info, std::uint32_t size) {
   require_room(info, size, sizeof(rknn_tensor_attr));
-  const uint32_t index = static_cast<const rknn_tensor_attr*>(info)->index;
+  const std::uint32_t index = static_cast<const rknn_tensor_attr*>(info)->index;
   require(index < attrs.size(), RKNN_ERR_PARAM_INVALID, "there is no tensor of this index");
   std::memcpy(info, &attrs[index], sizeof(rknn_tensor_attr));
 }
 
-void answer(const OnnxModel& model, rknn_query_cmd command, void* info, uint32_t size) {
+void answer(const OnnxModel& model, rknn_query_cmd command, void* info, std::uint32_t size) {
   switch (command) {
     case RKNN_QUERY_IN_OUT_NUM:
       return answer_counts(model, info, size);
@@ -133,7 +130,7 @@ void answer(const OnnxModel& model, rknn_query_cmd command, void* info, uint32_t
 
 // "640 x 480 pixels of 3 bytes"; the width stands last but for the channels of NHWC.
 std::string image_text(const rknn_tensor_attr& image) {
-  const uint32_t* const height = image.dims + (image.fmt == RKNN_TENSOR_NCHW ? 2 : 1);
+  const std::uint32_t* height = image.dims + (image.fmt == RKNN_TENSOR_NCHW ? 2 : 1);
   return std::to_string(height[1]) + " x " + std::to_string(height[0]) + " pixels of 3 bytes";
 }
 
@@ -156,9 +153,7 @@ void check_input(const rknn_input& input, const std::vector<rknn_tensor_attr>& i
 void check_output(const rknn_output& output, const OnnxModel& model) {
   require(output.index < model.outputs().size(), RKNN_ERR_OUTPUT_INVALID,
           "there is no output of this index");
-  if (output.is_prealloc == 0) {
-    return;
-  }
+  if (output.is_prealloc == 0) return;
   require(output.buf != nullptr, RKNN_ERR_OUTPUT_INVALID, "is_prealloc is 1 and buf is null");
   const std::size_t needed = model.output_size(output.index, output.want_float != 0);
   if (output.size < needed) {
@@ -170,10 +165,8 @@ void check_output(const rknn_output& output, const OnnxModel& model) {
 
 void hand_out(rknn_output& output, OnnxModel& model) {
   const bool as_float = output.want_float != 0;
-  output.size = static_cast<uint32_t>(model.output_size(output.index, as_float));
-  if (output.is_prealloc != 0) {
-    return model.copy_output(output.index, as_float, output.buf);
-  }
+  output.size = static_cast<std::uint32_t>(model.output_size(output.index, as_float));
+  if (output.is_prealloc != 0) return model.copy_output(output.index, as_float, output.buf);
   output.buf = model.output(output.index, as_float);
 }
 
@@ -185,7 +178,7 @@ using host_runtime::require;
 using host_runtime::runtime;
 
 // Flags and extensions steer the NPU and have no meaning here.
-int rknn_init(rknn_context* context, void* model, uint32_t size, uint32_t flag,
+int rknn_init(rknn_context* context, void* model, std::uint32_t size, std::uint32_t flag,
               rknn_init_extend* extend) {
   return guarded("rknn_init", [=] {
     require(context != nullptr && (model != nullptr || size == 0), RKNN_ERR_PARAM_INVALID,
@@ -197,21 +190,21 @@ int rknn_init(rknn_context* context, void* model, uint32_t size, uint32_t flag,
   });
 }
 
-int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, uint32_t size) {
+int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, std::uint32_t size) {
   return guarded("rknn_query",
                  [=] { host_runtime::answer(*runtime().find(context), cmd, info, size); });
 }
 
 // All records are checked before the first pixel is copied.
-int rknn_inputs_set(rknn_context context, uint32_t n_inputs, rknn_input inputs[]) {
+int rknn_inputs_set(rknn_context context, std::uint32_t n_inputs, rknn_input inputs[]) {
   return guarded("rknn_inputs_set", [=] {
     const auto model = runtime().find(context);
     require(inputs != nullptr && n_inputs > 0, RKNN_ERR_PARAM_INVALID, "no inputs given");
-    for (uint32_t i = 0; i < n_inputs; ++i) {
+    for (std::uint32_t i = 0; i < n_inputs; ++i) {
       host_runtime::check_input(inputs[i], model->inputs());
     }
-    for (uint32_t i = 0; i < n_inputs; ++i) {
-      model->set_input(inputs[i].index, static_cast<const uint8_t*>(inputs[i].buf));
+    for (std::uint32_t i = 0; i < n_inputs; ++i) {
+      model->set_input(inputs[i].index, static_cast<const std::uint8_t*>(inputs[i].buf));
     }
   });
 }
@@ -226,29 +219,25 @@ int rknn_run(rknn_context context, rknn_run_extend* extend) {
 
 // Without is_prealloc the buffers are the network's own tensors: the next rknn_run replaces the
 // values in buffers that are not released yet, and rknn_destroy frees them.
-int rknn_outputs_get(rknn_context context, uint32_t n_outputs, rknn_output outputs[],
+int rknn_outputs_get(rknn_context context, std::uint32_t n_outputs, rknn_output outputs[],
                      rknn_output_extend* extend) {
   return guarded("rknn_outputs_get", [=] {
     const auto model = runtime().find(context);
     require(outputs != nullptr && n_outputs > 0, RKNN_ERR_PARAM_INVALID, "no outputs given");
     require(extend == nullptr, RKNN_ERR_PARAM_INVALID, "extend means nothing here, pass null");
     require(model->has_run(), RKNN_ERR_OUTPUT_INVALID, "no rknn_run has succeeded yet");
-    for (uint32_t i = 0; i < n_outputs; ++i) {
-      host_runtime::check_output(outputs[i], *model);
-    }
-    for (uint32_t i = 0; i < n_outputs; ++i) {
-      host_runtime::hand_out(outputs[i], *model);
-    }
+    for (std::uint32_t i = 0; i < n_outputs; ++i) host_runtime::check_output(outputs[i], *model);
+    for (std::uint32_t i = 0; i < n_outputs; ++i) host_runtime::hand_out(outputs[i], *model);
   });
 }
 
 // There is nothing to free. The pointers are cleared, so that a use after the release shows here
 // and not first on the board.
-int rknn_outputs_release(rknn_context context, uint32_t n_outputs, rknn_output outputs[]) {
+int rknn_outputs_release(rknn_context context, std::uint32_t n_outputs, rknn_output outputs[]) {
   return guarded("rknn_outputs_release", [=] {
     runtime().find(context);
     require(outputs != nullptr && n_outputs > 0, RKNN_ERR_PARAM_INVALID, "no outputs given");
-    for (uint32_t i = 0; i < n_outputs; ++i) {
+    for (std::uint32_t i = 0; i < n_outputs; ++i) {
       if (outputs[i].is_prealloc == 0) {
         outputs[i].buf = nullptr;
         outputs[i].size = 0;

@@ -10,15 +10,15 @@
 namespace host_runtime {
 namespace {
 
-constexpr uint32_t kImageChannels = 3;
+constexpr std::uint32_t kImageChannels = 3;
 
 struct ElementType {
   ONNXTensorElementDataType onnx;
   rknn_tensor_type rknn;
-  uint32_t bytes;
+  std::uint32_t bytes;
 };
 
-constexpr std::array<ElementType, 7> kElementTypes{{
+constexpr std::array<ElementType, 7> kElementTypes = {{
     {ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT, RKNN_TENSOR_FLOAT32, 4},
     {ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT16, RKNN_TENSOR_FLOAT16, 2},
     {ONNX_TENSOR_ELEMENT_DATA_TYPE_INT8, RKNN_TENSOR_INT8, 1},
@@ -29,7 +29,7 @@ constexpr std::array<ElementType, 7> kElementTypes{{
 }};
 
 // By the number an element type has in ONNX; the rarer ones that follow go by number.
-constexpr std::array<const char*, 17> kOnnxTypeNames{
+constexpr std::array<const char*, 17> kOnnxTypeNames = {
     "undefined", "float",  "uint8",     "int8",       "uint16",  "int16",
     "int32",     "int64",  "string",    "bool",       "float16", "double",
     "uint32",    "uint64", "complex64", "complex128", "bfloat16"};
@@ -50,23 +50,19 @@ const ElementType& find_element_type(ONNXTensorElementDataType onnx, const std::
   return *found;
 }
 
-std::string shape_text(const std::vector<int64_t>& shape) {
+std::string shape_text(const std::vector<std::int64_t>& shape) {
   std::string text;
-  for (const int64_t dim : shape) {
-    text += (text.empty() ? "" : ",") + std::to_string(dim);
-  }
+  for (const std::int64_t dim : shape) text += (text.empty() ? "" : ",") + std::to_string(dim);
   return "[" + text + "]";
 }
 
-void set_shape(rknn_tensor_attr& attr, const std::vector<int64_t>& shape, uint32_t element_bytes,
-               const std::string& label) {
-  if (shape.size() > RKNN_MAX_DIMS) {
-    refuse_tensor(label, "has more than 16 dimensions");
-  }
+void set_shape(rknn_tensor_attr& attr, const std::vector<std::int64_t>& shape,
+               std::uint32_t element_bytes, const std::string& label) {
+  if (shape.size() > RKNN_MAX_DIMS) refuse_tensor(label, "has more than 16 dimensions");
   // Sizes are 32-bit, also that of the values as floats.
-  const int64_t most_elements = std::numeric_limits<uint32_t>::max() / sizeof(float);
-  int64_t elements = 1;
-  for (const int64_t dim : shape) {
+  const std::int64_t most_elements = std::numeric_limits<std::uint32_t>::max() / sizeof(float);
+  std::int64_t elements = 1;
+  for (const std::int64_t dim : shape) {
     if (dim <= 0) {
       refuse_tensor(label,
                     "has the shape " + shape_text(shape) + ", wanted are fixed sizes above 0");
@@ -76,19 +72,15 @@ void set_shape(rknn_tensor_attr& attr, const std::vector<int64_t>& shape, uint32
           label, "has the shape " + shape_text(shape) + ", which takes more than 4 GiB as floats");
     }
     elements *= dim;
-    attr.dims[attr.n_dims++] = static_cast<uint32_t>(dim);
+    attr.dims[attr.n_dims++] = static_cast<std::uint32_t>(dim);
   }
-  attr.n_elems = static_cast<uint32_t>(elements);
+  attr.n_elems = static_cast<std::uint32_t>(elements);
   attr.size = attr.n_elems * element_bytes;
 }
 
 rknn_tensor_format layout_of(const rknn_tensor_attr& attr) {
-  if (attr.n_dims != 4 || attr.dims[0] != 1) {
-    return RKNN_TENSOR_UNDEFINED;
-  }
-  if (attr.dims[1] == kImageChannels) {
-    return RKNN_TENSOR_NCHW;
-  }
+  if (attr.n_dims != 4 || attr.dims[0] != 1) return RKNN_TENSOR_UNDEFINED;
+  if (attr.dims[1] == kImageChannels) return RKNN_TENSOR_NCHW;
   return attr.dims[3] == kImageChannels ? RKNN_TENSOR_NHWC : RKNN_TENSOR_UNDEFINED;
 }
 
@@ -99,11 +91,9 @@ void refuse_tensor(const std::string& label, const std::string& fault) {
                 label + " " + fault + "; export the network again with this changed");
 }
 
-rknn_tensor_attr describe_tensor(uint32_t index, const std::string& name, const std::string& label,
-                                 const Ort::TypeInfo& info) {
-  if (info.GetONNXType() != ONNX_TYPE_TENSOR) {
-    refuse_tensor(label, "is no plain tensor");
-  }
+rknn_tensor_attr describe_tensor(std::uint32_t index, const std::string& name,
+                                 const std::string& label, const Ort::TypeInfo& info) {
+  if (info.GetONNXType() != ONNX_TYPE_TENSOR) refuse_tensor(label, "is no plain tensor");
   const auto tensor = info.GetTensorTypeAndShapeInfo();
   const ElementType& type = find_element_type(tensor.GetElementType(), label);
 

@@ -23,8 +23,8 @@ namespace host_runtime {
 // `label` names the tensor in messages, such as "input 0 'image'". Throws Refusal with
 // RKNN_ERR_MODEL_INVALID for what the interface cannot describe: no tensor, an element type it
 // has no name for, a dimension that is not fixed, more than 16 dims, more than 4 GiB as floats.
-rknn_tensor_attr describe_tensor(uint32_t index, const std::string& name, const std::string& label,
-                                 const Ort::TypeInfo& info);
+rknn_tensor_attr describe_tensor(std::uint32_t index, const std::string& name,
+                                 const std::string& label, const Ort::TypeInfo& info);
 
 // Throws Refusal with RKNN_ERR_MODEL_INVALID unless 8-bit pixels can fill the tensor: one image
 // of three channels with elements of type uint8, float16 or float32.

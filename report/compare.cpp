@@ -45,9 +45,7 @@ ItemChanges changes_between(const std::vector<Key>& base_keys, const Judgements&
     add_pair(i, base[i], match->second, fresh[match->second], changes);
     unmatched.erase(match);
   }
-  for (const auto& [key, i] : unmatched) {
-    changes.items.push_back({Change::kAdded, std::nullopt, i});
-  }
+  for (const auto& [key, i] : unmatched) changes.items.push_back({Change::kAdded, std::nullopt, i});
   return changes;
 }
 

@@ -29,8 +29,9 @@ bool starts_character(char byte) { return (static_cast<unsigned char>(byte) & 0x
 
 std::optional<PlateFields> split_plate_number(const std::string& text) {
   const std::vector<std::string> parts = parts_between_blanks(text);
-  if (parts.size() == kFields.size())
+  if (parts.size() == kFields.size()) {
     return PlateFields{parts[0], parts[1], parts[2], parts[3], ""};
+  }
   const std::string plate = normalize_plate_text(text);
   const auto class_no = std::find_if(plate.begin(), plate.end(), is_ascii_digit);
   const auto kana = std::find_if_not(class_no, plate.end(), is_ascii_digit);

@@ -56,9 +56,7 @@ void set_photo(const Group& group, const AssessedRun& assessed, View& view) {
 
 View frame_views(const AssessedRun& assessed, const Group& group, std::size_t shown) {
   View frames = make_list();
-  for (std::size_t i = 0; i < shown; ++i) {
-    frames.push_back(frame_view(assessed, group.frames[i]));
-  }
+  for (std::size_t i = 0; i < shown; ++i) frames.push_back(frame_view(assessed, group.frames[i]));
   return frames;
 }
 

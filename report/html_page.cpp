@@ -214,9 +214,7 @@ View read_line(const PlateJudgement& plate, const PlateFields& read) {
   for (const FieldJudgement& field : *plate.fields) {
     if (!line.list_value().empty()) line.push_back(span(U" ", kUnmarked));
     const View pieces = read_spans(align(field.expected, field.read));
-    for (const View& piece : pieces.list_value()) {
-      line.push_back(piece);
-    }
+    for (const View& piece : pieces.list_value()) line.push_back(piece);
   }
   return line;
 }

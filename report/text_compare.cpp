@@ -31,9 +31,7 @@ void print_group(const ComparedRuns& runs, const ChangedItem& item, std::ostream
 }
 
 void print_notices(const char* name, const RecordedRun& run, std::ostream& out) {
-  for (const std::string& notice : run.notices) {
-    out << name << ": " << printable(notice) << '\n';
-  }
+  for (const std::string& notice : run.notices) out << name << ": " << printable(notice) << '\n';
 }
 
 }  // namespace

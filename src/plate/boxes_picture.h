@@ -14,9 +14,7 @@ template <typename Record>
 void write_boxes_picture(const cv::Mat& image, const std::vector<Record>& records,
                          const std::string& path) {
   cv::Mat picture = image.clone();
-  for (const Record& record : records) {
-    cv::rectangle(picture, record.box, cv::Scalar(0, 255, 0), 2);
-  }
+  for (const Record& record : records) cv::rectangle(picture, record.box, cv::Scalar(0, 255, 0), 2);
   cv::imwrite(path, picture);
 }
 
