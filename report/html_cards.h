@@ -16,8 +16,8 @@ struct Cards {
   int left_out = 0;
 };
 
-// A card a group, those with an expected text first, until `max_frames` frames are shown: a group
-// with more frames than are left shows the first of them, and groups after that get no card.
+// One card per group, those with an expected text first, until `max_frames` frames are shown: a
+// group with more frames than are left shows the first of them, and groups after that get no card.
 Cards render_cards(const RecordedRun& run, const Assessment& assessment,
                    const std::vector<std::string>& region_words, std::size_t max_frames);
 

@@ -16,7 +16,7 @@ constexpr int kCropWidth = 320;
 constexpr int kCropHeight = 200;
 constexpr std::size_t kCandidatesShown = 6;
 
-// Which class a value has beside the others of its field.
+// The style class of a value among the others of its field.
 std::string candidate_class(const std::string& value, std::size_t field,
                             const PlateJudgement& plate, const PlateFields& read) {
   if (plate.fields && value == (*plate.fields)[field].expected) return "right";

@@ -43,7 +43,7 @@ const char* style_class(Outcome outcome);
 // "12.5 %"
 std::string percent(double share);
 
-// "12.5 %", and "(2.2 to 47.1)"; "–" and "" of nothing.
+// "12.5 %", and "(2.2 to 47.1)"; without an interval "–", and "".
 std::string percent_of(const std::optional<Interval>& interval);
 std::string range_of(const std::optional<Interval>& interval);
 

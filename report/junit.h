@@ -8,8 +8,8 @@
 
 namespace kavrel::report {
 
-// A test suite with a test case a group: failed if it is not read as expected, skipped if nothing
-// was expected. The run's notices are its standard error.
+// A test suite with one test case per group: failed if it is not read as expected, skipped if
+// nothing was expected. The run's notices are its standard error.
 void write_junit(const RecordedRun& run, const Assessment& assessment, std::ostream& out);
 
 }  // namespace kavrel::report

@@ -174,7 +174,7 @@ void add_compare(CLI::App& app, Options& options, int& status) {
 }
 
 void add_junit(CLI::App& app, Options& options, int& status) {
-  CLI::App& junit = add_command(app, "junit", "A test case a group, for a build server",
+  CLI::App& junit = add_command(app, "junit", "One test case per group, for a build server",
                                 "output/demo -o junit.xml", [&] { status = write_junit(options); });
   add_output_dir(junit, options);
   junit.add_option("-o,--output", options.file,

@@ -42,7 +42,7 @@ bool is_jpeg(const Bytes& bytes) {
   return bytes.size() > 2 && bytes[0] == 0xFF && bytes[1] == 0xD8 && bytes[2] == 0xFF;
 }
 
-// Nothing if the file is none, or none that is read without a wait.
+// Empty unless the path is a plain file, as a pipe might make us wait, and not a huge one.
 Bytes picture_bytes(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::is_regular_file(path, error)) return {};

@@ -18,7 +18,7 @@ struct Group {
 
 struct RecordedRun {
   std::string dir;
-  std::string ended;                  // when its last case did, as 2024-05-01T12:00:00 in UTC
+  std::string ended;                  // when its last case ended, as 2024-05-01T12:00:00 in UTC
   std::string input_mode;             // "" if unknown
   std::vector<FrameResult> frames;    // in case order
   std::vector<Group> groups;          // in byte order of their ids
@@ -28,7 +28,7 @@ struct RecordedRun {
 };
 
 // Groups are voted from the frames, as a run does when it ends; summary.csv and FINAL_RESULT.json
-// are held against that. Without frame_summary.csv the groups are those of summary.csv. Throws
+// are compared with that. Without frame_summary.csv the groups are those of summary.csv. Throws
 // std::runtime_error if the directory holds neither, or a file has another header than kavrel's.
 RecordedRun read_run(const std::string& dir);
 

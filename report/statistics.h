@@ -19,7 +19,7 @@ struct Interval {
   double high;
 };
 
-// Wilson's 95 % score interval of a share; nothing of none.
+// Wilson's 95 % score interval of a share; none where nothing was counted.
 std::optional<Interval> wilson_interval(const Share& share);
 
 // McNemar's exact test, two-sided: the probability that of `fixed + broken` changes, each as

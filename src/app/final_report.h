@@ -18,9 +18,9 @@ struct FinishedRun {
   StatusCounts frame_counts;
 };
 
-// Votes the frames of every group, writes summary.csv (a row a group, in byte order of the group
-// ids) and FINAL_RESULT.json, and prints the FINAL_RESULT block to standard output. Returns the
-// exit status: 2 if args.fail_on_error is set and a group is not "correct", else 0.
+// Votes the frames of every group, writes summary.csv (one row per group, in byte order of the
+// group ids) and FINAL_RESULT.json, and prints the FINAL_RESULT block to standard output. Returns
+// the exit status: 2 if args.fail_on_error is set and a group is not "correct", else 0.
 int report_run(FinishedRun run);
 
 }  // namespace kavrel

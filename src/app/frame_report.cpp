@@ -54,8 +54,9 @@ void write_result_txt(const FrameReport& report, const std::string& case_dir) {
 void write_result_json(const FrameReport& report, const std::string& case_dir) {
   const output::Row row = row_of(report);
   std::vector<std::pair<std::string, std::string>> members;
-  for (const char* key : output::kResultJsonKeys)
+  for (const char* key : output::kResultJsonKeys) {
     members.emplace_back(key, json_string(row.at(key)));
+  }
   std::ofstream(case_dir + "/" + output::kResultJson) << json_object(members);
 }
 

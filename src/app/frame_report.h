@@ -1,5 +1,5 @@
-// The files that a finished case leaves. Text is written as the bytes that it is; a file that
-// cannot be written is skipped.
+// The files that a finished case leaves. Texts are written byte for byte; a file that cannot be
+// written is skipped.
 #ifndef KAVREL_APP_FRAME_REPORT_H
 #define KAVREL_APP_FRAME_REPORT_H
 
@@ -26,13 +26,13 @@ struct FrameReport {
 
 FrameReport make_frame_report(const FrameResult& frame);
 
-// case_dir + "/result.txt": a line "key: value" a field.
+// case_dir + "/result.txt": one line "key: value" per field.
 void write_result_txt(const FrameReport& report, const std::string& case_dir);
 
 // case_dir + "/result.json": one flat object of strings.
 void write_result_json(const FrameReport& report, const std::string& case_dir);
 
-// frame_summary.csv, a row a case. Each row is flushed: a run that is killed keeps the rows of
+// frame_summary.csv, one row per case. Each row is flushed: a run that is killed keeps the rows of
 // all finished cases.
 class FrameSummary {
  public:

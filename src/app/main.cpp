@@ -23,7 +23,7 @@ void keep_freed_memory() {
 
 int main(int argc, char** argv) {
   keep_freed_memory();
-  // The images are too small for OpenCV's own threads to pay.
+  // The images are too small for OpenCV's own threads to pay off.
   cv::setNumThreads(1);
   // Standard error carries this program's own lines; what OpenCV finds wrong is reported by them.
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);

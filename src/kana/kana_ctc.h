@@ -11,7 +11,7 @@
 namespace kavrel {
 
 // One plate kana: the first of the alphabet that CTC decoding emits when only the blank and the
-// plate kana compete, or else the kana whose score was ever nearest to the blank's, of equal ones
+// plate kana compete, or else the kana whose score ever came nearest to the blank's, of equal ones
 // the lower code point. Arguments as of ctc_decode. "" if the shape does not fit, also with fewer
 // than two dimensions, or if the dictionary has no plate kana.
 std::string ctc_decode_kana_constrained(const std::vector<float>& logits,

@@ -17,26 +17,26 @@
 namespace kavrel {
 namespace {
 
-enum class Source { kRect, kRoi };
+enum class Image { kRect, kRoi };
 
-// Fractions of the source image's width and height.
+// Fractions of the image's width and height.
 struct Window {
   const char* name;
-  Source source;
+  Image image;
   float x0, y0, x1, y1;
 };
 
 constexpr std::array<Window, 10> kWindows = {{
-    {"rect_kana_left_lower_wide", Source::kRect, 0.0F, 0.35F, 0.45F, 1.0F},
-    {"roi_kana_left_lower_wide", Source::kRoi, 0.0F, 0.35F, 0.45F, 1.0F},
-    {"rect_kana_narrow_00_18", Source::kRect, 0.0F, 0.35F, 0.18F, 0.98F},
-    {"rect_kana_narrow_00_22", Source::kRect, 0.0F, 0.35F, 0.22F, 0.98F},
-    {"rect_kana_narrow_02_26", Source::kRect, 0.02F, 0.38F, 0.26F, 0.98F},
-    {"rect_kana_narrow_low", Source::kRect, 0.0F, 0.45F, 0.28F, 1.0F},
-    {"roi_kana_narrow_00_18", Source::kRoi, 0.0F, 0.35F, 0.18F, 0.98F},
-    {"roi_kana_narrow_00_22", Source::kRoi, 0.0F, 0.35F, 0.22F, 0.98F},
-    {"roi_kana_narrow_02_26", Source::kRoi, 0.02F, 0.38F, 0.26F, 0.98F},
-    {"roi_kana_narrow_low", Source::kRoi, 0.0F, 0.45F, 0.28F, 1.0F},
+    {"rect_kana_left_lower_wide", Image::kRect, 0.0F, 0.35F, 0.45F, 1.0F},
+    {"roi_kana_left_lower_wide", Image::kRoi, 0.0F, 0.35F, 0.45F, 1.0F},
+    {"rect_kana_narrow_00_18", Image::kRect, 0.0F, 0.35F, 0.18F, 0.98F},
+    {"rect_kana_narrow_00_22", Image::kRect, 0.0F, 0.35F, 0.22F, 0.98F},
+    {"rect_kana_narrow_02_26", Image::kRect, 0.02F, 0.38F, 0.26F, 0.98F},
+    {"rect_kana_narrow_low", Image::kRect, 0.0F, 0.45F, 0.28F, 1.0F},
+    {"roi_kana_narrow_00_18", Image::kRoi, 0.0F, 0.35F, 0.18F, 0.98F},
+    {"roi_kana_narrow_00_22", Image::kRoi, 0.0F, 0.35F, 0.22F, 0.98F},
+    {"roi_kana_narrow_02_26", Image::kRoi, 0.02F, 0.38F, 0.26F, 0.98F},
+    {"roi_kana_narrow_low", Image::kRoi, 0.0F, 0.45F, 0.28F, 1.0F},
 }};
 
 struct Candidate {
@@ -87,8 +87,8 @@ constexpr int kDirectBonus = 10;
 std::vector<Candidate> make_candidates(const cv::Mat& rect, const cv::Mat& roi) {
   std::vector<Candidate> candidates;
   for (const Window& window : kWindows) {
-    const cv::Mat& source = window.source == Source::kRect ? rect : roi;
-    const cv::Mat crop = crop_ratio(source, window.x0, window.y0, window.x1, window.y1);
+    const cv::Mat& image = window.image == Image::kRect ? rect : roi;
+    const cv::Mat crop = crop_ratio(image, window.x0, window.y0, window.x1, window.y1);
     for (Candidate& candidate : variants_of(window.name, crop)) {
       candidates.push_back(std::move(candidate));
     }

@@ -11,7 +11,8 @@
 namespace kavrel {
 namespace {
 
-// Sets every byte to zero. An initialiser leaves padding as it was, and the runtime gets it too.
+// Sets every byte to zero. An initialiser leaves the padding as it was, and the runtime gets that
+// too.
 template <typename Record>
 void clear(Record& record) {
   std::memset(&record, 0, sizeof record);

@@ -17,7 +17,7 @@ CtcShape shape_from_dict(std::size_t count, std::size_t dict_size) {
   return {static_cast<int>(count / classes), static_cast<int>(classes)};
 }
 
-// Scores that are looked at side by side, which the compiler does in vector code.
+// How many scores are compared side by side, of which the compiler makes vector code.
 constexpr int kLanes = 32;
 
 // The greatest score; the first one if that is not a number.

@@ -27,9 +27,9 @@ CtcShape ctc_shape(const rknn_tensor_attr& attr);
 
 // The text of the best class per step: blanks and repetitions dropped, a character repeated
 // across a blank kept, classes beyond the dictionary skipped. Only values of one step are
-// compared, so logits and probabilities do equally; ties go to the lower class. A tensor with
-// fewer than two dimensions takes its number of classes from the dictionary. Returns "" if the
-// shape does not fit, mostly with a warning.
+// compared, so logits serve as well as probabilities; ties go to the lower class. A tensor with
+// fewer than two dimensions takes its number of classes from the dictionary. Returns "" where
+// the values do not fit the shape, with a warning if the tensor tells one.
 std::string ctc_decode(const std::vector<float>& logits, const rknn_tensor_attr& attr,
                        const std::vector<std::string>& dict);
 

@@ -24,8 +24,8 @@ constexpr int kMinBoxSide = 8;
 constexpr int kRowTolerance = 12;
 constexpr std::size_t kMaxBoxes = 16;
 
-// A leading NaN hides the range of the values, a later one is passed over. Without a branch or an
-// early end in the loop, which makes it vector code.
+// A leading NaN hides the range of the values, a later one is passed over. The loop has neither a
+// branch nor an early end, so that the compiler makes vector code of it.
 bool are_logits(const std::vector<float>& values) {
   if (std::isnan(values.front())) return false;
   int outside = 0;

@@ -13,10 +13,9 @@ namespace kavrel {
 
 // Reads five image variants of a BGR plate, of each one every detected text line and four fixed
 // windows. Returns the readings that are not empty in the order in which they were made, none
-// chosen and none merged: the plate parser weighs them. Their `source` is the variant ("original",
-// "gray", "clahe", "sharpen", "up2x") followed by "_det_crop_" and the line's number from 0, or by
-// "_full", "_upper_row", "_lower_row" or "_serial_area". Writes the variants, the text detection's
-// pictures and the line crops into out_dir. Errors of the networks pass through.
+// chosen and none merged: the plate parser weighs them. Their `source` is that of output::source;
+// text lines are numbered from 0. Writes the variants, the text detection's pictures and the line
+// crops into out_dir. Errors of the networks pass through.
 std::vector<OcrText> run_whole_plate_ocr_variants(RknnModel& det, RknnModel& rec,
                                                   const cv::Mat& plate,
                                                   const std::vector<std::string>& dict,

@@ -29,7 +29,7 @@ cv::Mat crop_plate(RknnModel* model, const cv::Mat& image, float conf_threshold,
 // The boxes in one output tensor, highest score first. Rows of six floats, each either
 // (class, score, x1, y1, x2, y2) or (x1, y1, x2, y2, score, class), coordinates either fractions
 // of the image or its pixels. Keeps scores of at least `conf_threshold` and boxes of at least
-// 10 x 10 pixels; other lengths than multiples of six give nothing. img_w, img_h: size of the
+// 10 x 10 pixels; a tensor whose length is no multiple of six gives none. img_w, img_h: size of the
 // input image.
 std::vector<PlateDetection> parse_detection_output_as_n6(const std::vector<float>& values,
                                                          int img_w, int img_h,

@@ -21,7 +21,7 @@ struct GroupResult {
 // order. "" if all are empty.
 std::string vote_string(const std::vector<std::string>& values);
 
-// Votes each field by itself, one vote a frame: the plate may combine fields of several frames.
+// Votes each field by itself, one vote per frame: the plate may combine fields of several frames.
 // Without frames a default GroupResult.
 GroupResult vote_group(const std::vector<FrameResult>& frames);
 

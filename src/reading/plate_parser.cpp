@@ -37,7 +37,7 @@ constexpr int kCutDigitsBonus = 4;  // the last four of more digits
 
 // The votes of a run of three digits, whatever the reading's weight.
 constexpr int kRowOfThreeDigits = 8;    // in the row that tells what they are
-constexpr int kDoubtOfThreeDigits = 1;  // for the other meaning, or both without such a row
+constexpr int kDoubtOfThreeDigits = 1;  // for the other meaning, or for both without such a row
 
 // Longer words first: a name is tried before the shorter ones that it contains.
 std::vector<std::string> longest_first(std::vector<std::string> words) {

@@ -21,7 +21,7 @@ struct FieldTallies {
 
 // How the fields of a plate were decided.
 struct PlateDecision {
-  std::vector<FieldTallies> votes;  // one reading's each, in the order of the readings
+  std::vector<FieldTallies> votes;  // of each reading, in their order
   FieldTallies totals;              // their sums
   bool exchanged = false;           // class number and serial, after the vote
   PlateFields fields;

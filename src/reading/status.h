@@ -10,8 +10,8 @@ namespace kavrel {
 // numbers equal, else "check".
 std::string plate_status(const std::string& expected, const std::string& final_plate_number);
 
-// Counts of one kind of result. Whatever is not "correct" counts against the run, also a plate
-// that has no ground truth.
+// Counts of one kind of result. Whatever is not "correct" counts against the run, even a plate
+// without ground truth.
 struct StatusCounts {
   int correct = 0;
   int check_or_failed = 0;
