@@ -79,6 +79,19 @@ cv::Mat read_image(const std::string& path) {
   return image;
 }
 
+// All that comes before the first case, in an order that the log shows.
+void start(Run& run) {
+  if (check_files_and_decide_use_plate_det(run.args)) {
+    run.networks.plate_det = std::make_unique<RknnModel>();
+  }
+  ensure_dir(run.args.output_dir);
+  ensure_dir(run.args.output_dir + "/" + output::kCases);
+  run.inputs = read_inputs(run.args);
+  log_start(run);
+  load_networks(run.args, run.networks);
+  align_dict_with_rec_classes(run.networks.text_rec, run.inputs.ocr_chars);
+}
+
 // The story of one case, from its image to the fields of its plate.
 FrameResult read_case(const CaseItem& item, const std::string& case_dir, Run& run) {
   auto& [args, inputs, networks] = run;
@@ -99,16 +112,7 @@ FrameResult read_case(const CaseItem& item, const std::string& case_dir, Run& ru
 
 int run_batch(const Args& args) {
   Run run{args, {}, {}};
-  if (check_files_and_decide_use_plate_det(args)) {
-    run.networks.plate_det = std::make_unique<RknnModel>();
-  }
-  ensure_dir(args.output_dir);
-  ensure_dir(args.output_dir + "/" + output::kCases);
-  run.inputs = read_inputs(args);
-  log_start(run);
-  load_networks(args, run.networks);
-  align_dict_with_rec_classes(run.networks.text_rec, run.inputs.ocr_chars);
-
+  start(run);
   FrameSummary frame_summary(args.output_dir + "/" + output::kFrameSummary);
   std::vector<FrameResult> frames;
   StatusCounts frame_counts;
