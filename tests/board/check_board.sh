@@ -10,21 +10,18 @@ native="$repository/build"
 cross="$repository/build-aarch64-linux-gnu"
 arm64_root="$repository/build-arm64-root"
 scratch="$(mktemp -d)"
-chmod 755 "$scratch" # apt, in a root below it, is not root while it downloads
 # The tests' own programs and folders must not depend on who runs this.
 unset LD_LIBRARY_PATH KAVREL_TEST_PROGRAM CCACHE_BASEDIR
 
-steps=(build interface unit_tests cases loader packages reproducible given_library install plate)
+steps=(build interface unit_tests cases loader reproducible given_library plate)
 declare -A title=(
   [build]="cross-build and packages, as the README has it"
   [interface]="records and functions of librknnrt.so, on both architectures"
   [unit_tests]="unit tests on arm64"
   [cases]="whole-program tests: arm64 leaves the same bytes as amd64"
   [loader]="what the loader says about a bad librknnrt.so, as docs/board.md has it"
-  [packages]="lintian, contents and man page"
   [reproducible]="a second build elsewhere gives the same packages"
   [given_library]="a build against a runtime that is there, as on the board"
-  [install]="the package in an arm64 Debian, with the default layout"
   [plate]="one real plate on arm64, with ONNX Runtime"
 )
 
@@ -36,9 +33,6 @@ cannot() {
 # The README's command, so that it is the one that was tried.
 readme_has() { grep -qxF -- "$1" README.md || { echo "not in the README: $1" && exit 1; }; }
 
-need_programs() { # PROGRAM:PACKAGE...
-  tools/need.sh "$@" || cannot "of $* something cannot be installed"
-}
 need_cross_build() { [[ -x $cross/kavrel ]] || cannot "there is no cross-build"; }
 
 arm64() { qemu-aarch64-static -L "$arm64_root" "$@"; }
@@ -128,28 +122,6 @@ step_loader() {
   say "missing, of another architecture and too old: as documented; a good one in lib/kavrel works"
 }
 
-step_packages() {
-  need_cross_build
-  need_programs lintian:lintian mandoc:mandoc
-  ninja -C "$native" package
-  lintian --fail-on error,warning "$native"/packages/*.deb "$cross"/packages/*.deb
-  mandoc -T lint -W warning "$native"/packaging/*.1
-  for package in "$cross"/packages/kavrel_*.deb "$native"/packages/kavrel_*.deb \
-    "$cross"/packages/kavrel-[0-9]*.tar.gz "$native"/packages/kavrel-[0-9]*.tar.gz; do
-    if [[ $package == *.deb ]]; then dpkg-deb -c "$package"; else tar -tf "$package"; fi \
-      >"$scratch/contents"
-    for file in bin/kavrel man1/kavrel.1.gz dict/region_words.txt rendered_expected.csv LICENSE; do
-      grep -q "/$file$" "$scratch/contents"
-    done
-    if grep librknnrt "$scratch/contents"; then exit 1; fi
-  done
-  mkdir "$scratch/unpacked"
-  for package in "$native"/packages/*.tar.gz; do tar -xf "$package" -C "$scratch/unpacked"; done
-  env -i "$scratch"/unpacked/kavrel-*/bin/kavrel --help
-  say "lintian has neither errors nor warnings; sizes: $(stat -c '%s' "$native"/packages/* \
-    "$cross"/packages/* | paste -sd ' ')"
-}
-
 step_reproducible() {
   need_cross_build
   cmake --preset aarch64-linux-gnu -DKAVREL_TESTS=OFF
@@ -184,77 +156,6 @@ step_given_library() {
   [[ ! -e build/host_runtime ]]
   [[ "$(echo build/packages/*.deb)" == build/packages/kavrel_*.deb ]]
   say "builds, runs and packs without ONNX Runtime, GoogleTest and a second librknnrt.so"
-}
-
-# Whether the kernel starts arm64 programs. Where nobody has arranged for it, as the installation of
-# qemu-user-static does on a machine with an init system, it is arranged until this script ends.
-binfmt=/proc/sys/fs/binfmt_misc
-mounted="" registered=""
-arm64_programs_start() {
-  if [[ ! -e $binfmt/register ]]; then
-    mount -t binfmt_misc binfmt_misc $binfmt || return 1
-    mounted=$binfmt
-  fi
-  if ! grep -qsx enabled $binfmt/qemu-aarch64; then
-    # An ELF file of 64 bits for machine 183; F keeps qemu open, also for roots that lack it.
-    printf '%s' ':qemu-aarch64:M::\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00:\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:/usr/bin/qemu-aarch64-static:F' \
-      >$binfmt/register || return 1
-    registered=$binfmt/qemu-aarch64
-  fi
-}
-forget_arm64_programs() {
-  [[ -z $registered ]] || echo -1 >"$registered"
-  [[ -z $mounted ]] || umount "$mounted"
-}
-
-# What a user has beside the program, under the default names: networks (as scripts of the runtime
-# that stands in for the vendor's), dictionaries and a list.
-write_default_layout() {
-  mkdir -p "$1/models/rknn" "$1/samples/real_lpr"
-  cp -r "$2/usr/share/kavrel/dict" "$1/"
-  ln -s /usr/share/kavrel/samples/rendered "$1/samples/"
-  printf 'image_path,expected,group_id\nsamples/rendered/car01_f01.jpg,,car01\n' \
-    >"$1/samples/real_lpr/real_lpr_expected.csv"
-  printf '%s\n' 0 1 2 3 >"$1/dict/ppocrv6_rec_dict.txt"
-  cat >"$1/models/rknn/plate_corner.rknn" <<<'name corner
-input image 1,128,256,3
-output corners 1,8
-answer * 0 floats 0 0 1 0 1 1 0 1'
-  cat >"$1/models/rknn/ppocrv6_det.rknn" <<<'name lines
-input image 1,640,640,3
-output map 1,1,64,64'
-  cat >"$1/models/rknn/ppocrv6_rec.rknn" <<<'name reader
-input image 1,48,320,3
-output logits 1,16,5
-answer * 0 steps 5 2 0 3 0 4'
-}
-
-step_install() {
-  need_cross_build
-  need_programs mmdebstrap:mmdebstrap arch-test:arch-test
-  readme_has "sudo apt install ./kavrel_*_arm64.deb"
-  ((EUID == 0)) || cannot "a root of another architecture needs root's rights"
-  local package root="$scratch/board_root" suite
-  package="$(echo "$cross"/packages/kavrel_*_arm64.deb)"
-  trap forget_arm64_programs EXIT
-  arm64_programs_start || cannot "the kernel does not let arm64 programs be registered"
-  # shellcheck source=/dev/null
-  suite="$(. /etc/os-release && echo "$VERSION_CODENAME")"
-  # shellcheck disable=SC2016  # $1 is the hook's own
-  mmdebstrap --variant=apt --architectures=arm64 \
-    --customize-hook="copy-in $package /" \
-    --customize-hook='chroot "$1" sh -c "apt install -y ./kavrel_*_arm64.deb"' \
-    "$suite" "$root"
-  chroot "$root" dpkg -s kavrel | grep -x 'Status: install ok installed'
-  if chroot "$root" kavrel --help; then exit 1; fi # the vendor's library is not there yet
-  cp "$cross/scripted_runtime/librknnrt.so" "$root/usr/lib/"
-  write_default_layout "$root/root/plates" "$root"
-  chroot "$root" sh -c 'cd /root/plates && kavrel' >"$scratch/run.out"
-  cat "$scratch/run.out"
-  grep -qx 'frame_total=1 frame_correct=0 frame_check_or_failed=1' "$scratch/run.out"
-  grep -q ':123' "$root/root/plates/output/v21_product_validation/frame_summary.csv"
-  say "apt installed it with $(chroot "$root" dpkg-query -W | wc -l) packages in all;" \
-    "kavrel without options read a picture by the default names"
 }
 
 step_plate() {
