@@ -127,7 +127,7 @@ def recogniser_input(image, way=PLAIN):
 
 
 # What a detected box may hold: a row, both, groups, or a part of any of these.
-ROW_CONTENTS = ((REGION, CLASS), (REGION, CLASS), (KANA, SERIAL))
+ROW_CONTENTS = ((REGION, CLASS), (KANA, SERIAL))
 BOX_CONTENTS = ((REGION,), (CLASS,), (SERIAL,), (KANA,), (REGION, CLASS, KANA, SERIAL))
 # Pixels of the plate that kavrel adds to what is marked.
 GROWTH = np.array((5, 4))
@@ -228,8 +228,8 @@ class CropMaker:
 # Samples
 
 # Shares of the crops of a training.  The upper row has the most characters to learn.
-SHARES = {"upper_row": 0.4, "lower_row": 0.15, "serial_area": 0.03, "full": 0.09,
-          "box": 0.22, "kana": 0.08, "nothing": 0.03}
+SHARES = {"upper_row": 0.3, "lower_row": 0.25, "serial_area": 0.03, "full": 0.1,
+          "box": 0.21, "kana": 0.08, "nothing": 0.03}
 EASY_SHARES = {"upper_row": 0.4, "lower_row": 0.4, "box": 0.2}
 CROPS_A_SHOT = 8
 MIXED = 480     # crops at once, so that those of one plate come apart

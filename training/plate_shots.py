@@ -10,6 +10,7 @@ from dataclasses import dataclass
 import cv2
 import numpy as np
 
+import backgrounds
 import camera
 import font_lettering
 import plates
@@ -308,7 +309,9 @@ def photograph(text, plate, rng, hard):
 
 def empty_rect(rng):
     """A rectified picture that shows no plate."""
-    image = surroundings(rng, *rng.integers((60, 30), (360, 200)).tolist())
+    size = rng.integers((60, 30), (360, 200)).tolist()
+    image = (backgrounds.cover(rng, size, (1.0, 6.0)) if rng.random() < 0.8
+             else surroundings(rng, *size))
     image = edited(camera.degrade(image, rng, rng.uniform(0.05, 0.8)), rng)
     return cv2.resize(image, RECTIFIED, interpolation=cv2.INTER_LINEAR)
 

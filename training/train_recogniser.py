@@ -4,6 +4,7 @@
 Debian packages: python3-torch python3-opencv python3-pil python3-onnx, and
 those of kanji.py.
 """
+import functools
 import sys
 from collections import defaultdict
 from pathlib import Path
@@ -28,6 +29,7 @@ LONGEST = 8             # characters of a line: a row has at most seven
 STEP = 8                # columns of the picture for each of the network's steps
 EASY_LINES = 15_000     # large clear rows first: the street alone teaches silence
 PLACED = 0.5            # weight of the characters' places beside CTC
+KANA_WEIGHT = 4.0       # of a kana's place: one among six characters, and one of 42
 HELD_OUT_SEED = 20_000_003
 CHECKED_LINES = 320     # for the progress line
 STEPS = plate_lines.INPUT_WIDTH // STEP
@@ -123,6 +125,17 @@ def picture(batch):
     return batch.permute(0, 3, 1, 2).to(kind)
 
 
+@functools.lru_cache(maxsize=None)
+def place_weights():
+    """For each class what its place counts; nothing for the blank, which fills lines up."""
+    weights = torch.ones(len(characters()) + 1, device=common.DEVICE)
+    weights[BLANK] = 0
+    for number, char in enumerate(characters(), 1):
+        if char in plates.PLATE_KANA:
+            weights[number] = KANA_WEIGHT
+    return weights
+
+
 def loss_of(net, images, codes, places, lengths):
     """CTC, and at the middle of each character what it is.
 
@@ -137,7 +150,7 @@ def loss_of(net, images, codes, places, lengths):
                               reduction="none", zero_infinity=True)
     at_middles = chances.gather(1, places.unsqueeze(2).expand(-1, -1, chances.shape[2]))
     of_codes = at_middles.gather(2, codes.unsqueeze(2)).squeeze(2)
-    return ctc.mean() - PLACED * (of_codes * (codes != BLANK)).sum(1).mean()
+    return ctc.mean() - PLACED * (of_codes * place_weights()[codes]).sum(1).mean()
 
 
 # Samples
