@@ -23,24 +23,35 @@ LARGEST = 1600           # px of the longer side of what is kept
 LEAST_SIDE = 256
 LEAST_COLOURS = 600      # of 4,096 pixels; drawings and icons have fewer
 
-# package: (licence of the pictures, folders or files to take, of these not to take)
+# package: (licences of its pictures, folders or files to take, of these not to take)
 PACKAGES = {
-    "plasma-workspace-wallpapers": ("LGPL-3, CC-BY-SA-4.0", ("*/contents/images*/*",), ()),
-    "python3-sklearn": ("CC-BY", ("*/datasets/images/*",), ()),
-    "libjxl-testdata": ("CC0, BSD-3", ("*/wesaturate/*", "*/flower.png", "*/hdr_room.png"), ()),
-    "torcs-data": ("GPL-2, FAL-1.2", ("*/tracks/*",), ("*clkdtm*", "*64PASS*", "*treeRNS*", "*ISL1*")),
-    "supertuxkart-data": ("CC-BY-SA-3.0, GPL-3", ("*/data/textures/*", "*/data/tracks/*"),
-                          ("*screenshot*", "*minimap*")),
-    "ufoai-textures": ("GPL-2, CC-BY-SA-3.0", ("*/textures/*",), ()),
-    "nexuiz-textures": ("GPL-2", ("*/textures/*",), ()),
-    "openarena-081-textures": ("GPL-2", ("*/textures/*", "*/env/*"), ()),
-    "redeclipse-data": ("CC-BY-SA-3.0", ("*/data/*",), ("*/actors/*", "*/weapons/*")),
-    "flightgear-data-base": ("GPL-2", ("*/Textures*/*",), ()),
-    "extremetuxracer-data": ("GPL-2", ("*/terrains/*", "*/env/*"), ()),
+    "plasma-workspace-wallpapers": ("GPL-2+",
+        ("*/contents/images*/*",), ()),
+    "python3-sklearn": ("CC-BY-2.0",
+        ("*/datasets/images/*",), ()),
+    "libjxl-testdata": ("CC0, BSD-3",
+        ("*/wesaturate/*", "*/flower.png", "*/hdr_room.png"), ()),
+    "torcs-data": ("GPL-2+, LGPL-2+",
+        ("*/tracks/*",), ("*clkdtm*", "*64PASS*", "*treeRNS*", "*ISL1*")),
+    "supertuxkart-data": ("CC-BY-SA, CC-BY, CC0, public domain, GPL",
+        ("*/data/textures/*", "*/data/tracks/*"), ("*screenshot*", "*minimap*")),
+    "ufoai-textures": ("GPL-2+, CC-BY-SA-3.0, CC-BY-3.0, public domain",
+        ("*/textures/*",), ()),
+    "nexuiz-textures": ("GPL-2+",
+        ("*/textures/*",), ()),
+    "openarena-081-textures": ("GPL-2+",
+        ("*/textures/*", "*/env/*"), ()),
+    "redeclipse-data": ("CC-BY-SA-3.0, CC-BY-3.0, CC0",
+        ("*/data/*",), ("*/actors/*", "*/weapons/*")),
+    "flightgear-data-base": ("GPL-2+",
+        ("*/Textures*/*",), ()),
+    "extremetuxracer-data": ("GPL-2+, CC0",
+        ("*/terrains/*", "*/env/*"), ()),
 }
 # Maps of relief and light look like no photograph.
 NO_PHOTOGRAPH = ("*_n.*", "*_norm*", "*normal*", "*_gloss*", "*_spec*", "*_bump*", "*_mask*",
-                 "*_local*", "*_glow*", "*icon*", "*font*", "*_h.*", "*_lum*", "*logo*", "*map0*", "*screens*")
+                 "*_local*", "*_glow*", "*icon*", "*font*", "*_h.*", "*_lum*", "*logo*",
+                 "*map0*", "*screens*")
 PICTURES = (".jpg", ".jpeg", ".png", ".webp", ".tga")
 
 
