@@ -1,7 +1,7 @@
 // The case list: any bytes give rows that can be written down and read again.
 #include "app/base/text.h"
 #include "app/case_list.h"
-#include "fuzz_support.h"
+#include "fuzz/fuzz_support.h"
 
 using kavrel::CaseItem;
 using kavrel_fuzz::MemoryFile;

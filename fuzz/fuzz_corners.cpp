@@ -1,8 +1,8 @@
 // The corner network's output, through the model wrapper, up to the rectified plate.
 #include <stdexcept>
 
-#include "fuzz_support.h"
-#include "fuzzed_runtime.h"
+#include "fuzz/fuzz_support.h"
+#include "fuzz/fuzzed_runtime.h"
 #include "plate/plate_corner.h"
 
 using kavrel_fuzz::require;

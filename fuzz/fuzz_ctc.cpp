@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "fuzz_support.h"
+#include "fuzz/fuzz_support.h"
 #include "kana/kana_alphabet.h"
 #include "kana/kana_ctc.h"
 #include "ocr/ctc.h"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "fuzz_support.h"
+#include "fuzz/fuzz_support.h"
 #include "plate/plate_detection.h"
 
 using kavrel::PlateDetection;

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "app/base/text.h"
-#include "fuzz_support.h"
+#include "fuzz/fuzz_support.h"
 #include "kana/kana_alphabet.h"
 #include "reading/plate_parser.h"
 

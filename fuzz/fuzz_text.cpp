@@ -3,7 +3,7 @@
 
 #include "app/base/files.h"
 #include "app/base/text.h"
-#include "fuzz_support.h"
+#include "fuzz/fuzz_support.h"
 #include "reading/plate_text.h"
 
 using kavrel_fuzz::MemoryFile;

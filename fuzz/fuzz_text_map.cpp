@@ -1,7 +1,7 @@
 // The text detector's map: from any values to at most 16 boxes inside of the image.
 #include <algorithm>
 
-#include "fuzz_support.h"
+#include "fuzz/fuzz_support.h"
 #include "ocr/text_detection.h"
 
 using kavrel::TextBox;

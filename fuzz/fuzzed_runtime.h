@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "fuzz_support.h"
+#include "fuzz/fuzz_support.h"
 
 namespace kavrel_fuzz {
 

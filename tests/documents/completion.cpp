@@ -1,10 +1,10 @@
-#include "documents/completion.h"
+#include "tests/documents/completion.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
-#include "support/temp_dir.h"
+#include "tests/support/temp_dir.h"
 
 namespace kavrel_test {
 

@@ -1,5 +1,5 @@
 // What bash offers for kavrel must be what kavrel takes.
-#include "documents/completion.h"
+#include "tests/documents/completion.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "app/args.h"
-#include "support/temp_dir.h"
+#include "tests/support/temp_dir.h"
 
 namespace kavrel {
 namespace {

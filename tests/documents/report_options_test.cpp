@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <string>
 
-#include "documents/completion.h"
-#include "support/temp_dir.h"
+#include "tests/documents/completion.h"
+#include "tests/support/temp_dir.h"
 
 namespace kavrel_test {
 namespace {

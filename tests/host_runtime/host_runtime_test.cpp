@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "npu/rknn_api.h"
-#include "onnx_bytes.h"
+#include "tests/host_runtime/onnx_bytes.h"
 
 namespace {
 
@@ -23,15 +23,15 @@ using onnx_bytes::node;
 using onnx_bytes::tensor;
 
 // 4 wide, 2 high; planar and interleaved.
-const std::vector<int64_t> kPlanar{1, 3, 2, 4};
-const std::vector<int64_t> kInterleaved{1, 2, 4, 3};
+const std::vector<std::int64_t> kPlanar{1, 3, 2, 4};
+const std::vector<std::int64_t> kInterleaved{1, 2, 4, 3};
 constexpr std::size_t kPixelBytes = 24;
 
-using Bytes = std::vector<uint8_t>;
+using Bytes = std::vector<std::uint8_t>;
 using Floats = std::vector<float>;
 
 int init(rknn_context* context, std::string bytes) {
-  return rknn_init(context, bytes.data(), static_cast<uint32_t>(bytes.size()), 0, nullptr);
+  return rknn_init(context, bytes.data(), static_cast<std::uint32_t>(bytes.size()), 0, nullptr);
 }
 
 // A loaded network, destroyed at the end of the test.
@@ -50,24 +50,24 @@ class Network {
 
 Bytes counting_pixels(std::size_t count = kPixelBytes) {
   Bytes pixels(count);
-  std::iota(pixels.begin(), pixels.end(), uint8_t{0});
+  std::iota(pixels.begin(), pixels.end(), std::uint8_t{0});
   return pixels;
 }
 
-rknn_input pixel_input(Bytes& pixels, uint32_t index = 0) {
-  return {index, pixels.data(),     static_cast<uint32_t>(pixels.size()),
+rknn_input pixel_input(Bytes& pixels, std::uint32_t index = 0) {
+  return {index, pixels.data(),     static_cast<std::uint32_t>(pixels.size()),
           0,     RKNN_TENSOR_UINT8, RKNN_TENSOR_NHWC};
 }
 
-int set_pixels(rknn_context context, Bytes pixels, uint32_t index = 0) {
+int set_pixels(rknn_context context, Bytes pixels, std::uint32_t index = 0) {
   rknn_input input = pixel_input(pixels, index);
   return rknn_inputs_set(context, 1, &input);
 }
 
-rknn_output float_output(uint32_t index = 0) { return {1, 0, index, nullptr, 0}; }
+rknn_output float_output(std::uint32_t index = 0) { return {1, 0, index, nullptr, 0}; }
 
 // What the network makes of the pixels.
-Floats infer(rknn_context context, const Bytes& pixels, uint32_t index = 0) {
+Floats infer(rknn_context context, const Bytes& pixels, std::uint32_t index = 0) {
   EXPECT_EQ(set_pixels(context, pixels), RKNN_SUCC);
   EXPECT_EQ(rknn_run(context, nullptr), RKNN_SUCC);
   rknn_output output = float_output(index);
@@ -89,7 +89,7 @@ Floats counting_planes() {
   return {0, 3, 6, 9, 12, 15, 18, 21, 1, 4, 7, 10, 13, 16, 19, 22, 2, 5, 8, 11, 14, 17, 20, 23};
 }
 
-rknn_tensor_attr attr_of(rknn_context context, rknn_query_cmd command, uint32_t index = 0) {
+rknn_tensor_attr attr_of(rknn_context context, rknn_query_cmd command, std::uint32_t index = 0) {
   rknn_tensor_attr attr;
   std::memset(&attr, 0xAA, sizeof(attr));
   attr.index = index;
@@ -123,14 +123,12 @@ TEST(HostRuntime, GivesAPlanarNetworkThePixelsInPlanes) {
 }
 
 TEST(HostRuntime, GivesAPlanarNetworkEveryPixelOfAnImageOfAnySize) {
-  const int64_t pixels = 331;
+  const std::int64_t pixels = 331;
   const Network network(echo(onnx_bytes::kFloat, {1, 3, 1, pixels}));
   const Bytes image = counting_pixels(3 * pixels);
   Floats planes;
   for (std::size_t channel = 0; channel < 3; ++channel) {
-    for (std::size_t i = channel; i < image.size(); i += 3) {
-      planes.push_back(image[i]);
-    }
+    for (std::size_t i = channel; i < image.size(); i += 3) planes.push_back(image[i]);
   }
   EXPECT_EQ(infer(network.context(), image), planes);
 }
@@ -150,7 +148,7 @@ TEST(HostRuntime, GivesBytesAndHalvesTheSameLayoutAsFloats) {
 }
 
 TEST(HostRuntime, TurnsEveryPixelValueIntoExactlyThatHalf) {
-  const std::vector<int64_t> dims{1, 1, 86, 3};
+  const std::vector<std::int64_t> dims{1, 1, 86, 3};
   const Network network(model({cast("image", "wide", onnx_bytes::kFloat)},
                               {tensor("image", onnx_bytes::kFloat16, dims)},
                               {tensor("wide", onnx_bytes::kFloat, dims)}));
@@ -228,7 +226,7 @@ TEST(HostRuntime, CutsALongName) {
 TEST(HostRuntime, RefusesAQueryItCannotAnswer) {
   const Network network(echo(onnx_bytes::kFloat, kPlanar));
   rknn_tensor_attr attr{};
-  const auto query = [&](rknn_query_cmd command, void* info, uint32_t size) {
+  const auto query = [&](rknn_query_cmd command, void* info, std::uint32_t size) {
     return [=, &network] { return rknn_query(network.context(), command, info, size); };
   };
   const int code = RKNN_ERR_PARAM_INVALID;
@@ -443,14 +441,14 @@ TEST(HostRuntime, KeepsContextsApart) {
 }
 
 TEST(HostRuntime, RunsContextsInThreadsOfTheirOwn) {
-  const auto work = [](uint8_t value) {
+  const auto work = [](std::uint8_t value) {
     for (int round = 0; round < 20; ++round) {
       const Network network(echo(onnx_bytes::kFloat, kPlanar));
       EXPECT_EQ(infer(network.context(), Bytes(kPixelBytes, value)), Floats(kPixelBytes, value));
     }
   };
-  std::thread first(work, uint8_t{1});
-  std::thread second(work, uint8_t{2});
+  std::thread first(work, std::uint8_t{1});
+  std::thread second(work, std::uint8_t{2});
   first.join();
   second.join();
 }
@@ -470,9 +468,7 @@ TEST(HostRuntime, RefusesAContextThatIsNotAlive) {
         [&] { return rknn_outputs_get(context, 1, &output, nullptr); },
         [&] { return rknn_outputs_release(context, 1, &output); },
         [&] { return rknn_destroy(context); }};
-    for (const auto& call : calls) {
-      expect_refusal(RKNN_ERR_CTX_INVALID, "context", call);
-    }
+    for (const auto& call : calls) expect_refusal(RKNN_ERR_CTX_INVALID, "context", call);
   }
 }
 
@@ -505,7 +501,7 @@ TEST(HostRuntime, RefusesEveryTruncationOfAModel) {
 }
 
 TEST(HostRuntime, RefusesRandomBytes) {
-  uint32_t state = 1;
+  std::uint32_t state = 1;
   for (int round = 0; round < 200; ++round) {
     std::string bytes(64, '\0');
     for (char& byte : bytes) {
@@ -517,8 +513,8 @@ TEST(HostRuntime, RefusesRandomBytes) {
 }
 
 TEST(HostRuntime, RefusesNetworksTheInterfaceCannotCarry) {
-  const auto network = [](onnx_bytes::ElementType in, const std::vector<int64_t>& in_dims,
-                          onnx_bytes::ElementType out, const std::vector<int64_t>& out_dims) {
+  const auto network = [](onnx_bytes::ElementType in, const std::vector<std::int64_t>& in_dims,
+                          onnx_bytes::ElementType out, const std::vector<std::int64_t>& out_dims) {
     return model({cast("image", "values", out)}, {tensor("image", in, in_dims)},
                  {tensor("values", out, out_dims)});
   };
@@ -535,7 +531,7 @@ TEST(HostRuntime, RefusesNetworksTheInterfaceCannotCarry) {
   expect_model_refused(network(f, {2, 3, 2, 4}, f, {2, 3, 2, 4}), "[2,3,2,4], wanted is one image");
   expect_model_refused(network(f, {1, 1, 2, 4}, f, {1, 1, 2, 4}), "[1,1,2,4], wanted is one image");
   expect_model_refused(network(f, {1, 3, 1, 2, 4}, f, {1, 3, 1, 2, 4}), "wanted is one image");
-  const std::vector<int64_t> deep(17, 1);
+  const std::vector<std::int64_t> deep(17, 1);
   expect_model_refused(network(f, deep, f, deep), "more than 16 dimensions");
   expect_model_refused(network(f, {1, 3, 1 << 16, 1 << 16}, f, {1, 3, 1 << 16, 1 << 16}),
                        "more than 4 GiB");
@@ -585,7 +581,7 @@ TEST(HostRuntime, RefusesAnUnknownOperation) {
 
 TEST(HostRuntime, RefusesNullPointersFlagsAndExtensions) {
   std::string bytes = echo(onnx_bytes::kFloat, kPlanar);
-  const auto size = static_cast<uint32_t>(bytes.size());
+  const auto size = static_cast<std::uint32_t>(bytes.size());
   rknn_context context = 0;
   auto* const extend = reinterpret_cast<rknn_init_extend*>(&context);
   const int code = RKNN_ERR_PARAM_INVALID;

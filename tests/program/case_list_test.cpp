@@ -1,4 +1,4 @@
-#include "program_fixture.h"
+#include "tests/program/program_fixture.h"
 
 namespace kavrel_test {
 namespace {

@@ -1,5 +1,5 @@
-#include "program_fixture.h"
-#include "support/pictures.h"
+#include "tests/program/program_fixture.h"
+#include "tests/support/pictures.h"
 
 namespace kavrel_test {
 namespace {

@@ -1,4 +1,4 @@
-#include "program_fixture.h"
+#include "tests/program/program_fixture.h"
 
 namespace kavrel_test {
 namespace {
@@ -122,7 +122,7 @@ TEST_F(Failure, WhileRunningNamesTheStepTheModelAndTheCode) {
 }
 
 TEST_F(Failure, EndsTheRunAtWhicheverReadingItHappens) {
-  // 20 region readings, then a free and a constrained reading of each of 100 candidates.
+  // 20 window readings, then a free and a constrained reading of each of 100 candidates.
   for (const int number : {1, 13, 20, 21, 22, 119, 220}) {
     const Outcome outcome = run_with(reader_, "fail run " + std::to_string(number) + " -2");
     EXPECT_THAT(outcome, FailsWith("rknn_run failed: " + kReaderModel + ", ret=-2"));

@@ -1,8 +1,8 @@
 #include <map>
 #include <opencv2/imgproc.hpp>
 
-#include "program_fixture.h"
-#include "support/pictures.h"
+#include "tests/program/program_fixture.h"
+#include "tests/support/pictures.h"
 
 namespace kavrel_test {
 namespace {
@@ -224,7 +224,7 @@ TEST_F(FullCase, ShowsEveryVariantWithItsTextLines) {
   }
 }
 
-// One corner run, five line detections, 5 x (2 boxes + 4 regions) readings, and nothing else.
+// One corner run, five line detections, 5 x (2 boxes + 4 windows) readings, and nothing else.
 TEST_F(FullCase, CallsTheNetworksInTurn) {
   std::vector<std::string> expected = calls_up_to_corners();
   for (int variant = 0; variant < 5; ++variant) {

@@ -1,8 +1,8 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "program_fixture.h"
-#include "support/pictures.h"
+#include "tests/program/program_fixture.h"
+#include "tests/support/pictures.h"
 
 namespace kavrel_test {
 namespace {

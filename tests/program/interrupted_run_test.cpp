@@ -1,6 +1,6 @@
 #include <csignal>
 
-#include "program_fixture.h"
+#include "tests/program/program_fixture.h"
 
 namespace kavrel_test {
 namespace {

@@ -2,8 +2,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "program_fixture.h"
-#include "support/pictures.h"
+#include "tests/program/program_fixture.h"
+#include "tests/support/pictures.h"
 
 namespace kavrel_test {
 namespace {
@@ -26,12 +26,12 @@ const std::string kConstrainedRuns = "22-220/2";
 const std::string kNothingAnywhere =
     "answer 21-220 0 fill " + std::to_string((ocr_dictionary().size() + 1) * kSteps) + " -inf\n";
 
-// Where a region lies in the upright plate of 320 x 96 and in a crop of 160 x 80 pixels.
-struct Region {
+// Where a window lies in the upright plate of 320 x 96 and in a crop of 160 x 80 pixels.
+struct Window {
   std::string name;
   cv::Rect place;
 };
-const std::vector<Region> kRegions = {
+const std::vector<Window> kWindows = {
     {"rect_kana_left_lower_wide", {0, 33, 144, 63}}, {"roi_kana_left_lower_wide", {0, 28, 72, 52}},
     {"rect_kana_narrow_00_18", {0, 33, 58, 62}},     {"rect_kana_narrow_00_22", {0, 33, 71, 62}},
     {"rect_kana_narrow_02_26", {6, 36, 78, 59}},     {"rect_kana_narrow_low", {0, 43, 90, 53}},
@@ -78,8 +78,8 @@ void expect_look(const cv::Vec3b& pixel, const cv::Vec3b& bgr, bool is_bright, L
 class KanaFallback : public ProgramTest {
  protected:
   KanaFallback() {
-    for (const Region& region : kRegions) {
-      for (const Variant& variant : kVariants) names_.push_back(region.name + variant.suffix);
+    for (const Window& window : kWindows) {
+      for (const Variant& variant : kVariants) names_.push_back(window.name + variant.suffix);
     }
     write(kCaseList, "a.png,品川 500 あ 12-34\n");
     write_image("a.png", image_);
@@ -102,15 +102,15 @@ class KanaFallback : public ProgramTest {
 
   // Constrained reads of さ that weigh 1 to 7 in sum: five candidates weigh 1, one more weighs 2.
   std::string votes_for_sa(int sum) const {
-    const std::string region = "rect_kana_left_lower_wide_";
+    const std::string window = "rect_kana_left_lower_wide_";
     std::string answers;
     if (sum > 5) {
-      answers = constrained_read(region + "otsu", "さ");
+      answers = constrained_read(window + "otsu", "さ");
       sum -= 2;
     }
     const std::vector<std::string> plain = {"original", "gray", "clahe", "sharpen", "up4x"};
     for (const auto& variant : plain) {
-      if (sum-- > 0) answers += constrained_read(region + variant, "さ");
+      if (sum-- > 0) answers += constrained_read(window + variant, "さ");
     }
     return answers;
   }
@@ -124,21 +124,21 @@ class KanaFallback : public ProgramTest {
 
   // That all candidates are there, cut from this crop and from what it is upright.
   void expect_candidates(const cv::Mat& crop) const {
-    for (const Region& region : kRegions) {
-      const bool is_upright = region.name[1] == 'e';
+    for (const Window& window : kWindows) {
+      const bool is_upright = window.name[1] == 'e';
       const cv::Size size = is_upright ? cv::Size(320, 96) : crop.size();
-      // The colour of the crop where this pixel of the region lies.
+      // The colour of the crop where this pixel of the window lies.
       const auto colour_at = [&](const cv::Point2d& pixel) {
-        const double x = (region.place.x + pixel.x) / (size.width - 1) * (crop.cols - 1);
-        const double y = (region.place.y + pixel.y) / (size.height - 1) * (crop.rows - 1);
+        const double x = (window.place.x + pixel.x) / (size.width - 1) * (crop.cols - 1);
+        const double y = (window.place.y + pixel.y) / (size.height - 1) * (crop.rows - 1);
         return crop.at<cv::Vec3b>(cvRound(y), cvRound(x));
       };
       for (const Variant& variant : kVariants) {
-        SCOPED_TRACE(region.name + variant.suffix);
+        SCOPED_TRACE(window.name + variant.suffix);
         const cv::Mat candidate =
-            picture(kCases + "/a/kana_fallback_" + region.name + variant.suffix + ".jpg");
-        ASSERT_EQ(candidate.size(), region.place.size() * variant.factor);
-        const cv::Point last(region.place.width - 1, region.place.height - 1);
+            picture(kCases + "/a/kana_fallback_" + window.name + variant.suffix + ".jpg");
+        ASSERT_EQ(candidate.size(), window.place.size() * variant.factor);
+        const cv::Point last(window.place.width - 1, window.place.height - 1);
         expect_look(candidate.at<cv::Vec3b>(0, 0), colour_at({0, 0}), false, variant.look);
         expect_look(candidate.at<cv::Vec3b>(candidate.rows - 1, candidate.cols - 1),
                     colour_at(last), true, variant.look);

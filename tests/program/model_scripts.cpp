@@ -1,4 +1,4 @@
-#include "model_scripts.h"
+#include "tests/program/model_scripts.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "program_fixture.h"
+#include "tests/program/program_fixture.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -9,7 +9,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
 
-#include "support/pictures.h"
+#include "tests/support/pictures.h"
 
 namespace kavrel_test {
 namespace {

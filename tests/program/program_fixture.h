@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "model_scripts.h"
-#include "support/expected_texts.h"
-#include "support/temp_dir.h"
+#include "tests/program/model_scripts.h"
+#include "tests/support/expected_texts.h"
+#include "tests/support/temp_dir.h"
 
 namespace kavrel_test {
 

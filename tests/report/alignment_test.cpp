@@ -1,4 +1,4 @@
-#include "alignment.h"
+#include "report/alignment.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "browser.h"
+#include "tests/report/browser.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -9,7 +9,7 @@
 #include <csignal>
 #include <stdexcept>
 
-#include "report_program.h"
+#include "tests/report/report_program.h"
 
 namespace kavrel_test {
 namespace {

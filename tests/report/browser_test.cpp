@@ -1,13 +1,13 @@
 // The pages in a real browser.
-#include "browser.h"
+#include "tests/report/browser.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <opencv2/imgcodecs.hpp>
 
-#include "output_dir.h"
-#include "report_program.h"
+#include "tests/report/output_dir.h"
+#include "tests/report/report_program.h"
 
 namespace kavrel_test {
 namespace {

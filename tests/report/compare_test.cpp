@@ -1,12 +1,12 @@
-#include "compare.h"
+#include "report/compare.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "output_dir.h"
-#include "text_compare.h"
+#include "report/text_compare.h"
+#include "tests/report/output_dir.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,10 +1,10 @@
-#include "confusion.h"
+#include "report/confusion.h"
 
 #include <gtest/gtest.h>
 
-#include "alignment.h"
-#include "assessment.h"
-#include "output_dir.h"
+#include "report/alignment.h"
+#include "report/assessment.h"
+#include "tests/report/output_dir.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,9 +1,9 @@
-#include "csv_file.h"
+#include "report/csv_file.h"
 
 #include <gtest/gtest.h>
 
 #include "app/base/text.h"
-#include "support/test_support.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,8 +1,8 @@
-#include "decision.h"
+#include "report/decision.h"
 
 #include <gtest/gtest.h>
 
-#include "output_dir.h"
+#include "tests/report/output_dir.h"
 
 namespace kavrel::report {
 namespace {

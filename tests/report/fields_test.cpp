@@ -1,4 +1,4 @@
-#include "fields.h"
+#include "report/fields.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "json_report.h"
+#include "report/json_report.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <valijson/schema_parser.hpp>
 #include <valijson/validator.hpp>
 
-#include "output_dir.h"
+#include "tests/report/output_dir.h"
 
 namespace kavrel::report {
 namespace {

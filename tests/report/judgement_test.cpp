@@ -1,4 +1,4 @@
-#include "judgement.h"
+#include "report/judgement.h"
 
 #include <gtest/gtest.h>
 
@@ -19,8 +19,9 @@ Outcome outcome_of(const PlateJudgement& plate, std::size_t field) {
 TEST(Judgement, IsCorrectByTheStatusRule) {
   const PlateJudgement plate = judge({"品川", "330", "あ", "12-34", ""});
   EXPECT_EQ(plate.outcome, Outcome::kCorrect);
-  for (std::size_t i = 0; i < kFields.size(); ++i)
+  for (std::size_t i = 0; i < kFields.size(); ++i) {
     EXPECT_EQ(outcome_of(plate, i), Outcome::kCorrect);
+  }
 }
 
 TEST(Judgement, TellsMisreadFromNotRead) {

@@ -1,4 +1,4 @@
-#include "output_dir.h"
+#include "tests/report/output_dir.h"
 
 #include <filesystem>
 #include <iostream>

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "reading/frame_result.h"
-#include "support/test_support.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel_test {
 

@@ -4,10 +4,10 @@
 
 #include <regex>
 
-#include "html_compare.h"
-#include "html_report.h"
-#include "output_dir.h"
-#include "unicode.h"
+#include "report/html_compare.h"
+#include "report/html_report.h"
+#include "report/unicode.h"
+#include "tests/report/output_dir.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,4 +1,4 @@
-#include "picture.h"
+#include "report/picture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 #include <opencv2/imgcodecs.hpp>
 #include <vector>
 
-#include "report_program.h"
-#include "support/test_support.h"
+#include "tests/report/report_program.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel::report {
 namespace {

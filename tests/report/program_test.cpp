@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "output_dir.h"
-#include "report_program.h"
+#include "tests/report/output_dir.h"
+#include "tests/report/report_program.h"
 
 namespace kavrel_test {
 namespace {

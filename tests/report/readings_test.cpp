@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "run.h"
+#include "report/run.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,4 +1,4 @@
-#include "report_program.h"
+#include "tests/report/report_program.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -7,7 +7,7 @@
 
 #include <stdexcept>
 
-#include "support/test_support.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel_test {
 namespace {

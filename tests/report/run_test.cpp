@@ -1,9 +1,9 @@
-#include "run.h"
+#include "report/run.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "output_dir.h"
+#include "tests/report/output_dir.h"
 
 namespace kavrel::report {
 namespace {

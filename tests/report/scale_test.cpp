@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "output_dir.h"
-#include "report_program.h"
+#include "tests/report/output_dir.h"
+#include "tests/report/report_program.h"
 
 namespace kavrel_test {
 namespace {

@@ -1,9 +1,9 @@
-#include "score.h"
+#include "report/score.h"
 
 #include <gtest/gtest.h>
 
-#include "assessment.h"
-#include "output_dir.h"
+#include "report/assessment.h"
+#include "tests/report/output_dir.h"
 
 namespace kavrel::report {
 namespace {

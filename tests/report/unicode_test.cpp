@@ -1,4 +1,4 @@
-#include "unicode.h"
+#include "report/unicode.h"
 
 #include <gtest/gtest.h>
 

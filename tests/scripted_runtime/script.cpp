@@ -1,4 +1,4 @@
-#include "script.h"
+#include "tests/scripted_runtime/script.h"
 
 #include <algorithm>
 #include <array>
@@ -13,20 +13,21 @@ namespace scripted {
 namespace {
 
 // Enough for any real tensor; beyond it a count is a test of what is printed, never of a run.
-constexpr uint64_t kMaxFilledElements = 1U << 26;
+constexpr std::uint64_t kMaxFilledElements = 1U << 26;
 
-uint64_t to_unsigned(const std::string& word) {
+std::uint64_t to_unsigned(const std::string& word) {
   size_t used = 0;
   if (word.empty() || word[0] == '-') throw std::runtime_error("not a count: " + word);
-  const uint64_t number = std::stoull(word, &used);
+  const std::uint64_t number = std::stoull(word, &used);
   if (used != word.size()) throw std::runtime_error("not a count: " + word);
   return number;
 }
 
-uint32_t to_u32(const std::string& word) {
-  const uint64_t number = to_unsigned(word);
-  if (number > std::numeric_limits<uint32_t>::max()) throw std::runtime_error("too big: " + word);
-  return static_cast<uint32_t>(number);
+std::uint32_t to_u32(const std::string& word) {
+  const std::uint64_t number = to_unsigned(word);
+  if (number > std::numeric_limits<std::uint32_t>::max())
+    throw std::runtime_error("too big: " + word);
+  return static_cast<std::uint32_t>(number);
 }
 
 int to_code(const std::string& word) {
@@ -109,7 +110,7 @@ void set_property(rknn_tensor_attr& attr, const std::string& word) {
 void read_tensor(Words& words, rknn_tensor_type type, rknn_tensor_format fmt,
                  std::vector<rknn_tensor_attr>& tensors) {
   rknn_tensor_attr attr{};
-  attr.index = static_cast<uint32_t>(tensors.size());
+  attr.index = static_cast<std::uint32_t>(tensors.size());
   attr.type = type;
   attr.fmt = fmt;
   const std::string name = words.next();
@@ -134,9 +135,9 @@ void read_failure(Words& words, Script& script) {
 }
 
 void add_steps(Words& words, std::vector<float>& values) {
-  const uint32_t classes = to_u32(words.next());
+  const std::uint32_t classes = to_u32(words.next());
   while (words.more()) {
-    const uint32_t best = to_u32(words.next());
+    const std::uint32_t best = to_u32(words.next());
     if (best >= classes) throw std::runtime_error("no such class: " + std::to_string(best));
     const size_t row = values.size();
     values.resize(row + classes, 0.0F);
@@ -145,21 +146,21 @@ void add_steps(Words& words, std::vector<float>& values) {
 }
 
 void draw_rect(Words& words, std::vector<float>& values) {
-  const auto side = static_cast<uint32_t>(std::lround(std::sqrt(double(values.size()))));
+  const auto side = static_cast<std::uint32_t>(std::lround(std::sqrt(double(values.size()))));
   if (size_t{side} * side != values.size()) throw std::runtime_error("rect on no square map");
-  const uint32_t x = to_u32(words.next());
-  const uint32_t y = to_u32(words.next());
-  const uint32_t width = to_u32(words.next());
-  const uint32_t height = to_u32(words.next());
+  const std::uint32_t x = to_u32(words.next());
+  const std::uint32_t y = to_u32(words.next());
+  const std::uint32_t width = to_u32(words.next());
+  const std::uint32_t height = to_u32(words.next());
   const float value = to_value(words.next());
   if (x + width > side || y + height > side) throw std::runtime_error("rect outside the map");
-  for (uint32_t row = y; row < y + height; ++row) {
+  for (std::uint32_t row = y; row < y + height; ++row) {
     std::fill_n(values.begin() + (row * side + x), width, value);
   }
 }
 
 void set_value(Words& words, std::vector<float>& values) {
-  const uint32_t index = to_u32(words.next());
+  const std::uint32_t index = to_u32(words.next());
   if (index >= values.size()) throw std::runtime_error("no such value: " + std::to_string(index));
   values[index] = to_value(words.next());
 }
@@ -168,7 +169,7 @@ void apply_verb(const std::string& verb, Words& words, Answer& answer) {
   if (verb == "floats") {
     while (words.more()) answer.values.push_back(to_value(words.next()));
   } else if (verb == "fill") {
-    const uint32_t count = to_u32(words.next());
+    const std::uint32_t count = to_u32(words.next());
     answer.values.insert(answer.values.end(), count, to_value(words.next()));
   } else if (verb == "steps") {
     add_steps(words, answer.values);
@@ -187,7 +188,7 @@ void apply_verb(const std::string& verb, Words& words, Answer& answer) {
 
 void read_answer(Words& words, Script& script) {
   const Selector runs = to_selector(words.next());
-  const uint32_t output = to_u32(words.next());
+  const std::uint32_t output = to_u32(words.next());
   auto& answers = script.answers;
   auto answer = std::find_if(answers.begin(), answers.end(), [&](const Answer& known) {
     return known.output == output && same(known.runs, runs);
@@ -248,7 +249,7 @@ Script parse_script(const std::string& text) {
   return script;
 }
 
-int scripted_code(const Script& script, const std::string& call, uint64_t where) {
+int scripted_code(const Script& script, const std::string& call, std::uint64_t where) {
   int code = RKNN_SUCC;
   for (const Failure& failure : script.failures) {
     if (failure.call == call && failure.where.covers(where)) code = failure.code;
@@ -256,16 +257,16 @@ int scripted_code(const Script& script, const std::string& call, uint64_t where)
   return code;
 }
 
-Answer scripted_answer(const Script& script, uint32_t output, uint64_t run) {
+Answer scripted_answer(const Script& script, std::uint32_t output, std::uint64_t run) {
   Answer answer;
   for (const Answer& known : script.answers) {
     if (known.output == output && known.runs.covers(run)) answer = known;
   }
   const rknn_tensor_attr& attr = script.outputs.at(output);
-  uint64_t elements = attr.n_elems;
+  std::uint64_t elements = attr.n_elems;
   if (elements == 0) {
     elements = 1;
-    for (uint32_t i = 0; i < attr.n_dims; ++i) elements *= attr.dims[i];
+    for (std::uint32_t i = 0; i < attr.n_dims; ++i) elements *= attr.dims[i];
   }
   if (answer.values.size() < elements && elements <= kMaxFilledElements) {
     answer.values.resize(elements, 0.0F);

@@ -14,20 +14,20 @@ namespace scripted {
 
 // first, first + step, ... up to last, both ends included.
 struct Selector {
-  uint64_t first = 0;
-  uint64_t last = std::numeric_limits<uint64_t>::max();
-  uint64_t step = 1;
+  std::uint64_t first = 0;
+  std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
+  std::uint64_t step = 1;
 
-  bool covers(uint64_t number) const {
+  bool covers(std::uint64_t number) const {
     return number >= first && number <= last && (number - first) % step == 0;
   }
 };
 
 struct Answer {
   Selector runs;
-  uint32_t output = 0;
+  std::uint32_t output = 0;
   std::vector<float> values;
-  std::optional<uint32_t> reported_size;
+  std::optional<std::uint32_t> reported_size;
   bool null_buffer = false;
 };
 
@@ -56,10 +56,10 @@ struct Script {
 Script parse_script(const std::string& text);
 
 // The code that `call` returns at run or tensor `where`; RKNN_SUCC unless the script fails it.
-int scripted_code(const Script& script, const std::string& call, uint64_t where);
+int scripted_code(const Script& script, const std::string& call, std::uint64_t where);
 
 // What output `output` holds after run `run`, filled up to the tensor's element count.
-Answer scripted_answer(const Script& script, uint32_t output, uint64_t run);
+Answer scripted_answer(const Script& script, std::uint32_t output, std::uint64_t run);
 
 }  // namespace scripted
 

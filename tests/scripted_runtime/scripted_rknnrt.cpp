@@ -16,14 +16,14 @@
 #include <vector>
 
 #include "npu/rknn_api.h"
-#include "script.h"
+#include "tests/scripted_runtime/script.h"
 
 namespace scripted {
 namespace {
 
 struct Context {
   Script script;
-  uint64_t run = 0;
+  std::uint64_t run = 0;
   enum { kIdle, kFed, kRan } state = kIdle;
   std::vector<Answer> given_out;
 };
@@ -99,35 +99,35 @@ std::string describe(const rknn_output& output) {
 }
 
 template <typename Record>
-std::string describe_all(uint32_t count, const Record* records) {
+std::string describe_all(std::uint32_t count, const Record* records) {
   std::string text = "n=" + std::to_string(count) + " ";
-  for (uint32_t i = 0; records && i < count; ++i) text += describe(records[i]);
+  for (std::uint32_t i = 0; records && i < count; ++i) text += describe(records[i]);
   return text;
 }
 
-void keep_inputs(const Context& context, uint32_t count, const rknn_input* inputs) {
+void keep_inputs(const Context& context, std::uint32_t count, const rknn_input* inputs) {
   const char* const directory = std::getenv("SCRIPTED_RKNNRT_INPUTS");
   if (directory == nullptr) return;
   const std::string path =
       directory + ("/" + context.script.name) + "." + std::to_string(context.run);
   std::ofstream file(path, std::ios::binary);
-  for (uint32_t i = 0; i < count; ++i) {
-    if (inputs[i].buf != nullptr)
-      file.write(static_cast<const char*>(inputs[i].buf), inputs[i].size);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (inputs[i].buf == nullptr) continue;
+    file.write(static_cast<const char*>(inputs[i].buf), inputs[i].size);
   }
 }
 
-int query_counts(const Script& script, void* info, uint32_t size) {
+int query_counts(const Script& script, void* info, std::uint32_t size) {
   const int code = scripted_code(script, "in_out_num", 0);
   if (code != RKNN_SUCC) return code;
   if (!info || size < sizeof(rknn_input_output_num)) return RKNN_ERR_PARAM_INVALID;
   auto& counts = *static_cast<rknn_input_output_num*>(info);
-  counts.n_input = static_cast<uint32_t>(script.inputs.size());
-  counts.n_output = static_cast<uint32_t>(script.outputs.size());
+  counts.n_input = static_cast<std::uint32_t>(script.inputs.size());
+  counts.n_output = static_cast<std::uint32_t>(script.outputs.size());
   return RKNN_SUCC;
 }
 
-int query_attr(const Script& script, bool of_input, void* info, uint32_t size) {
+int query_attr(const Script& script, bool of_input, void* info, std::uint32_t size) {
   if (!info || size < sizeof(rknn_tensor_attr)) return RKNN_ERR_PARAM_INVALID;
   auto& attr = *static_cast<rknn_tensor_attr*>(info);
   const int code = scripted_code(script, of_input ? "input_attr" : "output_attr", attr.index);
@@ -138,7 +138,7 @@ int query_attr(const Script& script, bool of_input, void* info, uint32_t size) {
   return RKNN_SUCC;
 }
 
-std::string describe_query(rknn_query_cmd cmd, const void* info, uint32_t size) {
+std::string describe_query(rknn_query_cmd cmd, const void* info, std::uint32_t size) {
   std::string text = "cmd=" + std::to_string(cmd) + " ";
   std::string record = "none";
   if (cmd == RKNN_QUERY_IN_OUT_NUM && info && size == sizeof(rknn_input_output_num)) {
@@ -166,18 +166,18 @@ int run_scripted(Context& context) {
   return code;
 }
 
-int give_out(Context& context, uint32_t count, rknn_output* outputs) {
+int give_out(Context& context, std::uint32_t count, rknn_output* outputs) {
   if (context.state != Context::kRan) return RKNN_ERR_FAIL;
   const int code = scripted_code(context.script, "outputs_get", context.run);
   if (code != RKNN_SUCC) return code;
   std::vector<Answer> answers;
-  for (uint32_t i = 0; i < count; ++i) {
+  for (std::uint32_t i = 0; i < count; ++i) {
     if (outputs[i].index >= context.script.outputs.size()) return RKNN_ERR_PARAM_INVALID;
     answers.push_back(scripted_answer(context.script, outputs[i].index, context.run));
   }
-  for (uint32_t i = 0; i < count; ++i) {
+  for (std::uint32_t i = 0; i < count; ++i) {
     Answer& answer = answers[i];
-    const auto bytes = static_cast<uint32_t>(answer.values.size() * sizeof(float));
+    const auto bytes = static_cast<std::uint32_t>(answer.values.size() * sizeof(float));
     outputs[i].buf = answer.null_buffer ? nullptr : answer.values.data();
     outputs[i].size = answer.reported_size.value_or(bytes);
   }
@@ -185,9 +185,9 @@ int give_out(Context& context, uint32_t count, rknn_output* outputs) {
   return RKNN_SUCC;
 }
 
-bool were_given_out(const Context& context, uint32_t count, const rknn_output* outputs) {
+bool were_given_out(const Context& context, std::uint32_t count, const rknn_output* outputs) {
   if (count != context.given_out.size()) return false;
-  for (uint32_t i = 0; i < count; ++i) {
+  for (std::uint32_t i = 0; i < count; ++i) {
     const Answer& answer = context.given_out[i];
     if (outputs[i].buf != (answer.null_buffer ? nullptr : answer.values.data())) return false;
   }
@@ -199,7 +199,7 @@ bool were_given_out(const Context& context, uint32_t count, const rknn_output* o
 
 using namespace scripted;
 
-int rknn_init(rknn_context* context, void* model, uint32_t size, uint32_t flag,
+int rknn_init(rknn_context* context, void* model, std::uint32_t size, std::uint32_t flag,
               rknn_init_extend* extend) {
   static rknn_context last_handle = 0;
   const std::string details =
@@ -220,7 +220,7 @@ int rknn_init(rknn_context* context, void* model, uint32_t size, uint32_t flag,
   return log_call("rknn_init", name, details, code);
 }
 
-int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, uint32_t size) {
+int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, std::uint32_t size) {
   const Context* known = find_context(context);
   const std::string details = describe_query(cmd, info, size);
   int code = RKNN_ERR_PARAM_INVALID;
@@ -234,7 +234,7 @@ int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, uint32_t si
   return log_call("rknn_query", label(known), details, code);
 }
 
-int rknn_inputs_set(rknn_context context, uint32_t n_inputs, rknn_input inputs[]) {
+int rknn_inputs_set(rknn_context context, std::uint32_t n_inputs, rknn_input inputs[]) {
   Context* known = find_context(context);
   int code = RKNN_ERR_CTX_INVALID;
   if (known) {
@@ -252,7 +252,7 @@ int rknn_run(rknn_context context, rknn_run_extend* extend) {
   return log_call("rknn_run", label(known), extension(extend), code);
 }
 
-int rknn_outputs_get(rknn_context context, uint32_t n_outputs, rknn_output outputs[],
+int rknn_outputs_get(rknn_context context, std::uint32_t n_outputs, rknn_output outputs[],
                      rknn_output_extend* extend) {
   Context* known = find_context(context);
   const std::string details = describe_all(n_outputs, outputs);
@@ -260,7 +260,7 @@ int rknn_outputs_get(rknn_context context, uint32_t n_outputs, rknn_output outpu
   return log_call("rknn_outputs_get", label(known), extension(extend) + details, code);
 }
 
-int rknn_outputs_release(rknn_context context, uint32_t n_outputs, rknn_output outputs[]) {
+int rknn_outputs_release(rknn_context context, std::uint32_t n_outputs, rknn_output outputs[]) {
   Context* known = find_context(context);
   int code = RKNN_ERR_CTX_INVALID;
   std::string details = "n=" + std::to_string(n_outputs) + " ";

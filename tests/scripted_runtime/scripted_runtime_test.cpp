@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "npu/rknn_api.h"
-#include "support/temp_dir.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ constexpr char kTensors[] = "name net\ninput image 1,1,2,3\noutput map 1,4\n";
 rknn_context loaded(const std::string& script) {
   rknn_context context = 0;
   std::string model = script;
-  const auto size = static_cast<uint32_t>(model.size());
+  const auto size = static_cast<std::uint32_t>(model.size());
   EXPECT_EQ(rknn_init(&context, model.data(), size, 0, nullptr), RKNN_SUCC);
   return context;
 }
@@ -154,7 +154,8 @@ TEST(ScriptedRuntime, FailsTheCallsThatTheScriptFails) {
 
   rknn_context none = 0;
   std::string model = "name net\nfail init * -9\n";
-  EXPECT_EQ(rknn_init(&none, model.data(), static_cast<uint32_t>(model.size()), 0, nullptr), -9);
+  EXPECT_EQ(rknn_init(&none, model.data(), static_cast<std::uint32_t>(model.size()), 0, nullptr),
+            -9);
   EXPECT_EQ(none, 0U);
 }
 
@@ -178,8 +179,9 @@ TEST(ScriptedRuntime, RefusesAScriptThatItCannotRead) {
         "name n\nanswer 1/0 0 fill 1 1"}) {
     rknn_context context = 0;
     std::string model = line;
-    EXPECT_EQ(rknn_init(&context, model.data(), static_cast<uint32_t>(model.size()), 0, nullptr),
-              RKNN_ERR_MODEL_INVALID)
+    EXPECT_EQ(
+        rknn_init(&context, model.data(), static_cast<std::uint32_t>(model.size()), 0, nullptr),
+        RKNN_ERR_MODEL_INVALID)
         << line;
   }
 }

@@ -1,4 +1,4 @@
-#include "support/pictures.h"
+#include "tests/support/pictures.h"
 
 #include <algorithm>
 #include <cstdint>

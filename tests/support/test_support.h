@@ -11,7 +11,7 @@
 
 #include "npu/rknn_api.h"
 #include "npu/rknn_model.h"
-#include "support/temp_dir.h"
+#include "tests/support/temp_dir.h"
 
 namespace kavrel_test {
 

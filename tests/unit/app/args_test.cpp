@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "support/expected_texts.h"
-#include "support/test_support.h"
+#include "tests/support/expected_texts.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {

@@ -8,7 +8,7 @@
 #include <tuple>
 #include <vector>
 
-#include "support/test_support.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 

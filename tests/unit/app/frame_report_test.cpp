@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string>
 
-#include "support/expected_texts.h"
-#include "support/test_support.h"
+#include "tests/support/expected_texts.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {

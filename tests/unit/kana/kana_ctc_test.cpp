@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "ocr/line_recogniser.h"
-#include "support/pictures.h"
-#include "support/test_support.h"
+#include "tests/support/pictures.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {

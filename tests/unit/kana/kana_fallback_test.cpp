@@ -10,8 +10,8 @@
 
 #include "ocr/line_recogniser.h"
 #include "plate/image_prep.h"
-#include "support/pictures.h"
-#include "support/test_support.h"
+#include "tests/support/pictures.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {
@@ -28,14 +28,14 @@ using kavrel_test::ScriptedModel;
 using kavrel_test::TempDir;
 using testing::HasSubstr;
 
-// Where a region lies in the rectified plate of 320 x 96 and in the crop of 200 x 80 pixels.
-struct Region {
+// Where a window lies in the rectified plate of 320 x 96 and in the crop of 200 x 80 pixels.
+struct Window {
   std::string name;
   int weight;
   cv::Rect place;
 };
 
-const std::vector<Region> kRegions = {
+const std::vector<Window> kWindows = {
     {"rect_kana_left_lower_wide", 1, {0, 33, 144, 63}},
     {"roi_kana_left_lower_wide", 2, {0, 28, 90, 52}},
     {"rect_kana_narrow_00_18", 4, {0, 33, 58, 62}},
@@ -60,8 +60,8 @@ const std::vector<Variant> kVariants = {
 
 std::vector<std::string> candidate_names() {
   std::vector<std::string> names;
-  for (const Region& region : kRegions) {
-    for (const Variant& variant : kVariants) names.push_back(region.name + variant.suffix);
+  for (const Window& window : kWindows) {
+    for (const Variant& variant : kVariants) names.push_back(window.name + variant.suffix);
   }
   return names;
 }
@@ -108,35 +108,35 @@ Search search(const std::string& answers, const TempDir& dir) {
 
 Search search(const std::string& answers) { return search(answers, TempDir()); }
 
-// The ten variants of a region in their order.
-std::vector<cv::Mat> variants_of(const cv::Mat& region) {
-  const cv::Mat gray = make_gray_bgr(region);
-  return {region,
+// The ten variants of a window in their order.
+std::vector<cv::Mat> variants_of(const cv::Mat& window) {
+  const cv::Mat gray = make_gray_bgr(window);
+  return {window,
           gray,
-          make_clahe_bgr(region),
-          make_sharpen_bgr(region),
-          make_otsu_bgr(region),
-          ~make_otsu_bgr(region),
-          enlarge(region, 4.0),
+          make_clahe_bgr(window),
+          make_sharpen_bgr(window),
+          make_otsu_bgr(window),
+          ~make_otsu_bgr(window),
+          enlarge(window, 4.0),
           enlarge(gray, 5.0),
           enlarge(gray, 8.0),
-          enlarge(make_clahe_bgr(region), 5.0)};
+          enlarge(make_clahe_bgr(window), 5.0)};
 }
 
 std::vector<cv::Mat> candidate_images() {
   std::vector<cv::Mat> images;
-  for (const Region& region : kRegions) {
-    const cv::Mat& source = region.name.substr(0, 4) == "rect" ? kRect : kRoi;
-    for (const cv::Mat& image : variants_of(source(region.place).clone())) images.push_back(image);
+  for (const Window& window : kWindows) {
+    const cv::Mat& source = window.name.substr(0, 4) == "rect" ? kRect : kRoi;
+    for (const cv::Mat& image : variants_of(source(window.place).clone())) images.push_back(image);
   }
   return images;
 }
 
-TEST(KanaCandidateWeight, AddsWhatRegionAndVariantAreWorth) {
-  for (const Region& region : kRegions) {
+TEST(KanaCandidateWeight, AddsWhatWindowAndVariantAreWorth) {
+  for (const Window& window : kWindows) {
     for (const Variant& variant : kVariants) {
-      const std::string name = region.name + variant.suffix;
-      EXPECT_EQ(kana_candidate_weight(name), region.weight + variant.bonus) << name;
+      const std::string name = window.name + variant.suffix;
+      EXPECT_EQ(kana_candidate_weight(name), window.weight + variant.bonus) << name;
     }
   }
 }

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/test_support.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ Function* runtime_function(const char* name) {
 
 }  // namespace
 
-int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, uint32_t size) {
+int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, std::uint32_t size) {
   static auto* const query = runtime_function<decltype(rknn_query)>("rknn_query");
   const int ret = query(context, cmd, info, size);
   if (ret == RKNN_SUCC && change_attr && cmd != RKNN_QUERY_IN_OUT_NUM) {
@@ -42,7 +42,7 @@ int rknn_query(rknn_context context, rknn_query_cmd cmd, void* info, uint32_t si
   return ret;
 }
 
-int rknn_inputs_set(rknn_context context, uint32_t n_inputs, rknn_input inputs[]) {
+int rknn_inputs_set(rknn_context context, std::uint32_t n_inputs, rknn_input inputs[]) {
   static auto* const inputs_set = runtime_function<decltype(rknn_inputs_set)>("rknn_inputs_set");
   if (watch_input) watch_input(inputs[0]);
   return inputs_set(context, n_inputs, inputs);

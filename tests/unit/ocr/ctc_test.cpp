@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/test_support.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {

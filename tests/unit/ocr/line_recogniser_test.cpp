@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "support/pictures.h"
-#include "support/test_support.h"
+#include "tests/support/pictures.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {

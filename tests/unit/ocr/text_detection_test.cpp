@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "plate/image_prep.h"
-#include "support/pictures.h"
-#include "support/test_support.h"
+#include "tests/support/pictures.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {
@@ -111,16 +111,16 @@ TEST(TextProbabilityMap, PassesOverALaterValueThatIsNoNumber) {
 
 cv::Mat black_map(int side) { return cv::Mat(side, side, CV_32F, cv::Scalar(0)); }
 
-cv::Mat mask_of(const cv::Size& size, const std::vector<cv::Rect>& regions) {
+cv::Mat mask_of(const cv::Size& size, const std::vector<cv::Rect>& shapes) {
   cv::Mat mask(size, CV_8U, cv::Scalar(0));
-  for (const cv::Rect& region : regions) mask(region).setTo(255);
+  for (const cv::Rect& shape : shapes) mask(shape).setTo(255);
   return mask;
 }
 
-// The mask of regions of probability 1, at threshold 0.5.
-cv::Mat closed(int side, const std::vector<cv::Rect>& regions) {
+// The mask of shapes of probability 1, at threshold 0.5.
+cv::Mat closed(int side, const std::vector<cv::Rect>& shapes) {
   cv::Mat map = black_map(side);
-  for (const cv::Rect& region : regions) map(region).setTo(1.0F);
+  for (const cv::Rect& shape : shapes) map(shape).setTo(1.0F);
   return text_mask(map, 0.5F);
 }
 
@@ -148,9 +148,9 @@ TEST(TextMask, KeepsWiderGaps) {
   EXPECT_TRUE(same_pixels(closed(40, rows), mask_of({40, 40}, rows)));
 }
 
-TEST(TextMask, KeepsTheOutlineOfALoneRegion) {
-  const std::vector<cv::Rect> region = {{11, 9, 7, 5}};
-  EXPECT_TRUE(same_pixels(closed(40, region), mask_of({40, 40}, region)));
+TEST(TextMask, KeepsTheOutlineOfALoneShape) {
+  const std::vector<cv::Rect> shape = {{11, 9, 7, 5}};
+  EXPECT_TRUE(same_pixels(closed(40, shape), mask_of({40, 40}, shape)));
 }
 
 TEST(TextMask, ReachesTheEdgeFromTwoColumnsOrOneRowAway) {
@@ -176,9 +176,9 @@ std::vector<cv::Rect> rects_of(const std::vector<TextBox>& boxes) {
   return rects;
 }
 
-std::vector<cv::Rect> boxes_of(int side, const std::vector<cv::Rect>& regions,
+std::vector<cv::Rect> boxes_of(int side, const std::vector<cv::Rect>& shapes,
                                const cv::Size& image_size) {
-  return rects_of(text_boxes(mask_of({side, side}, regions), image_size));
+  return rects_of(text_boxes(mask_of({side, side}, shapes), image_size));
 }
 
 TEST(TextBoxRecord, StartsEmpty) {
@@ -230,7 +230,7 @@ TEST(TextBoxes, AreCutToAnImageSmallerThanThePadding) {
   EXPECT_THAT(boxes_of(64, {{0, 0, 64, 64}}, {1, 1}), IsEmpty());
 }
 
-TEST(TextBoxes, NeedARegionOfTwentyMapPixels) {
+TEST(TextBoxes, NeedAShapeOfTwentyMapPixels) {
   // A contour runs through pixel centres: 6 x 5 pixels enclose 5 x 4, a missing corner costs half.
   cv::Mat mask = mask_of({640, 640}, {{100, 200, 6, 5}});
   EXPECT_THAT(text_boxes(mask, {640, 640}), SizeIs(1));
@@ -238,7 +238,7 @@ TEST(TextBoxes, NeedARegionOfTwentyMapPixels) {
   EXPECT_THAT(text_boxes(mask, {640, 640}), IsEmpty());
 }
 
-TEST(TextBoxes, AreMeasuredAlongEveryBendOfTheRegion) {
+TEST(TextBoxes, AreMeasuredAlongEveryBendOfTheShape) {
   // A cross encloses its bars of 7 x 1 and 1 x 12, less their common 1, and half a pixel in each
   // of its four bends: 20.
   EXPECT_THAT(boxes_of(640, {{100, 205, 8, 2}, {102, 200, 2, 13}}, {640, 640}), SizeIs(1));
@@ -265,19 +265,19 @@ TEST(TextBoxes, ScoreOne) {
   EXPECT_EQ(boxes[0].score, 1.0F);
 }
 
-TEST(TextBoxes, IgnoreWhatARegionEncloses) {
+TEST(TextBoxes, IgnoreWhatAShapeEncloses) {
   cv::Mat mask = mask_of({640, 640}, {{100, 100, 200, 200}});
   mask(cv::Rect(120, 120, 160, 160)).setTo(0);
   mask(cv::Rect(150, 150, 50, 50)).setTo(255);
   EXPECT_THAT(rects_of(text_boxes(mask, {640, 640})), ElementsAre(cv::Rect(95, 96, 210, 208)));
 }
 
-TEST(TextBoxes, SurroundRegionsOfAnyShape) {
+TEST(TextBoxes, SurroundShapesOfAnyForm) {
   cv::Mat mask = mask_of({640, 640}, {{100, 100, 10, 60}, {100, 150, 80, 10}});
   EXPECT_THAT(rects_of(text_boxes(mask, {640, 640})), ElementsAre(cv::Rect(95, 96, 90, 68)));
 }
 
-TEST(TextBoxes, AreNoneWithoutARegion) {
+TEST(TextBoxes, AreNoneWithoutAShape) {
   EXPECT_THAT(boxes_of(640, {}, {640, 640}), IsEmpty());
   EXPECT_THAT(boxes_of(1, {{0, 0, 1, 1}}, {640, 640}), IsEmpty());
 }
@@ -293,17 +293,17 @@ TEST(TextBoxes, ComeInReadingOrder) {
       ElementsAre(cv::Rect(45, 106, 50, 28), cv::Rect(295, 96, 50, 28), cv::Rect(5, 136, 30, 28)));
 }
 
-// Regions 120 columns and 100 rows apart, five in a row.
-cv::Rect region_in_grid(int number, const cv::Size& size) {
+// Shapes 120 columns and 100 rows apart, five in a row.
+cv::Rect shape_in_grid(int number, const cv::Size& size) {
   return {20 + number % 5 * 120, 50 + number / 5 * 100, size.width, size.height};
 }
 
-cv::Rect padded(const cv::Rect& region) {
-  return {region.x - 5, region.y - 4, region.width + 10, region.height + 8};
+cv::Rect padded(const cv::Rect& shape) {
+  return {shape.x - 5, shape.y - 4, shape.width + 10, shape.height + 8};
 }
 
 TEST(TextBoxes, AreTheSixteenLargestInReadingOrder) {
-  std::vector<cv::Rect> regions;
+  std::vector<cv::Rect> shapes;
   std::vector<cv::Rect> expected;
   for (int number = 0; number < 20; ++number) {
     // Four of smaller area, among them the widest and the highest.
@@ -312,47 +312,47 @@ TEST(TextBoxes, AreTheSixteenLargestInReadingOrder) {
                           : number == 14 ? cv::Size(25, 30)
                           : number == 15 ? cv::Size(30, 26)
                                          : cv::Size(30, 30);
-    regions.push_back(region_in_grid(number, size));
-    if (size == cv::Size(30, 30)) expected.push_back(padded(regions.back()));
+    shapes.push_back(shape_in_grid(number, size));
+    if (size == cv::Size(30, 30)) expected.push_back(padded(shapes.back()));
   }
-  EXPECT_THAT(boxes_of(640, regions, {640, 640}), ElementsAreArray(expected));
+  EXPECT_THAT(boxes_of(640, shapes, {640, 640}), ElementsAreArray(expected));
 }
 
 TEST(TextBoxes, LoseTheSmallestOfSeventeen) {
   for (const int smallest : {0, 7, 16}) {
-    std::vector<cv::Rect> regions;
+    std::vector<cv::Rect> shapes;
     for (int number = 0; number < 17; ++number) {
-      regions.push_back(region_in_grid(number, {number == smallest ? 29 : 30, 30}));
+      shapes.push_back(shape_in_grid(number, {number == smallest ? 29 : 30, 30}));
     }
-    const std::vector<cv::Rect> boxes = boxes_of(640, regions, {640, 640});
+    const std::vector<cv::Rect> boxes = boxes_of(640, shapes, {640, 640});
     EXPECT_THAT(boxes, SizeIs(16));
-    EXPECT_THAT(boxes, Not(testing::Contains(padded(regions[static_cast<std::size_t>(smallest)]))));
+    EXPECT_THAT(boxes, Not(testing::Contains(padded(shapes[static_cast<std::size_t>(smallest)]))));
   }
 }
 
 TEST(TextBoxes, AreAllOfSixteen) {
-  std::vector<cv::Rect> regions;
+  std::vector<cv::Rect> shapes;
   std::vector<cv::Rect> expected;
   for (int number = 0; number < 16; ++number) {
-    regions.push_back(region_in_grid(number, {20 + number, 30}));
-    expected.push_back(padded(regions.back()));
+    shapes.push_back(shape_in_grid(number, {20 + number, 30}));
+    expected.push_back(padded(shapes.back()));
   }
-  EXPECT_THAT(boxes_of(640, regions, {640, 640}), ElementsAreArray(expected));
+  EXPECT_THAT(boxes_of(640, shapes, {640, 640}), ElementsAreArray(expected));
 }
 
 // Centres 10 pixels apart: each shares its row with the next but not with the one after that, so
 // the reading order runs in circles.
-std::vector<cv::Rect> chain_of_regions(int count) {
-  std::vector<cv::Rect> regions;
-  for (int i = 0; i < count; ++i) regions.push_back({10 + i * 37 % 200, 10 + 10 * i, 12 + i, 6});
-  return regions;
+std::vector<cv::Rect> chain_of_shapes(int count) {
+  std::vector<cv::Rect> shapes;
+  for (int i = 0; i < count; ++i) shapes.push_back({10 + i * 37 % 200, 10 + 10 * i, 12 + i, 6});
+  return shapes;
 }
 
 TEST(TextBoxes, AreAllKeptWhereTheReadingOrderRunsInCircles) {
   for (int count = 2; count <= 16; ++count) {
     std::vector<cv::Rect> expected;
-    for (const cv::Rect& region : chain_of_regions(count)) expected.push_back(padded(region));
-    EXPECT_THAT(boxes_of(1300, chain_of_regions(count), {1300, 1300}),
+    for (const cv::Rect& shape : chain_of_shapes(count)) expected.push_back(padded(shape));
+    EXPECT_THAT(boxes_of(1300, chain_of_shapes(count), {1300, 1300}),
                 UnorderedElementsAreArray(expected));
   }
 }
@@ -361,9 +361,9 @@ TEST(TextBoxes, AreTheLargestWhereTheReadingOrderOfManyRunsInCircles) {
   for (const int count : {17, 18, 33, 64, 120}) {
     SCOPED_TRACE(count);
     std::vector<cv::Rect> expected;
-    for (const cv::Rect& region : chain_of_regions(count)) expected.push_back(padded(region));
+    for (const cv::Rect& shape : chain_of_shapes(count)) expected.push_back(padded(shape));
     expected.erase(expected.begin(), expected.end() - 16);
-    EXPECT_THAT(boxes_of(1300, chain_of_regions(count), {1300, 1300}),
+    EXPECT_THAT(boxes_of(1300, chain_of_shapes(count), {1300, 1300}),
                 UnorderedElementsAreArray(expected));
   }
 }
@@ -430,7 +430,7 @@ std::vector<cv::Rect> detected(const std::string& script, float threshold,
                                       dir.path("case"), threshold));
 }
 
-TEST(TextDetector, FindsTheBoxOfARegionOfItsMap) {
+TEST(TextDetector, FindsTheBoxOfAShapeOfItsMap) {
   EXPECT_THAT(detected(map_script(640, "answer * 0 rect 0 0 64 64 0.9\n"), 0.3F),
               ElementsAre(cv::Rect(0, 0, 30, 15)));
 }
@@ -447,7 +447,7 @@ TEST(TextDetector, AppliesTheThresholdThatItIsGiven) {
 }
 
 TEST(TextDetector, ReadsLogitsAsProbabilities) {
-  // sigmoid(0) is 0.5 everywhere but in the region of -1, 0.27, and the one of 1, 0.73.
+  // sigmoid(0) is 0.5 everywhere but in the part of -1, 0.27, and the one of 1, 0.73.
   const std::string script =
       map_script(64, "answer * 0 rect 4 4 8 8 -1\nanswer * 0 rect 40 40 16 16 1\n");
   EXPECT_THAT(detected(script, 0.6F), ElementsAre(cv::Rect(120, 36, 60, 24)));

@@ -9,8 +9,8 @@
 
 #include "ocr/line_recogniser.h"
 #include "plate/image_prep.h"
-#include "support/pictures.h"
-#include "support/test_support.h"
+#include "tests/support/pictures.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {
@@ -36,9 +36,9 @@ using testing::StartsWith;
 // Class 1 is a blank, 2 to 4 are letters.
 const std::vector<std::string> kDict = {" ", "a", "b", "c"};
 const std::vector<std::string> kVariants = {"original", "gray", "clahe", "sharpen", "up2x"};
-const std::vector<std::string> kRegions = {"_full", "_upper_row", "_lower_row", "_serial_area"};
+const std::vector<std::string> kWindows = {"_full", "_upper_row", "_lower_row", "_serial_area"};
 
-// A region of this map is the box (45, 11, 110, 40) of a plate of 320 x 100 pixels and the box
+// A shape of this map is the box (45, 11, 110, 40) of a plate of 320 x 100 pixels and the box
 // (95, 27, 210, 71) of the enlarged one.
 constexpr char kOneLine[] = "answer * 0 fill 4096 0\nanswer * 0 rect 10 10 20 20 1\n";
 
@@ -71,7 +71,7 @@ std::vector<std::string> texts_of(const std::vector<OcrText>& texts) {
   return values;
 }
 
-TEST(WholePlateOcr, ReadsFourRegionsOfFiveVariantsInOrder) {
+TEST(WholePlateOcr, ReadsFourWindowsOfFiveVariantsInOrder) {
   const auto texts = read_plate("", "answer * 0 steps 5 2 3\n");
   EXPECT_THAT(sources_of(texts),
               ElementsAre("original_full", "original_upper_row", "original_lower_row",
@@ -92,11 +92,11 @@ TEST(WholePlateOcr, KeepsEachTextWithItsSource) {
   EXPECT_THAT(texts_of(texts), ElementsAre("a", "b", "c", "ab"));
 }
 
-TEST(WholePlateOcr, ReadsTheTextLinesOfAVariantBeforeItsRegions) {
+TEST(WholePlateOcr, ReadsTheTextLinesOfAVariantBeforeItsWindows) {
   std::vector<std::string> expected;
   for (const std::string& variant : kVariants) {
     expected.push_back(variant + "_det_crop_0");
-    for (const std::string& region : kRegions) expected.push_back(variant + region);
+    for (const std::string& window : kWindows) expected.push_back(variant + window);
   }
   EXPECT_THAT(sources_of(read_plate(kOneLine, "answer * 0 steps 5 2\n")),
               ElementsAreArray(expected));
@@ -157,9 +157,7 @@ TEST(WholePlateOcr, RecognisesTheTextLineTheWholeAndThreePartsOfEachVariant) {
                                                                          {0, 0, 320, 50},
                                                                          {0, 38, 320, 62},
                                                                          {89, 38, 231, 62}};
-    for (const cv::Rect& part : parts) {
-      expected.push_back(make_rec_input_rgb(variant(part)));
-    }
+    for (const cv::Rect& part : parts) expected.push_back(make_rec_input_rgb(variant(part)));
   }
   EXPECT_TRUE(same_pictures(inputs_of(log.inputs("rec"), {320, 48}), expected));
 }
@@ -262,12 +260,12 @@ TEST(WholePlateOcr, PassesOnThatANetworkGivesNothing) {
 }
 
 // The plate parser tells readings apart by these words.
-TEST(WholePlateOcr, NamesNoTextLineLikeARegion) {
+TEST(WholePlateOcr, NamesNoTextLineLikeAWindow) {
   const auto texts = read_plate(kOneLine, "answer 1-25/5 0 steps 5 2\n");
   EXPECT_THAT(texts, SizeIs(5));
   for (const std::string& source : sources_of(texts)) {
-    for (const char* region : {"full", "upper_row", "lower_row", "serial_area"}) {
-      EXPECT_EQ(source.find(region), std::string::npos) << source;
+    for (const char* window : {"full", "upper_row", "lower_row", "serial_area"}) {
+      EXPECT_EQ(source.find(window), std::string::npos) << source;
     }
   }
 }

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/pictures.h"
+#include "tests/support/pictures.h"
 
 namespace kavrel {
 namespace {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "plate/image_prep.h"
-#include "support/pictures.h"
-#include "support/test_support.h"
+#include "tests/support/pictures.h"
+#include "tests/support/test_support.h"
 
 namespace kavrel {
 namespace {
