@@ -1,7 +1,7 @@
 """Makes samples for the plate-line recogniser: crops of plates, and what they say.
 
 From a rectified plate (plate_shots.py) crops are made as kavrel makes them: five variants
-of it, rows at fixed heights, boxes of the text-line detector, and small regions around the
+of it, rows at fixed heights, boxes of the text-line detector, and small windows around the
 kana.
 
 A crop says what it shows whole.  Where a number or a name is cut, nothing of
