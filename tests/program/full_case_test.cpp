@@ -215,7 +215,9 @@ TEST_F(FullCase, ShowsEveryVariantWithItsTextLines) {
     expect_look(variant, look);
     const std::vector<cv::Rect> boxes = boxes_in(variant);
     expect_frames(picture(prefix + "_det_boxes.jpg"), variant, boxes);
-    EXPECT_EQ(sketch(picture(prefix + "_det_mask.jpg"), 16, 6), kMask);
+    const cv::Mat mask = picture(prefix + "_det_mask.jpg");
+    EXPECT_EQ(mask.size(), look.size);
+    EXPECT_EQ(sketch(mask, 16, 6), kMask);
     for (std::size_t k = 0; k < boxes.size(); ++k) {
       const cv::Mat crop =
           picture(directory_ + "/ocr_" + look.name + "_crop_" + std::to_string(k) + ".jpg");
