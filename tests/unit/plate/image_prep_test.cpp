@@ -113,8 +113,8 @@ cv::Mat lab_plane(const cv::Mat& bgr, int plane) {
   return values;
 }
 
-// Stripes of 32 columns, in turn with the grey levels 60 to 91 and 160 to 191, one level per row, the
-// lowest at the top, eight times over.
+// Stripes of 32 columns, in turn with the grey levels 60 to 91 and 160 to 191, one level per row,
+// the lowest at the top, eight times over.
 cv::Mat striped_image() {
   cv::Mat image(256, 256, CV_8UC3);
   for (int y = 0; y < image.rows; ++y) {
