@@ -101,14 +101,14 @@ std::string json_object(const std::vector<std::pair<std::string, std::string>>& 
   return "{\n" + join_strings(lines, ",\n") + "\n}\n";
 }
 
-std::vector<std::string> split_csv_simple(const std::string& line) {
+std::vector<std::string> split_csv_simple(const std::string& line, char separator) {
   std::vector<std::string> cells;
   std::string cell;
   bool in_quotes = false;
   for (const char byte : line) {
     if (byte == '"') {
       in_quotes = !in_quotes;
-    } else if (byte == ',' && !in_quotes) {
+    } else if (byte == separator && !in_quotes) {
       cells.push_back(trim(cell));
       cell.clear();
     } else {

@@ -43,7 +43,7 @@ std::string json_object(const std::vector<std::pair<std::string, std::string>>& 
 
 // The trimmed cells of one line. A quote only switches whether commas separate and is dropped;
 // a doubled quote yields none, so this is not the inverse of csv_escape.
-std::vector<std::string> split_csv_simple(const std::string& line);
+std::vector<std::string> split_csv_simple(const std::string& line, char separator = ',');
 
 }  // namespace kavrel
 

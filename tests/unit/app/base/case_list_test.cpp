@@ -1,4 +1,4 @@
-#include "app/case_list.h"
+#include "app/base/case_list.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

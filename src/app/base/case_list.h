@@ -1,0 +1,49 @@
+// The case list: which images a run reads and what they are expected to show.
+#ifndef KAVREL_APP_BASE_CASE_LIST_H
+#define KAVREL_APP_BASE_CASE_LIST_H
+
+#include <string>
+#include <vector>
+
+namespace kavrel {
+
+struct CaseItem {
+  std::string image_path;  // relative to the working directory
+  std::string expected;    // plate text; empty without ground truth
+  std::string group_id;    // frames of one vehicle share it
+};
+
+// Reads a CSV of image_path, expected and group_id in file order. A header is recognised by
+// "image_path" as the first cell of the first line that is not blank, and then names the columns.
+// Rows without an image are dropped; a missing group is the image's name without extension.
+// Throws std::runtime_error "failed to open input list: " + path.
+std::vector<CaseItem> read_input_list(const std::string& path);
+
+// The steps of read_input_list, for whoever looks at a list line by line. A line's cells are those
+// of split_csv_simple.
+using ListCells = std::vector<std::string>;
+
+namespace list_column {
+constexpr const char* kImagePath = "image_path";
+constexpr const char* kExpected = "expected";
+constexpr const char* kGroupId = "group_id";
+}  // namespace list_column
+
+// Where each field stands in a row; npos when the list has no such column. Without a header they
+// stand in this order.
+struct ListColumns {
+  std::size_t image_path = 0;
+  std::size_t expected = 1;
+  std::size_t group_id = 2;
+};
+
+// Whether the first line is a header, and which columns it names: of the same name the last counts.
+bool is_list_header(const ListCells& cells);
+ListColumns list_columns(const ListCells& header);
+
+// The case of a row; its image_path is empty where the row has none.
+CaseItem case_of_row(const ListCells& row, const ListColumns& columns);
+
+}  // namespace kavrel
+
+#endif
