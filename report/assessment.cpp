@@ -7,46 +7,86 @@
 namespace kavrel::report {
 namespace {
 
-void count_causes(const FieldJudgements& fields, const FrameDecision& decision,
-                  Assessment& assessment) {
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    if (fields[i].outcome == Outcome::kCorrect) continue;
-    CauseCounts& causes = assessment.causes[i];
-    switch (cause_of(i, fields[i], decision)) {
-      case Cause::kNeverRead:
-        ++causes.never_read;
-        break;
-      case Cause::kOutvoted:
-        ++causes.outvoted;
-        break;
-      case Cause::kFallback:
-        ++causes.fallback;
-        break;
-    }
+void count_field_causes(const FieldCauses& causes, Assessment& assessment) {
+  for (std::size_t i = 0; i < causes.size(); ++i) {
+    if (!causes[i]) continue;
+    ++assessment.field_causes[i][static_cast<std::size_t>(causes[i]->cause)];
+    if (causes[i]->guessed) ++assessment.guessed[i];
   }
-  if (!decision.kana_from_fallback) return;
-  ++assessment.fallback_frames;
-  if (fields[kKana].outcome == Outcome::kCorrect) ++assessment.fallback_right;
 }
 
-void assess_frame(const FrameResult& frame, const std::vector<std::string>& region_words,
-                  Assessment& assessment) {
+bool failed(const PlateJudgement& plate) {
+  return plate.outcome == Outcome::kMisread || plate.outcome == Outcome::kNotRead;
+}
+
+void assess_frame(std::size_t index, const RecordedRun& run,
+                  const std::vector<std::string>& region_words, Assessment& assessment) {
+  const FrameResult& frame = run.frames[index];
   const PlateJudgement judgement = judge_plate(frame.expected, frame.fields);
   const FrameDecision decision = decide_frame(frame, region_words);
   assessment.frames.add(judgement);
   add_confusions(judgement, assessment.confusions);
   if (!decision.as_recorded) ++assessment.not_as_recorded;
-  if (judgement.fields) count_causes(*judgement.fields, decision, assessment);
+  if (judgement.fields && decision.kana_from_fallback) {
+    ++assessment.fallback_frames;
+    if ((*judgement.fields)[kKana].outcome == Outcome::kCorrect) ++assessment.fallback_right;
+  }
+  assessment.frame_causes.emplace_back();
+  if (failed(judgement)) {
+    const Label label = read_label(frame.expected, region_words);
+    const FieldCauses fields = field_causes(label, frame.fields, decision);
+    count_field_causes(fields, assessment);
+    const PlaceFinding place = judge_place(see_place(run, index), has_no_vote(decision));
+    assessment.frame_causes.back() = cause_of_frame(label, place, fields);
+  }
   assessment.frame_judgements.push_back(judgement);
 }
 
-}  // namespace
-
-Cause cause_of(std::size_t field, const FieldJudgement& judgement, const FrameDecision& decision) {
-  if (field == kKana && decision.kana_from_fallback) return Cause::kFallback;
-  const int votes = votes_for(decision.plate.totals, kFields[field], judgement.expected);
-  return votes == 0 ? Cause::kNeverRead : Cause::kOutvoted;
+// A frame of another vehicle shows beside one that was read right.
+bool mark_other_plates(const Group& group, Assessment& assessment) {
+  if (count_correct_frames(group, assessment) == 0) return false;
+  bool any = false;
+  for (const std::size_t i : group.frames) {
+    const PlateJudgement& plate = assessment.frame_judgements[i];
+    if (!failed(plate) || !plate.fields || !is_other_plate(*plate.fields)) continue;
+    assessment.frame_causes[i] = Cause::kTwoPlates;
+    any = true;
+  }
+  return any;
 }
+
+Cause cause_of_group(const Group& group, bool two_plates,
+                     const std::vector<std::string>& region_words, const Assessment& assessment) {
+  if (two_plates) return Cause::kTwoPlates;
+  std::vector<Cause> causes;
+  for (const std::size_t i : group.frames) {
+    if (assessment.frame_causes[i]) causes.push_back(*assessment.frame_causes[i]);
+  }
+  if (!causes.empty()) return most_frequent(causes);
+  if (!group.frames.empty()) return Cause::kOutvoted;  // by frames without an expected text
+  return cause_of_frame(read_label(group.result.expected, region_words), {}, {});
+}
+
+void assess_group(const RecordedRun& run, const Group& group,
+                  const std::vector<std::string>& region_words, Assessment& assessment) {
+  const PlateJudgement judgement = judge_plate(group.result.expected, group.result.fields);
+  assessment.groups.add(judgement);
+  const bool other_plates = mark_other_plates(group, assessment);
+  const bool two_plates = other_plates || has_two_labels(run, group, region_words);
+  assessment.group_causes.emplace_back();
+  if (failed(judgement)) {
+    assessment.group_causes.back() = cause_of_group(group, two_plates, region_words, assessment);
+  }
+  assessment.group_judgements.push_back(judgement);
+}
+
+void count_causes(const std::vector<std::optional<Cause>>& causes, CauseCounts& counts) {
+  for (const auto& cause : causes) {
+    if (cause) ++counts[static_cast<std::size_t>(*cause)];
+  }
+}
+
+}  // namespace
 
 int count_correct_frames(const Group& group, const Assessment& assessment) {
   return static_cast<int>(std::count_if(
@@ -57,14 +97,13 @@ int count_correct_frames(const Group& group, const Assessment& assessment) {
 Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words) {
   Assessment assessment;
   Progress progress("judging frames", run.frames.size());
-  for (const FrameResult& frame : run.frames) {
-    assess_frame(frame, region_words, assessment);
+  for (std::size_t i = 0; i < run.frames.size(); ++i) {
+    assess_frame(i, run, region_words, assessment);
     progress.step();
   }
-  for (const Group& group : run.groups) {
-    assessment.group_judgements.push_back(judge_plate(group.result.expected, group.result.fields));
-    assessment.groups.add(assessment.group_judgements.back());
-  }
+  for (const Group& group : run.groups) assess_group(run, group, region_words, assessment);
+  count_causes(assessment.frame_causes, assessment.frames_by_cause);
+  count_causes(assessment.group_causes, assessment.groups_by_cause);
   return assessment;
 }
 

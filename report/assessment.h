@@ -3,9 +3,11 @@
 #define KAVREL_REPORT_ASSESSMENT_H
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "report/cause.h"
 #include "report/confusion.h"
 #include "report/decision.h"
 #include "report/run.h"
@@ -13,19 +15,21 @@
 
 namespace kavrel::report {
 
-// Why fields of frames are wrong.
-struct CauseCounts {
-  int never_read = 0;  // no reading voted for the expected value
-  int outvoted = 0;    // some did, others had more votes
-  int fallback = 0;    // no reading had a kana, and the search for it found a wrong one
-};
+// How many have each cause, in the order of kCauses.
+using CauseCounts = std::array<int, kCauses.size()>;
 
 struct Assessment {
   Score groups;
   Score frames;
-  ConfusionCounts confusions;                      // of frames
-  std::array<CauseCounts, kFields.size()> causes;  // of frames
-  int fallback_frames = 0;                         // labelled ones whose kana the fallback found
+  ConfusionCounts confusions;  // of frames
+  // Why frames and groups are not correct; nothing of those that are, or have no expected text.
+  std::vector<std::optional<Cause>> frame_causes;
+  std::vector<std::optional<Cause>> group_causes;
+  CauseCounts frames_by_cause{};
+  CauseCounts groups_by_cause{};
+  std::array<CauseCounts, kFields.size()> field_causes{};  // of fields of frames
+  std::array<int, kFields.size()> guessed{};  // wrong fields of frames that no reading meant
+  int fallback_frames = 0;                    // labelled ones whose kana the fallback found
   int fallback_right = 0;
   int not_as_recorded = 0;                       // frames
   std::vector<PlateJudgement> group_judgements;  // in the order of the groups
@@ -38,11 +42,6 @@ struct AssessedRun {
   const Assessment& assessment;
   const std::vector<std::string>& region_words;
 };
-
-enum class Cause { kNeverRead, kOutvoted, kFallback };
-
-// Why a field of a frame that is not correct was read as it was.
-Cause cause_of(std::size_t field, const FieldJudgement& judgement, const FrameDecision& decision);
 
 int count_correct_frames(const Group& group, const Assessment& assessment);
 

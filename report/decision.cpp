@@ -16,6 +16,12 @@ FrameDecision decide_frame(const FrameResult& frame, const std::vector<std::stri
   return decision;
 }
 
+bool has_no_vote(const FrameDecision& decision) {
+  return std::all_of(kFields.begin(), kFields.end(), [&](const Field& field) {
+    return (decision.plate.totals.*field.votes).empty();
+  });
+}
+
 int votes_for(const FieldTallies& tallies, const Field& field, const std::string& value) {
   const Tally& tally = tallies.*field.votes;
   const auto candidate = tally.find(value);

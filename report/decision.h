@@ -20,6 +20,9 @@ struct FrameDecision {
 
 FrameDecision decide_frame(const FrameResult& frame, const std::vector<std::string>& region_words);
 
+// Whether no reading had a part of a plate.
+bool has_no_vote(const FrameDecision& decision);
+
 // Votes for `value` in the field's tally.
 int votes_for(const FieldTallies& tallies, const Field& field, const std::string& value);
 

@@ -1,6 +1,7 @@
 #include "report/html_report.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "report/html_cards.h"
 #include "report/html_heat_map.h"
@@ -69,13 +70,17 @@ View field_views(const Assessment& assessment) {
     View sides = make_list();
     sides.push_back(side_view(assessment.groups.fields[i]));
     sides.push_back(side_view(assessment.frames.fields[i]));
-    const CauseCounts& causes = assessment.causes[i];
+    View causes = make_list();
+    for (const Cause cause : kFieldCauses) {
+      View count;
+      count.set("count", digits(assessment.field_causes[i][static_cast<std::size_t>(cause)]));
+      causes.push_back(count);
+    }
     View field;
     field.set("name", std::string(kFields[i].name));
     field.set("sides", sides);
-    field.set("never_read", digits(causes.never_read));
-    field.set("outvoted", digits(causes.outvoted));
-    field.set("fallback", digits(causes.fallback));
+    field.set("guessed", digits(assessment.guessed[i]));
+    field.set("causes", causes);
     fields.push_back(field);
   }
   return fields;
@@ -107,24 +112,21 @@ std::string top_confusion(const std::vector<Confusion>& confusions) {
 }
 
 std::string main_cause(const Assessment& assessment) {
-  CauseCounts all;
-  for (const CauseCounts& causes : assessment.causes) {
-    all.never_read += causes.never_read;
-    all.outvoted += causes.outvoted;
-    all.fallback += causes.fallback;
-  }
-  const int total = all.never_read + all.outvoted + all.fallback;
-  if (total == 0) return "";
-  return "Wrong fields in frames: " + digits(total) + ", of which " + digits(all.never_read) +
-         " never read right by any reading, " + digits(all.outvoted) + " outvoted, " +
-         digits(all.fallback) + " from the kana fallback.";
+  const CauseCounts& counts = assessment.frames_by_cause;
+  const auto most = std::max_element(counts.begin(), counts.end());
+  if (*most == 0) return "";
+  const CauseEntry& entry = kCauses[static_cast<std::size_t>(most - counts.begin())];
+  const int failed = std::accumulate(counts.begin(), counts.end(), 0);
+  return "Most frequent cause: " + std::string(entry.name) + ", in " + digits(*most) + " of " +
+         count_of(failed, "frame") + (failed == 1 ? " that is" : " that are") + " not correct.";
 }
 
 std::vector<std::string> insights(const Assessment& assessment,
                                   const std::vector<Confusion>& confusions) {
   std::vector<std::string> lines;
-  for (const std::string& line : {weakest_field(assessment.groups, "groups"),
-                                  top_confusion(confusions), main_cause(assessment)}) {
+  for (const std::string& line :
+       {main_cause(assessment), weakest_field(assessment.groups, "groups"),
+        top_confusion(confusions)}) {
     if (!line.empty()) lines.push_back(line);
   }
   if (lines.empty()) {
@@ -209,6 +211,13 @@ void set_figures(const Assessment& assessment, View& view) {
   both.push_back(View(true));
   both.push_back(View(true));
   view.set("both", both);
+  View cause_names = make_list();
+  for (const Cause cause : kFieldCauses) {
+    View name;
+    name.set("name", std::string(entry_of(cause).name));
+    cause_names.push_back(name);
+  }
+  view.set("cause_names", cause_names);
   view.set("fields", field_views(assessment));
   view.set("any_confusion", !confusions.empty());
   view.set("confusions", confusion_views(confusions));

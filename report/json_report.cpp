@@ -57,14 +57,32 @@ Json json_of(const ConfusionCounts& counts) {
 }
 
 Json json_of_causes(const Assessment& assessment) {
-  Json json;
-  for (std::size_t i = 0; i < kFields.size(); ++i) {
-    const CauseCounts& causes = assessment.causes[i];
-    json[kFields[i].key] = {{"never_read", causes.never_read},
-                            {"outvoted", causes.outvoted},
-                            {"fallback", causes.fallback}};
+  Json json = Json::array();
+  for (std::size_t i = 0; i < kCauses.size(); ++i) {
+    json.push_back({{"cause", kCauses[i].key},
+                    {"name", kCauses[i].name},
+                    {"stage", kCauses[i].stage},
+                    {"advice", kCauses[i].advice},
+                    {"frames", assessment.frames_by_cause[i]},
+                    {"groups", assessment.groups_by_cause[i]}});
   }
   return json;
+}
+
+Json json_of_field_causes(const Assessment& assessment) {
+  Json json;
+  for (std::size_t i = 0; i < kFields.size(); ++i) {
+    Json& field = json[kFields[i].key];
+    for (const Cause cause : kFieldCauses) {
+      field[entry_of(cause).key] = assessment.field_causes[i][static_cast<std::size_t>(cause)];
+    }
+    field["guessed"] = assessment.guessed[i];
+  }
+  return json;
+}
+
+Json key_or_null(const std::optional<Cause>& cause) {
+  return cause ? Json(entry_of(*cause).key) : Json();
 }
 
 Json json_of_groups_not_correct(const RecordedRun& run, const Assessment& assessment) {
@@ -77,7 +95,8 @@ Json json_of_groups_not_correct(const RecordedRun& run, const Assessment& assess
                     {"outcome", name_of(outcome)},
                     {"expected", printable(group.expected)},
                     {"read", printable(group.fields.final_plate_number)},
-                    {"frames", group.frame_count}});
+                    {"frames", group.frame_count},
+                    {"cause", key_or_null(assessment.group_causes[i])}});
   }
   return json;
 }
@@ -95,6 +114,7 @@ void write_json(const RecordedRun& run, const Assessment& assessment, std::ostre
       {"groups", json_of(assessment.groups)},
       {"frames", json_of(assessment.frames)},
       {"causes", json_of_causes(assessment)},
+      {"field_causes", json_of_field_causes(assessment)},
       {"kana_fallback",
        {{"frames", assessment.fallback_frames}, {"correct", assessment.fallback_right}}},
       {"confusions", json_of(assessment.confusions)},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #include <vector>
@@ -50,6 +51,23 @@ Bytes picture_bytes(const std::string& path) {
   return read_file_binary(path);
 }
 
+// A JPEG file is a row of segments: a marker, what the segment holds, and its length.
+constexpr int kMarker = 0xFF;
+constexpr int kStartOfImage = 0xD8;
+
+int next_byte(std::istream& file) { return file.get(); }
+
+int next_number(std::istream& file) {
+  const int high = next_byte(file);
+  return high * 256 + next_byte(file);
+}
+
+// The segments that tell the size: 0xC0 to 0xCF but three that are tables.
+bool is_frame_header(int segment) {
+  return segment >= 0xC0 && segment <= 0xCF && segment != 0xC4 && segment != 0xC8 &&
+         segment != 0xCC;
+}
+
 Bytes smaller_copy(const cv::Mat& picture, double scale) {
   cv::Mat copy = picture;
   if (scale < 1) cv::resize(picture, copy, cv::Size(), scale, scale, cv::INTER_AREA);
@@ -59,6 +77,34 @@ Bytes smaller_copy(const cv::Mat& picture, double scale) {
 }
 
 }  // namespace
+
+cv::Mat read_picture(const std::string& path) {
+  try {
+    const Bytes bytes = picture_bytes(path);
+    return bytes.empty() ? cv::Mat() : cv::imdecode(bytes, cv::IMREAD_COLOR);
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+std::optional<cv::Size> picture_size(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
+  std::ifstream file(path, std::ios::binary);
+  if (next_byte(file) != kMarker || next_byte(file) != kStartOfImage) return std::nullopt;
+  while (next_byte(file) == kMarker) {
+    const int segment = next_byte(file);
+    const int length = next_number(file);
+    if (is_frame_header(segment)) {
+      next_byte(file);  // bits of a sample
+      const int height = next_number(file);
+      const int width = next_number(file);
+      return file ? std::optional(cv::Size(width, height)) : std::nullopt;
+    }
+    file.seekg(length - 2, std::ios::cur);
+  }
+  return std::nullopt;
+}
 
 std::string picture_address(const std::string& path, int width, int height) {
   try {

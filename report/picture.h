@@ -1,11 +1,19 @@
 #ifndef KAVREL_REPORT_PICTURE_H
 #define KAVREL_REPORT_PICTURE_H
 
+#include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 
 #include "report/run.h"
 
 namespace kavrel::report {
+
+// In colour; empty if it is missing or no picture.
+cv::Mat read_picture(const std::string& path);
+
+// The size of a JPEG file, from its head alone; nothing if it is missing or no such file.
+std::optional<cv::Size> picture_size(const std::string& path);
 
 // The picture as a "data:" address of a JPEG file of at most `width` x `height` pixels: the file's
 // own bytes if it is small enough, else a smaller copy. "" if it is missing or no picture.

@@ -136,6 +136,7 @@ void compare_with_summary(const Rows& rows, RecordedRun& run) {
 
 struct Totals {
   std::string input_mode;
+  bool used_plate_det;
   std::size_t frames;
   std::size_t groups;
 };
@@ -146,8 +147,8 @@ std::optional<Totals> read_totals(const std::string& path) {
   const std::string text{std::istreambuf_iterator<char>(file), {}};
   try {
     const auto json = nlohmann::json::parse(text);
-    return Totals{json.at(output::total::kInputMode), json.at(output::total::kFrameTotal),
-                  json.at(output::total::kGroupTotal)};
+    return Totals{json.at(output::total::kInputMode), json.at(output::total::kUsePlateDet),
+                  json.at(output::total::kFrameTotal), json.at(output::total::kGroupTotal)};
   } catch (const nlohmann::json::exception&) {
     return std::nullopt;
   }
@@ -158,6 +159,7 @@ void compare_with_totals(RecordedRun& run) {
   const auto totals = read_totals(path);
   if (totals) {
     run.input_mode = printable(totals->input_mode);
+    run.used_plate_det = totals->used_plate_det;
     if (totals->frames == run.frames.size() && totals->groups == run.groups.size()) return;
     run.notices.push_back(std::string(output::kFinalResult) + " counts " +
                           count_of(totals->frames, "frame") + " and " +

@@ -20,6 +20,7 @@ struct RecordedRun {
   std::string dir;
   std::string ended;                  // when its last case ended, as 2024-05-01T12:00:00 in UTC
   std::string input_mode;             // "" if unknown
+  bool used_plate_det = true;         // unless the run says that it was not
   std::vector<FrameResult> frames;    // in case order
   std::vector<Group> groups;          // in byte order of their ids
   std::set<std::size_t> overwritten;  // frames whose pictures a later case of the same name took

@@ -54,6 +54,12 @@ std::u32string code_points(const std::string& text) {
   return points;
 }
 
+std::string utf8(const std::u32string& points) {
+  std::string bytes;
+  for (const char32_t point : points) utf8::unchecked::append(point, std::back_inserter(bytes));
+  return bytes;
+}
+
 std::string printable(const std::u32string& text) {
   std::string bytes;
   for (const char32_t character : text) {

@@ -7,6 +7,7 @@
 namespace kavrel::report {
 
 std::u32string code_points(const std::string& text);
+std::string utf8(const std::u32string& points);
 
 // `text` as it may stand on a page, in XML, in JSON and on a terminal: valid UTF-8 in which control
 // characters are their pictures (U+2400 to U+2421), and characters that a page must not carry or

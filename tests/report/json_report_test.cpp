@@ -51,8 +51,14 @@ TEST(JsonReport, HoldsTheFiguresOfThePage) {
   EXPECT_EQ(groups.at("character_error_rate").at("edits"), 15);
   EXPECT_EQ(groups.at("fields").at("kana").at("misread"), 1);
   EXPECT_EQ(report.at("frames").at("correct"), 2);
-  EXPECT_EQ(report.at("causes").at("kana"),
-            json::parse(R"({"never_read": 2, "outvoted": 1, "fallback": 1})"));
+  EXPECT_EQ(report.at("causes").size(), kCauses.size());
+  const json& not_read = report.at("causes").at(6);
+  EXPECT_EQ(not_read.at("cause"), "not-read");
+  EXPECT_EQ(not_read.at("frames"), 3);  // a2, c1 and e1
+  EXPECT_EQ(not_read.at("groups"), 2);  // c and e
+  EXPECT_EQ(report.at("field_causes").at("kana"),
+            json::parse(R"({"not-read": 2, "other-row": 0, "outvoted": 1, "tie": 0,
+                            "kana-search": 1, "untold": 0, "guessed": 1})"));
   EXPECT_EQ(report.at("kana_fallback"), json::parse(R"({"frames": 1, "correct": 0})"));
   EXPECT_EQ(report.at("confusions").at(0),
             json::parse(R"({"field":"kana","expected":"さ","read":"き","count":2,"of":2})"));
@@ -60,7 +66,7 @@ TEST(JsonReport, HoldsTheFiguresOfThePage) {
   EXPECT_EQ(report.at("not_correct").size(), 4U);
   EXPECT_EQ(report.at("not_correct").at(0),
             json::parse(R"({"group_id":"b","outcome":"misread","expected":"横浜 500 さ 56-78",
-                            "read":"横浜 500 き 56-78","frames":2})"));
+                            "read":"横浜 500 き 56-78","frames":2,"cause":"outvoted"})"));
 }
 
 TEST(JsonReport, IsValidByItsSchema) {

@@ -69,20 +69,21 @@ TEST(Page, ShowsTheTotalsOfFrames) {
 
 TEST(Page, SaysInShortWhatIsWrong) {
   EXPECT_EQ(text_between(small_page(), "class=\"tile short\"", "</div>"),
-            "In short Kana is the weakest field: misread in 1, not read in 1 of 4 groups. Most "
-            "frequent confusion: さ read as き in Kana, 2 times. Wrong fields in frames: 8, of "
-            "which 6 never read right by any reading, 1 outvoted, 1 from the kana fallback.");
+            "In short Most frequent cause: text never read, in 3 of 5 frames that are not correct. "
+            "Kana is the weakest field: misread in 1, not read in 1 of 4 groups. Most frequent "
+            "confusion: さ read as き in Kana, 2 times.");
 }
 
-// Columns: right, misread, not read and accuracy of groups and of frames, then the causes.
+// Columns: right, misread, not read and accuracy of groups and of frames; then never read, taken
+// from the other row, outvoted, tie, invented, not told, and how many of these were guessed.
 TEST(Page, ShowsTheFiguresOfEachField) {
   const std::string fields = text_between(small_page(), "id=\"fields\"", "</table>");
   EXPECT_THAT(fields, HasSubstr("Region 3 0 1 75.0 % (30.1 to 95.4) 6 0 1 85.7 % (48.7 to 97.4) 1 "
-                                "0 0 Class 3 0 1"));
-  EXPECT_THAT(fields, HasSubstr("Kana 2 1 1 50.0 % (15.0 to 85.0) 3 3 1 42.9 % (15.8 to 75.0) 2 1 "
-                                "1 Serial 2 1 1"));
+                                "0 0 0 0 0 0 Class 3 0 1"));
+  EXPECT_THAT(fields, HasSubstr("Kana 2 1 1 50.0 % (15.0 to 85.0) 3 3 1 42.9 % (15.8 to 75.0) 2 0 "
+                                "1 0 1 0 1 Serial 2 1 1"));
   EXPECT_THAT(fields, HasSubstr("Serial 2 1 1 50.0 % (15.0 to 85.0) 5 1 1 71.4 % (35.9 to 91.8) 2 "
-                                "0 0"));
+                                "0 0 0 0 0 0"));
 }
 
 TEST(Page, ListsConfusionsMostFrequentFirst) {

@@ -67,15 +67,19 @@ TEST(Score, RatesTheFirst256CharactersOfALongText) {
   EXPECT_EQ(score.micro_error_rate(), 1.0);
 }
 
-// No reading had the expected kana of a2 and of c1; in b1 it lost; in b2 the fallback guessed.
-TEST(Causes, TellWhyFieldsOfFramesAreWrong) {
+// No reading had the expected kana of a2 and of c1; in b1 it lost; in b2 the search guessed.
+TEST(Score, CountsWhyFieldsOfFramesAreWrong) {
   const Assessment assessment = assess_small_run();
-  EXPECT_EQ(assessment.causes[2].never_read, 2);
-  EXPECT_EQ(assessment.causes[2].outvoted, 1);
-  EXPECT_EQ(assessment.causes[2].fallback, 1);
-  EXPECT_EQ(assessment.causes[0].never_read, 1);
-  EXPECT_EQ(assessment.causes[3].never_read, 2);
-  EXPECT_EQ(assessment.causes[3].outvoted, 0);
+  const auto count = [&](std::size_t field, Cause cause) {
+    return assessment.field_causes[field][static_cast<std::size_t>(cause)];
+  };
+  EXPECT_EQ(count(2, Cause::kNotRead), 2);
+  EXPECT_EQ(count(2, Cause::kOutvoted), 1);
+  EXPECT_EQ(count(2, Cause::kKanaSearch), 1);
+  EXPECT_EQ(count(0, Cause::kNotRead), 1);
+  EXPECT_EQ(count(3, Cause::kNotRead), 2);
+  EXPECT_EQ(count(3, Cause::kOutvoted), 0);
+  EXPECT_EQ(assessment.guessed, (std::array<int, 4>{0, 0, 1, 0}));
   EXPECT_EQ(assessment.fallback_frames, 1);
   EXPECT_EQ(assessment.fallback_right, 0);
   EXPECT_EQ(assessment.not_as_recorded, 0);
