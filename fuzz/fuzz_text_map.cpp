@@ -9,7 +9,7 @@ using kavrel_fuzz::require;
 
 namespace {
 
-// A byte a value gives large maps of probabilities, four bytes a value give any float.
+// One byte per value gives large maps of probabilities, four bytes per value give any float.
 std::vector<float> take_values(FuzzedDataProvider& data) {
   if (data.ConsumeBool()) return kavrel_fuzz::take_floats(data);
   const auto bytes = data.ConsumeRemainingBytes<std::uint8_t>();

@@ -30,7 +30,7 @@ class OnnxModel {
   // Copies height x width x 3 interleaved bytes into the input.
   void set_input(std::uint32_t index, const std::uint8_t* pixels);
 
-  // Throws Refusal while an input was never set, and Ort::Exception when ONNX Runtime fails.
+  // Throws Refusal if an input was never set, and Ort::Exception when ONNX Runtime fails.
   void run();
 
   // Whether the outputs hold the values of a finished run.

@@ -15,10 +15,10 @@ struct AlignedPair {
   char32_t read;
 };
 
-// The pairs of a shortest edit path, in text order. Of equally short ones it is the one that,
-// walked from the end of both texts, rather pairs two characters than leaves out an expected one,
-// and rather does that than add a read one. Only the first 256 characters of each text are looked
-// at: no plate has as many.
+// The pairs of a shortest edit path, in text order. Of equally short paths it takes the one that,
+// walked from the end of both texts, pairs two characters wherever it can, else leaves out an
+// expected one, and only then adds a read one. Only the first 256 characters of each text are
+// looked at: no plate has as many.
 std::vector<AlignedPair> align(const std::u32string& expected, const std::u32string& read);
 
 // The same of texts in UTF-8.

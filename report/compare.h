@@ -55,7 +55,7 @@ struct ComparedRuns {
 };
 
 // Groups are the same by their id. Frames are the same by group and case name, so that runs from
-// different folders can be compared; of frames that share both, the first is the first's and so on.
+// different folders can be compared; frames that share both are paired in their order.
 Comparison compare_runs(const RecordedRun& base, const Assessment& base_assessment,
                         const RecordedRun& fresh, const Assessment& fresh_assessment);
 

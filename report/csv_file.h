@@ -14,9 +14,8 @@ struct CsvFile {
   bool cut = false;          // the file ended within a row
 };
 
-// Reads RFC 4180 rows; a single newline ends one too. Returns nothing if there is no such
-// file. Throws
-// std::runtime_error "failed to read: " + path.
+// Reads RFC 4180 rows; a single newline ends one too. Returns nothing if there is no such file.
+// Throws std::runtime_error "failed to read: " + path.
 std::optional<CsvFile> read_csv(const std::string& path);
 
 }  // namespace kavrel::report

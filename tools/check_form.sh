@@ -6,8 +6,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 tools/need.sh clang-format:clang-format clang-tidy:clang-tidy shellcheck:shellcheck
 
 tools/check_layers.sh
-# Headers stand by their path, fixed-width integers by std::. The runtime's interface is C.
-if git grep -nE '^#include "[^/"]+"|(^|[^:_[:alnum:]])u?int(8|16|32|64)_t\b' -- \
+# Headers stand by their path, integer types by std::. The runtime's interface is C.
+if git grep -nE '^#include "[^/"]+"|(^|[^:_[:alnum:]])(u?int(8|16|32|64)|size)_t\b' -- \
   '*.cpp' '*.h' ':!src/npu/rknn_api.h'; then
   exit 1
 fi

@@ -16,8 +16,8 @@ class CaseList : public ProgramTest {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     std::vector<std::string> cases;
     for (const std::string& banner : lines_with(outcome.err, "========== CASE ")) {
-      const size_t image = banner.find(": ") + 2;
-      const size_t group = banner.find(" group=");
+      const std::size_t image = banner.find(": ") + 2;
+      const std::size_t group = banner.find(" group=");
       const std::string path = banner.substr(image, group - image);
       const std::string result =
           read(kCases + "/" + path.substr(0, path.rfind('.')) + "/result.txt");

@@ -92,7 +92,7 @@ TEST_F(CommandLine, JudgesTheModeAfterAllArgumentsAndBeforeAnyFile) {
 TEST_F(CommandLine, NamesTheFirstMissingFile) {
   const std::vector<std::string> required = {kCornerModel, kLinesModel,    kReaderModel,
                                              kRegionWords, kOcrDictionary, kCaseList};
-  for (size_t i = required.size(); i-- > 0;) {
+  for (std::size_t i = required.size(); i-- > 0;) {
     remove(required[i]);
     const Outcome outcome = run({"--input-mode", "frame"});
     EXPECT_THAT(outcome, FailsWith("missing required file: " + required[i]));

@@ -55,7 +55,7 @@ class Failure : public ProgramTest {
 };
 
 TEST_F(Failure, WhileLoadingNamesTheStepAndStopsTheRun) {
-  for (size_t i = 0; i < models_.size(); ++i) {
+  for (std::size_t i = 0; i < models_.size(); ++i) {
     const Model& model = models_[i];
     const std::vector<std::pair<std::string, std::string>> steps = {
         {"fail init * -6", "rknn_init failed: " + model.path + ", ret=-6"},
@@ -129,7 +129,7 @@ TEST_F(Failure, EndsTheRunAtWhicheverReadingItHappens) {
     EXPECT_EQ(count_calls("rknn_run", "reader"), number);
     EXPECT_EQ(count_calls("rknn_outputs_release", "reader"), number - 1);
     EXPECT_THAT(lines_with(outcome.err, "[KANA_FALLBACK] "),
-                SizeIs(static_cast<size_t>(number > 20 ? (number - 21) / 2 : 0)));
+                SizeIs(static_cast<std::size_t>(number > 20 ? (number - 21) / 2 : 0)));
     expect_no_report();
   }
 }

@@ -35,7 +35,7 @@ class HostileNetwork : public ProgramTest {
     return lines_with(read(kCases + "/a/result.txt"), key + ": ").at(0).substr(key.size() + 2);
   }
   // Every value of the output is this one.
-  static std::string all(const std::string& value, size_t count) {
+  static std::string all(const std::string& value, std::size_t count) {
     return "answer * 0 fill " + std::to_string(count) + " " + value + "\n";
   }
 
@@ -72,7 +72,7 @@ TEST_F(HostileNetwork, KeepsCornersInTheImage) {
 
 TEST_F(HostileNetwork, FindsAllOrNoTextInAMapOfOneStrangeValue) {
   for (const std::string& value : kStrangeValues) {
-    for (const size_t side : {size_t{1}, size_t{64}}) {
+    for (const std::size_t side : {std::size_t{1}, std::size_t{64}}) {
       SCOPED_TRACE(value + " " + std::to_string(side));
       write(kLinesModel, "name lines\ninput image 1,640,640,3\noutput map 1,1," +
                              std::to_string(side) + "," + std::to_string(side) + "\n" +
@@ -89,7 +89,7 @@ TEST_F(HostileNetwork, FindsAllOrNoTextInAMapOfOneStrangeValue) {
 // Equal values are the blank's, and あ is the lowest of the kana that are equally near to it; of
 // values without a difference none is near.
 TEST_F(HostileNetwork, ReadsNothingFromOneStrangeValue) {
-  const size_t count = (ocr_dictionary().size() + 1) * kSteps;
+  const std::size_t count = (ocr_dictionary().size() + 1) * kSteps;
   for (const std::string& value : kStrangeValues) {
     SCOPED_TRACE(value);
     write(kReaderModel, reader_script(all(value, count)));

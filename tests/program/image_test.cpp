@@ -51,14 +51,14 @@ unsigned crc32(const std::string& bytes) {
 // Pictures of a few pixels that say that they are `side` pixels wide and high.
 std::string png_that_claims(unsigned side) {
   std::string bytes = encoded(".png", noise_image(4, 4));
-  const size_t header = bytes.find("IHDR");
+  const std::size_t header = bytes.find("IHDR");
   bytes.replace(header + 4, 8, big_endian(side, 4) + big_endian(side, 4));
   return bytes.replace(header + 17, 4, big_endian(crc32(bytes.substr(header, 17)), 4));
 }
 
 std::string jpeg_that_claims(unsigned side) {
   std::string bytes = encoded(".jpg", noise_image(8, 8));
-  const size_t frame = bytes.find("\xFF\xC0");
+  const std::size_t frame = bytes.find("\xFF\xC0");
   return bytes.replace(frame + 5, 4, big_endian(side, 2) + big_endian(side, 2));
 }
 
@@ -89,7 +89,7 @@ class ImageFile : public ProgramTest {
 
   // What OpenCV makes of a damaged file is its own matter, but the run ends in one of two ways.
   void expect_finished_or_refused(const Outcome& outcome) const {
-    const size_t errors = lines_with(outcome.err, "[ERROR] ").size();
+    const std::size_t errors = lines_with(outcome.err, "[ERROR] ").size();
     EXPECT_EQ(errors, outcome.status == 0 ? 0U : 1U) << outcome.err;
     EXPECT_EQ(outcome.status, exists(kCases + "/a/result.txt") ? 0 : 1) << outcome.err;
     EXPECT_EQ(exists(kOutput + "/FINAL_RESULT.json"), outcome.status == 0);
@@ -129,7 +129,8 @@ TEST_F(ImageFile, IsTurnedAsItsCameraWas) {
 TEST_F(ImageFile, MayEndTooEarly) {
   for (const std::string extension : {".png", ".jpg", ".bmp"}) {
     const std::string whole = encoded(extension, noise_image(200, 100));
-    for (const size_t length : {whole.size() - 1, whole.size() / 2, size_t{60}, size_t{9}}) {
+    for (const std::size_t length :
+         {whole.size() - 1, whole.size() / 2, std::size_t{60}, std::size_t{9}}) {
       SCOPED_TRACE(extension + " cut to " + std::to_string(length));
       remove(kOutput);
       expect_finished_or_refused(run_on(whole.substr(0, length)));

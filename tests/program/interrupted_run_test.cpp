@@ -13,7 +13,7 @@ const std::vector<std::string> kImages = {"a.png", "b.png", "c.png"};
 std::string rows_of(int count) {
   std::string rows = kFrameSummaryHeader;
   for (int i = 0; i < count; ++i) {
-    rows += "g," + kImages[static_cast<size_t>(i)] + ",," + kShinagawaNumber + ",unknown," +
+    rows += "g," + kImages[static_cast<std::size_t>(i)] + ",," + kShinagawaNumber + ",unknown," +
             kShinagawaFields + "," + ocr_texts(kShinagawa) + "\n";
   }
   return rows;

@@ -312,13 +312,13 @@ TEST_F(KanaFallback, IgnoresEveryOtherCharacterInTheConstrainedRead) {
 
 TEST_F(KanaFallback, ChoosesTheKanaNearestToTheBlankWhenNoneBeatsIt) {
   // The blank leads everywhere; わ comes within 1 at step 0, さ within 0.5 at step 3.
-  const size_t classes = ocr_dictionary().size() + 1;
+  const std::size_t classes = ocr_dictionary().size() + 1;
   const std::string runs = "answer 21-220 0 ";
   std::string answer = runs + "fill " + std::to_string(classes * kSteps) + " -9\n";
-  for (size_t step = 0; step < static_cast<size_t>(kSteps); ++step) {
+  for (std::size_t step = 0; step < static_cast<std::size_t>(kSteps); ++step) {
     answer += runs + "set " + std::to_string(step * classes) + " 5\n";
   }
-  const size_t step3 = 3 * classes;
+  const std::size_t step3 = 3 * classes;
   answer += runs + "set " + class_of_kana("わ") + " 4\n" + runs + "set " +
             std::to_string(step3 + std::stoul(class_of_kana("さ"))) + " 4.5\n";
   search(answer);

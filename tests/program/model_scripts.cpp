@@ -6,15 +6,15 @@
 namespace kavrel_test {
 namespace {
 
-size_t class_of(const std::string& entry) {
+std::size_t class_of(const std::string& entry) {
   const auto& entries = ocr_dictionary();
   const auto found = std::find(entries.begin(), entries.end(), entry);
   if (found == entries.end()) throw std::invalid_argument("not in the dictionary: " + entry);
-  return static_cast<size_t>(found - entries.begin()) + 1;
+  return static_cast<std::size_t>(found - entries.begin()) + 1;
 }
 
 // Bytes of the UTF-8 character that begins with `lead`.
-size_t character_length(char lead) {
+std::size_t character_length(char lead) {
   const auto byte = static_cast<unsigned char>(lead);
   if (byte < 0x80) return 1;
   if (byte < 0xe0) return 2;
@@ -22,14 +22,15 @@ size_t character_length(char lead) {
 }
 
 // Equal neighbours need a blank between them, or they decode to one character.
-std::vector<size_t> classes_of(const std::string& text) {
-  std::vector<size_t> classes;
-  for (size_t at = 0; at < text.size(); at += character_length(text[at])) {
-    const size_t next = class_of(text.substr(at, character_length(text[at])));
+std::vector<std::size_t> classes_of(const std::string& text) {
+  std::vector<std::size_t> classes;
+  for (std::size_t at = 0; at < text.size(); at += character_length(text[at])) {
+    const std::size_t next = class_of(text.substr(at, character_length(text[at])));
     if (!classes.empty() && classes.back() == next) classes.push_back(0);
     classes.push_back(next);
   }
-  if (classes.size() > static_cast<size_t>(kSteps)) throw std::invalid_argument("long: " + text);
+  if (classes.size() > static_cast<std::size_t>(kSteps))
+    throw std::invalid_argument("long: " + text);
   return classes;
 }
 
@@ -64,14 +65,14 @@ std::string line_detector_script(const std::string& answers) {
          answers;
 }
 
-std::string reader_script(const std::string& answers, size_t classes) {
+std::string reader_script(const std::string& answers, std::size_t classes) {
   return "name reader\ninput image 1,48,320,3\noutput steps 1," + std::to_string(kSteps) + "," +
          std::to_string(classes) + "\n" + answers;
 }
 
 std::string reads(const std::string& runs, const std::string& text) {
   std::string line = "answer " + runs + " 0 steps " + std::to_string(ocr_dictionary().size() + 1);
-  for (const size_t index : classes_of(text)) line += " " + std::to_string(index);
+  for (const std::size_t index : classes_of(text)) line += " " + std::to_string(index);
   return line + "\n";
 }
 

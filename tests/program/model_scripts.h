@@ -22,7 +22,8 @@ std::string as_lines(const std::vector<std::string>& entries);
 std::string plate_detector_script(const std::string& answers);
 std::string corner_script(const std::string& answers = "answer * 0 floats 0 0 1 0 1 1 0 1\n");
 std::string line_detector_script(const std::string& answers = "");
-std::string reader_script(const std::string& answers, size_t classes = ocr_dictionary().size() + 1);
+std::string reader_script(const std::string& answers,
+                          std::size_t classes = ocr_dictionary().size() + 1);
 
 // The answer that decodes to `text` at the recogniser runs `runs` (a selector of the script).
 std::string reads(const std::string& runs, const std::string& text);

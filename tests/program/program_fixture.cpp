@@ -15,6 +15,7 @@ namespace kavrel_test {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::UnorderedElementsAre;
 
 void redirect(int descriptor, const fs::path& path) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -151,6 +152,16 @@ std::vector<std::string> ProgramTest::calls_up_to_corners() const {
   return calls;
 }
 
+void ProgramTest::expect_calls_and_releases(const std::vector<std::string>& expected) const {
+  auto made = calls();
+  ASSERT_EQ(made.size(), expected.size() + 3);
+  EXPECT_THAT(std::vector<std::string>(made.end() - 3, made.end()),
+              UnorderedElementsAre("rknn_destroy corner ret=0", "rknn_destroy lines ret=0",
+                                   "rknn_destroy reader ret=0"));
+  made.resize(expected.size());
+  EXPECT_EQ(made, expected);
+}
+
 long ProgramTest::count_calls(const std::string& function, const std::string& label) const {
   const auto all = calls();
   const std::string start = function + " " + label + " ";
@@ -205,7 +216,7 @@ std::vector<std::string> inference_calls(const std::string& label, const cv::Siz
           "rknn_outputs_release " + label + " n=1 buffers=own ret=0"};
 }
 
-std::vector<std::string> load_calls(const std::string& label, size_t bytes) {
+std::vector<std::string> load_calls(const std::string& label, std::size_t bytes) {
   return {"rknn_init " + label + " size=" + std::to_string(bytes) + " flag=0 extend=null ret=0",
           "rknn_query " + label + " cmd=0 size=8 record=clear ret=0",
           "rknn_query " + label + " cmd=1 index=0 size=376 record=clear ret=0",

@@ -68,6 +68,8 @@ class ProgramTest : public testing::Test {
   std::vector<std::string> files(const std::string& directory = ".") const;
   // The runtime's calls in the last run.
   std::vector<std::string> calls() const;
+  // That the last run made these calls, and then released its three networks, in whatever order.
+  void expect_calls_and_releases(const std::vector<std::string>& expected) const;
   // How often the runtime function was called for the model of this label in the last run.
   long count_calls(const std::string& function, const std::string& label) const;
 
@@ -94,7 +96,7 @@ void append(std::vector<std::string>& lines, const std::vector<std::string>& mor
 // The four log lines of one inference on a picture of this size.
 std::vector<std::string> inference_calls(const std::string& label, const cv::Size& size);
 // The log lines of loading a model with one input and one output from a script of `bytes` bytes.
-std::vector<std::string> load_calls(const std::string& label, size_t bytes);
+std::vector<std::string> load_calls(const std::string& label, std::size_t bytes);
 
 // A failed run: only the message, as the last line of standard error, and exit status 1.
 MATCHER_P(FailsWith, message, "") {

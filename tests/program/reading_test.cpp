@@ -29,7 +29,7 @@ class TextLines : public Reading {
     remove(kOutput);
     EXPECT_EQ(run().status, 0);
     const cv::Mat plate = picture(kCases + "/a/ocr_variant_original.jpg");
-    for (size_t k = 0; k < boxes.size(); ++k) {
+    for (std::size_t k = 0; k < boxes.size(); ++k) {
       ASSERT_TRUE(exists(crop_name(k))) << k;
       EXPECT_TRUE(same_pixels(picture(crop_name(k)), plate(boxes[k]), 8)) << k;
     }
@@ -38,7 +38,7 @@ class TextLines : public Reading {
   }
 
  private:
-  static std::string crop_name(size_t k) {
+  static std::string crop_name(std::size_t k) {
     return kCases + "/a/ocr_original_crop_" + std::to_string(k) + ".jpg";
   }
 };

@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint64_t kMaxFilledElements = 1U << 26;
 
 std::uint64_t to_unsigned(const std::string& word) {
-  size_t used = 0;
+  std::size_t used = 0;
   if (word.empty() || word[0] == '-') throw std::runtime_error("not a count: " + word);
   const std::uint64_t number = std::stoull(word, &used);
   if (used != word.size()) throw std::runtime_error("not a count: " + word);
@@ -31,7 +31,7 @@ std::uint32_t to_u32(const std::string& word) {
 }
 
 int to_code(const std::string& word) {
-  size_t used = 0;
+  std::size_t used = 0;
   const int code = std::stoi(word, &used);
   if (used != word.size()) throw std::runtime_error("not a code: " + word);
   return code;
@@ -47,9 +47,9 @@ float to_value(const std::string& word) {
 
 Selector to_selector(const std::string& word) {
   if (word == "*") return {};
-  const size_t slash = word.find('/');
+  const std::size_t slash = word.find('/');
   const std::string range = word.substr(0, slash);
-  const size_t dash = range.find('-');
+  const std::size_t dash = range.find('-');
   Selector selector;
   selector.first = to_unsigned(range.substr(0, dash));
   selector.last = dash == std::string::npos ? selector.first : to_unsigned(range.substr(dash + 1));
@@ -93,7 +93,7 @@ void set_dims(rknn_tensor_attr& attr, const std::string& word) {
 }
 
 void set_property(rknn_tensor_attr& attr, const std::string& word) {
-  const size_t equals = word.find('=');
+  const std::size_t equals = word.find('=');
   const std::string key = word.substr(0, equals);
   const std::string value = equals == std::string::npos ? "" : word.substr(equals + 1);
   if (key == "type") {
@@ -139,7 +139,7 @@ void add_steps(Words& words, std::vector<float>& values) {
   while (words.more()) {
     const std::uint32_t best = to_u32(words.next());
     if (best >= classes) throw std::runtime_error("no such class: " + std::to_string(best));
-    const size_t row = values.size();
+    const std::size_t row = values.size();
     values.resize(row + classes, 0.0F);
     values[row + best] = 1.0F;
   }
@@ -147,7 +147,7 @@ void add_steps(Words& words, std::vector<float>& values) {
 
 void draw_rect(Words& words, std::vector<float>& values) {
   const auto side = static_cast<std::uint32_t>(std::lround(std::sqrt(double(values.size()))));
-  if (size_t{side} * side != values.size()) throw std::runtime_error("rect on no square map");
+  if (std::size_t{side} * side != values.size()) throw std::runtime_error("rect on no square map");
   const std::uint32_t x = to_u32(words.next());
   const std::uint32_t y = to_u32(words.next());
   const std::uint32_t width = to_u32(words.next());
@@ -233,10 +233,10 @@ void read_statement(Words& words, Script& script) {
 Script parse_script(const std::string& text) {
   Script script;
   std::istringstream lines(text);
-  size_t number = 0;
+  std::size_t number = 0;
   for (std::string line; std::getline(lines, line);) {
     ++number;
-    const size_t start = line.find_first_not_of(" \t\r");
+    const std::size_t start = line.find_first_not_of(" \t\r");
     if (start == std::string::npos || line[start] == '#') continue;
     Words words(line);
     try {

@@ -56,17 +56,17 @@ std::string extension(const void* extend) { return extend ? "extend=given " : "e
 // Whether all bytes of the record but those of the listed fields are zero. It looks at the bytes
 // in place, because a copy of the record need not keep its padding.
 struct Field {
-  size_t offset, size;
+  std::size_t offset, size;
 };
 template <typename Record>
 std::string clear_but(const Record& record, const std::vector<Field>& listed) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(&record);
-  const auto is_listed = [&](size_t at) {
+  const auto is_listed = [&](std::size_t at) {
     return std::any_of(listed.begin(), listed.end(), [at](const Field& field) {
       return at >= field.offset && at < field.offset + field.size;
     });
   };
-  for (size_t at = 0; at < sizeof record; ++at) {
+  for (std::size_t at = 0; at < sizeof record; ++at) {
     if (bytes[at] != 0 && !is_listed(at)) return "dirty";
   }
   return "clear";
