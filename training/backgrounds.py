@@ -48,6 +48,7 @@ PACKAGES = {
     "extremetuxracer-data": ("GPL-2+, CC0",
         ("*/terrains/*", "*/env/*"), ()),
 }
+NATURAL = ("plasma-workspace-wallpapers", "python3-sklearn", "libjxl-testdata")
 # Maps of relief and light look like no photograph.
 NO_PHOTOGRAPH = ("*_n.*", "*_norm*", "*normal*", "*_gloss*", "*_spec*", "*_bump*", "*_mask*",
                  "*_local*", "*_glow*", "*icon*", "*font*", "*_h.*", "*_lum*", "*logo*",
@@ -136,14 +137,14 @@ def opened(path):
     return cv2.cvtColor(cv2.imread(str(path)), cv2.COLOR_BGR2RGB)
 
 
-def random_picture(rng):
-    """One of them, from every package about as often as the root of its number."""
-    return opened(by_share(rng))
-
-
-def by_share(rng):
+def random_picture(rng, natural=False):
+    """One of them, from every package about as often as the root of its number; `natural`:
+    one of plants, animals, rooms and land, where the most others are textures."""
     files, shares = shares_of()
-    return files[int(rng.choice(len(files), p=shares))]
+    if natural:
+        chosen = [path for path in files if path.name.rsplit("_", 1)[0] in NATURAL]
+        return opened(chosen[int(rng.integers(len(chosen)))])
+    return opened(files[int(rng.choice(len(files), p=shares))])
 
 
 @functools.lru_cache(maxsize=1)
@@ -154,9 +155,9 @@ def shares_of():
     return files, weight / weight.sum()
 
 
-def cover(rng, size, zoom=(1.0, 2.5)):
+def cover(rng, size, zoom=(1.0, 2.5), natural=False):
     """A piece of a photograph that fills `size` (width, height), perhaps mirrored."""
-    picture = random_picture(rng)
+    picture = random_picture(rng, natural)
     height, width = picture.shape[:2]
     scale = max(size[0] / width, size[1] / height) * np.exp(rng.uniform(*np.log(zoom)))
     part = np.minimum(np.array(size) / scale, (width, height))

@@ -15,6 +15,7 @@ import numpy as np
 
 import backgrounds
 import camera
+from heavy_vehicles import draw_heavy, random_heavy
 from plates import HEIGHT, WIDTH, pick
 from scenes import (MOST_IN_COMPANY, PLATE_MM, add_glow, apart, corners_of, lamp_spots, park,
                     random_camera, random_homography, random_light, random_place, shrunk,
@@ -27,8 +28,11 @@ ASPECTS = (16 / 9, 3 / 2, 3 / 2, 4 / 3, 4 / 3, 1.0, 3 / 4, 9 / 16)
 LONG_SIDE = (900, 1500)
 LEAST_SHARE, MOST_SHARE = 0.02, 0.5       # of a plate, of the scene's width
 LARGE, LARGE_SHARE = 440 / 330, 0.15
+HEAVY_SHARE, HEAVY_LARGE, HEAVY_DARK = 0.35, 0.6, 0.6    # of vehicles; of these, of their plates
+DARK_KINDS = ("business", "kei_business")
 PLATE_SHARE, OTHER_SHARE = 0.7, 0.8       # of the places, of those without a plate
 VEHICLE_SHARES = (0.25, 0.35, 0.15, 0.1, 0.1, 0.05)      # none to five
+ALONE_SHARE = 0.4        # of the scenes without plates: photographs and nothing else
 
 
 @dataclass
@@ -334,19 +338,27 @@ def wide_yaw(rng):
     return rng.normal(0, 6) if rng.random() < 0.4 else rng.uniform(-45, 45)
 
 
+def some_vehicle(rng):
+    return random_heavy(rng) if rng.random() < HEAVY_SHARE else random_vehicle(rng)
+
+
+def is_heavy(vehicle):
+    return vehicle.width > 1900
+
+
 def vehicles_in(rng, size, count):
     """Up to `count` vehicles of which none hides another's plate."""
     most = MOST_SHARE if count < 2 else MOST_IN_COMPANY
     share = random_share(rng, most)
     view = random_camera(rng, size, rng.random() < 0.85)
-    vehicle = random_vehicle(rng)
+    vehicle = some_vehicle(rng)
     place = view.ray(*random_place(rng, size, share)) * view.depth(share)
     view.height = vehicle.plate_height + view.height_over(place)
     parked = [park(view, vehicle, place, wide_yaw(rng))]
     for _ in range(8 * count):
         if len(parked) == count:
             break
-        vehicle, share = random_vehicle(rng), random_share(rng, MOST_IN_COMPANY)
+        vehicle, share = some_vehicle(rng), random_share(rng, MOST_IN_COMPANY)
         place = view.on_road(random_place(rng, size, share)[0], share,
                              view.height - vehicle.plate_height)
         if place[2] < 500:
@@ -360,7 +372,8 @@ def vehicles_in(rng, size, count):
 
 def draw_all(image, rng, parked):
     for one in sorted(parked, key=lambda p: -p.view.matrix[2, 3]):
-        draw_vehicle(image, one.vehicle, one.view)
+        draw = draw_heavy if is_heavy(one.vehicle) else draw_vehicle
+        draw(image, one.vehicle, one.view)
         outline = np.int32(np.clip(one.outline().reshape(-1, 2), -9999, 9999))
         x, y, w, h = cv2.boundingRect(outline)
         x0, y0, x1, y1 = max(x, 0), max(y, 0), min(x + w, image.shape[1]), min(y + h,
@@ -416,6 +429,20 @@ def write_over(image, rng):
 
 # The scene
 
+def photographs_alone(rng, size):
+    """A photograph as it is, perhaps in fog, with boards or with a smaller one before it."""
+    image = backgrounds.cover(rng, size, natural=rng.random() < 0.6)
+    if rng.random() < 0.2:
+        image = fog(image, rng)
+    if rng.random() < 0.3:
+        w, h = (np.array(size) * rng.uniform(0.1, 0.7, 2)).astype(int)
+        x, y = (rng.uniform(0, 1, 2) * (np.array(size) - (w, h))).astype(int)
+        image[y:y + h, x:x + w] = backgrounds.cover(rng, (w, h))
+    if rng.random() < 0.3:
+        scatter_boards(image, rng, int(rng.integers(1, 9)))
+    return image
+
+
 def random_size(rng):
     aspect, long_side = pick(rng, ASPECTS), rng.uniform(*LONG_SIDE)
     size = (long_side, long_side / aspect) if aspect >= 1 else (long_side * aspect, long_side)
@@ -439,25 +466,31 @@ def loose_homography(rng, size):
 
 
 def places_for(rng, parked, size):
-    """Homographies of the places for plates, and whether to draw something around them."""
-    places = [(one.plate.homography(), False) for one in parked]
+    """Homographies of the places for plates, whether to draw something around them, and
+    whether they are those of heavy vehicles."""
+    places = [(one.plate.homography(), False, is_heavy(one.vehicle)) for one in parked]
     for _ in range(int(rng.integers(1, 6))):
-        places.append((loose_homography(rng, size), rng.random() < 0.8))
-    for homography, panelled in places:
-        if rng.random() < LARGE_SHARE:
+        places.append((loose_homography(rng, size), rng.random() < 0.8, False))
+    for homography, panelled, heavy in places:
+        if rng.random() < (HEAVY_LARGE if heavy else LARGE_SHARE):
             shift = (1 - LARGE) / 2
             homography = homography @ np.array([(LARGE, 0, shift * WIDTH),
                                                 (0, LARGE, shift * HEIGHT), (0, 0, 1)])
         corners = corners_of(homography)
         if np.isfinite(corners).all() and np.abs(corners).max() < 20000:
-            yield homography, corners, panelled
+            yield homography, corners, panelled, heavy
 
 
-def hang(image, rng, pool, homography, light):
+def some_plate(rng, pool, heavy):
+    dark = heavy and rng.random() < HEAVY_DARK
+    return pick(rng, [one for one in pool if one.text.kind in DARK_KINDS] if dark else pool)
+
+
+def hang(image, rng, pool, homography, light, heavy):
     """A plate, something else or nothing; returns the plate or None."""
     glow = light.plate * rng.uniform(0.9, 1.1, 3) * rng.uniform(0.75, 1.1)
     if pool and rng.random() < PLATE_SHARE:
-        plate = pick(rng, pool)
+        plate = some_plate(rng, pool, heavy)
         lay_plate(image, plate, homography, glow)
         return plate
     if rng.random() < OTHER_SHARE:
@@ -468,6 +501,8 @@ def hang(image, rng, pool, homography, light):
 def render(rng, pool):
     """A scene; `pool` is a list of Plates, without any the scene has none."""
     size = random_size(rng)
+    if not pool and rng.random() < ALONE_SHARE:
+        return Scene(photographs_alone(rng, size), np.empty((0, 4, 2), np.float32), [])
     image = random_ground(rng, size)
     light = random_light(rng, rng.random() < 0.25)
     count = int(rng.choice(6, p=VEHICLE_SHARES))
@@ -477,13 +512,13 @@ def render(rng, pool):
         scatter_boards(image, rng, int(rng.integers(1, 7)))
     image = cv2.multiply(image, (*np.float64(light.street), 0.0))
     found, kinds, taken = [], [], []
-    for homography, corners, panelled in places_for(rng, parked, size):
+    for homography, corners, panelled, heavy in places_for(rng, parked, size):
         if not clear_of(corners, taken, size, 2.2 if panelled else 1.3):
             continue
         taken.append(corners)
         if panelled:
             lay_panel(image, rng, homography, light.street)
-        plate = hang(image, rng, pool, homography, light)
+        plate = hang(image, rng, pool, homography, light, heavy)
         if plate:
             found.append(corners)
             kinds.append(plate.text.kind)

@@ -49,10 +49,9 @@ STORE_SCENES, FIRST_SCENES = 120, 16
 # Pixels of the camera's in a window: its losses take most of the time, so few are large.
 PIXELS_AT_MOST = (2.2e5, 2.2e5, 2.2e5, 1e6)
 STRETCH = (0.36, 1.4)   # heights to widths: portrait frames are squeezed flat, wide ones up
-DRAWN_SHARE, EMPTY_SHARE = 0.25, 0.2      # of scenes without photographs, without plates
+DRAWN_SHARE, EMPTY_SHARE = 0.25, 0.3      # of scenes without photographs, without plates
 PLATES_PER_FRAME = (0.3, 0.5, 0.12, 0.08)     # none to three
 SIZES = ((960, 540), (800, 450), (640, 480), (720, 540))
-DARK_KINDS = ("business", "kei_business")
 
 
 # Network
@@ -221,7 +220,7 @@ def squeezed(image, corners, kinds):
 def training_pool():
     """Dark plates are rare on the road and hard to find at night: take them twice."""
     pool = plates.cached_pool("detector", 1500, 101)
-    return pool + [plate for plate in pool if plate.text.kind in DARK_KINDS]
+    return pool + [plate for plate in pool if plate.text.kind in photo_scenes.DARK_KINDS]
 
 
 def drawn_scene(rng, pool):
