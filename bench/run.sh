@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-tools/setup.sh
+tools/setup.sh tests
 tools/need.sh libbenchmark-dev
 cmake --preset dev -DKAVREL_BENCH=ON >/dev/null
 ninja -C build --quiet bench/all kavrel

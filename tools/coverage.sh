@@ -3,7 +3,7 @@
 # exception of a called function takes do not count.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-tools/setup.sh
+tools/setup.sh tests
 tools/public_networks.sh
 tools/need.sh gcovr:gcovr
 cmake --preset coverage >/dev/null

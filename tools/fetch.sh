@@ -16,6 +16,7 @@ fail() {
 # The package being handled: its line of the lock and its files.
 name='' version='' megabytes='' integrity=''
 members=() destinations=()
+scratch=''
 
 # npm flattens a scoped name for the tarball: @scope/name becomes scope-name.
 flat_name() {
@@ -80,10 +81,19 @@ extract() {
   done
 }
 
+# Nothing is written where all is there: the tree may be another user's.
+make_scratch() {
+  [[ -z "$scratch" ]] || return 0
+  mkdir -p "$third_party"
+  scratch="$(mktemp -d -p "$third_party")"
+  trap 'rm -rf "$scratch"' EXIT
+}
+
 fetch_package() {
   local tarball archive
   [[ -n "$name" ]] || return 0
   if is_present; then return 0; fi
+  make_scratch
   tarball="$(flat_name)-$version.tgz"
   archive="$third_party/$tarball"
   if [[ ! -f "$archive" ]]; then
@@ -97,10 +107,6 @@ fetch_package() {
   echo "$integrity" >"$(record_path)"
   rm "$archive"
 }
-
-mkdir -p "$third_party"
-scratch="$(mktemp -d -p "$third_party")"
-trap 'rm -rf "$scratch"' EXIT
 
 while read -r keyword first second third fourth; do
   case "$keyword" in

@@ -15,7 +15,7 @@ shift
 targets=("$@")
 if ((${#targets[@]} == 0)); then mapfile -t targets < <(ls fuzz/corpus); fi
 
-tools/setup.sh
+tools/setup.sh tests
 tools/need.sh clang++:clang
 [[ -f build-fuzz/build.ninja ]] || cmake --preset fuzz >/dev/null
 ninja -C build-fuzz --quiet fuzz

@@ -18,7 +18,14 @@ done
 ((${#missing[@]} > 0)) || exit 0
 
 as_root=()
-((EUID == 0)) || as_root=(sudo)
+if ((EUID != 0)); then
+  if ! command -v sudo >/dev/null || ! sudo true; then
+    echo "need.sh: packages are missing, and you may not install any. Ask an administrator for
+  apt-get install --no-install-recommends ${missing[*]}" >&2
+    exit 1
+  fi
+  as_root=(sudo)
+fi
 echo "need.sh: installing ${missing[*]}" >&2
 "${as_root[@]}" apt-get update -qq
 DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \

@@ -3,7 +3,7 @@
 # A finding ends the program that has it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-tools/setup.sh
+tools/setup.sh tests
 tools/public_networks.sh
 cmake --preset sanitize >/dev/null
 echo "sanitize.sh: building"

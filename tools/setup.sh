@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
-# Makes a Debian machine ready to build, run and test kavrel: installs the packages that are missing,
-# fetches ONNX Runtime. Quick when there is nothing to do.
+# Makes a Debian machine ready to build and run kavrel, or all of its tests, too: installs the packages
+# that are missing, fetches ONNX Runtime. Quick when there is nothing to do.
+#   tools/setup.sh [tests]
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-tools/need.sh g++:g++ cmake:cmake ninja:ninja-build npm:npm \
-  libopencv-dev libgtest-dev libgmock-dev libclang-rt-dev \
-  nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev libcsv-dev \
-  libvalijson-dev
+packages=(g++:g++ cmake:cmake ninja:ninja-build npm:npm libopencv-dev
+  nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev libcsv-dev)
+if [[ "${1:-}" == tests ]]; then
+  packages+=(libgtest-dev libgmock-dev libclang-rt-dev libvalijson-dev)
+fi
+tools/need.sh "${packages[@]}"
 tools/fetch.sh

@@ -40,7 +40,7 @@ arm64() { qemu-aarch64-static -L "$arm64_root" "$@"; }
 step_build() {
   command -v apt-get >/dev/null || cannot "this is no Debian"
   readme_has "packaging/cross_build.sh"
-  tools/setup.sh
+  tools/setup.sh tests
   cmake --preset dev
   ninja -C "$native" --quiet
   packaging/cross_build.sh
