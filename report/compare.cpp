@@ -122,8 +122,18 @@ int count_lost(const Comparison& comparison, bool allow_removed) {
          (allow_removed ? 0 : comparison.removed_correct);
 }
 
-std::string verdict_on(const Comparison& comparison, bool allow_removed) {
-  const int lost = count_lost(comparison, allow_removed);
+bool are_comparable(const RecordedRun& base, const RecordedRun& fresh) {
+  return base.faults.empty() && fresh.faults.empty();
+}
+
+std::string verdict_on(const ComparedRuns& runs, bool allow_removed) {
+  if (!are_comparable(runs.base, runs.fresh)) {
+    const bool is_base = !runs.base.faults.empty();
+    const Fault& fault = is_base ? runs.base.faults.front() : runs.fresh.faults.front();
+    return std::string("No verdict: the ") + (is_base ? "base" : "new") + " run is " + fault.key +
+           ".";
+  }
+  const int lost = count_lost(runs.comparison, allow_removed);
   if (lost == 0) return "No group that was correct in the base run is lost in the new one.";
   return "Groups that were correct in the base run and no longer are: " + std::to_string(lost) +
          ".";

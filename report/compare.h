@@ -63,8 +63,11 @@ Comparison compare_runs(const RecordedRun& base, const Assessment& base_assessme
 // unless `allow_removed`: an aborted run must not pass for a good one.
 int count_lost(const Comparison& comparison, bool allow_removed);
 
-// What count_lost() found, in a sentence.
-std::string verdict_on(const Comparison& comparison, bool allow_removed);
+// Whether both runs are whole and labelled, so that a verdict can rest on them.
+bool are_comparable(const RecordedRun& base, const RecordedRun& fresh);
+
+// What count_lost() found, in a sentence, and what stands against a verdict.
+std::string verdict_on(const ComparedRuns& runs, bool allow_removed);
 
 // "broken", "fixed", ...
 const char* name_of(Change change);

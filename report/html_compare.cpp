@@ -7,6 +7,7 @@
 
 #include "app/base/output_format.h"
 #include "report/html_page.h"
+#include "report/html_run.h"
 #include "report/picture.h"
 #include "report/progress.h"
 #include "report/resources.h"
@@ -243,6 +244,8 @@ std::string render_comparison(const ComparedRuns& runs, const std::string& verdi
   view.set("heading", std::string("What changed between two runs"));
   view.set("base_dir", printable(runs.base.dir));
   view.set("new_dir", printable(runs.fresh.dir));
+  view.set("base_facts", render_run_facts(runs.base, "base"));
+  view.set("new_facts", render_run_facts(runs.fresh, "new"));
   view.set("has_notices", !notices.empty());
   view.set("notices", list_of_texts(notices));
   view.set("totals", totals);

@@ -1,7 +1,5 @@
 #include "report/html_page.h"
 
-#include <array>
-#include <cstdio>
 #include <functional>
 #include <stdexcept>
 #include <string_view>
@@ -11,12 +9,6 @@
 
 namespace kavrel::report {
 namespace {
-
-std::string fixed_decimal(double number) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1f", number);
-  return text.data();
-}
 
 // Stands in a reading for an expected character that is not there.
 constexpr const char* kGap = "\u2007";  // a blank as wide as a digit
@@ -193,18 +185,6 @@ View list_of_texts(const std::vector<std::string>& texts) {
 
 const char* style_class(Outcome outcome) {
   return outcome == Outcome::kNotRead ? "notread" : name_of(outcome);
-}
-
-std::string percent(double share) { return fixed_decimal(100 * share) + " %"; }
-
-std::string percent_of(const std::optional<Interval>& interval) {
-  return interval ? percent(interval->value) : "–";
-}
-
-std::string range_of(const std::optional<Interval>& interval) {
-  if (!interval) return "";
-  return "(" + fixed_decimal(100 * interval->low) + " to " + fixed_decimal(100 * interval->high) +
-         ")";
 }
 
 View read_line(const PlateJudgement& plate, const PlateFields& read) {

@@ -40,13 +40,6 @@ View list_of_texts(const std::vector<std::string>& texts);
 // The class of an outcome in the page's style: "correct", "misread", "notread", "unlabelled".
 const char* style_class(Outcome outcome);
 
-// "12.5 %"
-std::string percent(double share);
-
-// "12.5 %", and "(2.2 to 47.1)"; without an interval "–", and "".
-std::string percent_of(const std::optional<Interval>& interval);
-std::string range_of(const std::optional<Interval>& interval);
-
 // What was read, in pieces {text, mark}: characters that differ from the expected are marked.
 View read_line(const PlateJudgement& plate, const PlateFields& read);
 

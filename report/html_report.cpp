@@ -6,6 +6,7 @@
 #include "report/html_cards.h"
 #include "report/html_heat_map.h"
 #include "report/html_page.h"
+#include "report/html_run.h"
 #include "report/resources.h"
 #include "report/unicode.h"
 #include "report/wording.h"
@@ -243,10 +244,13 @@ void set_method(const Assessment& assessment, const std::string& words_name, Vie
 
 std::string render_report(const RecordedRun& run, const Assessment& assessment,
                           const std::vector<std::string>& region_words,
-                          const std::string& words_name, std::size_t max_frames) {
+                          const std::string& words_name, std::size_t max_frames,
+                          const Slices& slices) {
   const Cards cards = render_cards(run, assessment, region_words, max_frames);
   View view;
   set_head(run, assessment, view);
+  view.set("run_facts", render_run_facts(run, ""));
+  view.set("slices", render_slices(slices));
   set_figures(assessment, view);
   set_method(assessment, words_name, view);
   const int not_correct = cards.shown + cards.left_out;

@@ -6,6 +6,7 @@
 
 #include "report/assessment.h"
 #include "report/run.h"
+#include "report/slices.h"
 
 namespace kavrel::report {
 
@@ -13,7 +14,8 @@ namespace kavrel::report {
 // pictures and readings. `words_name`: where the region words come from, as the page says it.
 std::string render_report(const RecordedRun& run, const Assessment& assessment,
                           const std::vector<std::string>& region_words,
-                          const std::string& words_name, std::size_t max_frames);
+                          const std::string& words_name, std::size_t max_frames,
+                          const Slices& slices = {});
 
 }  // namespace kavrel::report
 

@@ -60,7 +60,7 @@ std::string votes_text(const FieldJudgement& judgement, const FieldStory& story)
   }
   text += judgement.expected + " had " + std::to_string(story.votes_expected) + ".";
   if (story.fallback > 0) {
-    text += " The fallback found the kana of " + std::to_string(story.fallback) + ".";
+    text += " The kana search found the kana of " + count_of(story.fallback, "frame") + ".";
   }
   return text;
 }

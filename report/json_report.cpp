@@ -1,30 +1,16 @@
 #include "report/json_report.h"
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
 #include "report/alignment.h"
+#include "report/json_parts.h"
 #include "report/unicode.h"
 
 namespace kavrel::report {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 Json number_or_null(const std::optional<double>& number) { return number ? Json(*number) : Json(); }
-
-Json json_of(const OutcomeCounts& counts) {
-  Json json = {{"correct", counts.correct},
-               {"misread", counts.misread},
-               {"not_read", counts.not_read},
-               {"accuracy", nullptr}};
-  if (const auto interval = wilson_interval(counts.share())) {
-    json["accuracy"] = {
-        {"value", interval->value}, {"low", interval->low}, {"high", interval->high}};
-  }
-  return json;
-}
 
 Json json_of(const Score& score) {
   Json json = json_of(score.plates);
@@ -103,7 +89,8 @@ Json json_of_groups_not_correct(const RecordedRun& run, const Assessment& assess
 
 }  // namespace
 
-void write_json(const RecordedRun& run, const Assessment& assessment, std::ostream& out) {
+void write_json(const RecordedRun& run, const Assessment& assessment, const Slices& slices,
+                std::ostream& out) {
   Json notices = Json::array();
   for (const std::string& notice : run.notices) notices.push_back(notice);
   const Json json = {
@@ -111,8 +98,10 @@ void write_json(const RecordedRun& run, const Assessment& assessment, std::ostre
       {"ended", run.ended},
       {"input_mode", run.input_mode},
       {"notices", notices},
+      {"run", json_of_run(run)},
       {"groups", json_of(assessment.groups)},
       {"frames", json_of(assessment.frames)},
+      {"slices", json_of(slices)},
       {"causes", json_of_causes(assessment)},
       {"field_causes", json_of_field_causes(assessment)},
       {"kana_fallback",

@@ -5,11 +5,13 @@
 
 #include "report/assessment.h"
 #include "report/run.h"
+#include "report/slices.h"
 
 namespace kavrel::report {
 
 // The figures of the page for machines, as docs/report.schema.json describes them.
-void write_json(const RecordedRun& run, const Assessment& assessment, std::ostream& out);
+void write_json(const RecordedRun& run, const Assessment& assessment, const Slices& slices,
+                std::ostream& out);
 
 }  // namespace kavrel::report
 

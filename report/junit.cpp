@@ -64,6 +64,25 @@ std::string unique_name(const std::string& group_id, std::set<std::string>& name
   return unique;
 }
 
+// A run that is not whole must not be green, however well its groups were read.
+void add_faults(pugi::xml_node suite, const RecordedRun& run) {
+  for (const Fault& fault : run.faults) {
+    pugi::xml_node test = suite.append_child("testcase");
+    add_attribute(test, "classname", "kavrel.run");
+    add_attribute(test, "name", printable(fault.text));
+    add_attribute(test, "time", "0");
+    pugi::xml_node error = test.append_child("error");
+    add_attribute(error, "message", printable(fault.text));
+    add_attribute(error, "type", fault.key);
+  }
+}
+
+void add_property(pugi::xml_node properties, const std::string& name, const std::string& value) {
+  pugi::xml_node property = properties.append_child("property");
+  add_attribute(property, "name", name);
+  add_attribute(property, "value", printable(value));
+}
+
 // The schema wants every attribute; a run keeps neither the time of a case nor the machine's name.
 void describe(pugi::xml_node suite, const RecordedRun& run, const Score& groups) {
   add_attribute(suite, "name", "kavrel");
@@ -71,14 +90,14 @@ void describe(pugi::xml_node suite, const RecordedRun& run, const Score& groups)
   add_attribute(suite, "id", "0");
   add_attribute(suite, "timestamp", run.ended);
   add_attribute(suite, "hostname", "localhost");
-  add_attribute(suite, "tests", std::to_string(run.groups.size()));
+  add_attribute(suite, "tests", std::to_string(run.groups.size() + run.faults.size()));
   add_attribute(suite, "failures", std::to_string(groups.plates.misread + groups.plates.not_read));
-  add_attribute(suite, "errors", "0");
+  add_attribute(suite, "errors", std::to_string(run.faults.size()));
   add_attribute(suite, "skipped", std::to_string(groups.unlabelled));
   add_attribute(suite, "time", "0");
-  pugi::xml_node property = suite.append_child("properties").append_child("property");
-  add_attribute(property, "name", "output_dir");
-  add_attribute(property, "value", printable(run.dir));
+  pugi::xml_node properties = suite.append_child("properties");
+  add_property(properties, "output_dir", run.dir);
+  for (const Fact& fact : facts_of(run.log)) add_property(properties, fact.name, fact.value);
 }
 
 }  // namespace
@@ -87,6 +106,7 @@ void write_junit(const RecordedRun& run, const Assessment& assessment, std::ostr
   pugi::xml_document document;
   pugi::xml_node suite = document.append_child("testsuites").append_child("testsuite");
   describe(suite, run, assessment.groups);
+  add_faults(suite, run);
   std::set<std::string> names;
   for (std::size_t i = 0; i < run.groups.size(); ++i) {
     const Group& group = run.groups[i];

@@ -18,20 +18,32 @@ constexpr char32_t kLastFullWidth = 0xFF5E;
 constexpr char32_t kFirstKatakana = 0x30A1;  // in the order of the hiragana from 0x3041
 constexpr char32_t kLastKatakana = 0x30F6;
 constexpr char32_t kKatakanaToHiragana = 0x60;
-constexpr char32_t kIdeographicSpace = 0x3000;
+// Half-width katakana in the order of their code points, from 0xFF66.
+constexpr char32_t kFirstHalfWidth = 0xFF66;
+constexpr std::u32string_view kHalfWidth =
+    U"ヲァィゥェォャュョッーアイウエオカキクケコサシスセソタチツテトナニヌネノハヒフヘホマミムメモ"
+    U"ヤユヨラリルレロワン";
+
+// The ideographic one, those that typesetters have, and those that have no width.
+constexpr std::u32string_view kBlanks =
+    U"\u3000\u00A0\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200A\u200B\u202F\uFEFF";
 
 // Hyphens, dashes, minus signs and the long vowel's mark, which a Japanese keyboard has in their
 // place.
-constexpr std::u32string_view kHyphens = U"\u2010\u2011\u2012\u2013\u2014\u2015\u2212\uFF70\u30FC";
+constexpr std::u32string_view kHyphens =
+    U"\u2010\u2011\u2012\u2013\u2014\u2015\u2212\u2500\uFF70\u30FC";
 // Dots that fill up a short serial.
 constexpr std::u32string_view kDots = U"\u30FB\u00B7\uFF65\u2022\u2219\u22C5";
 
 char32_t plain(char32_t character) {
-  if (character == kIdeographicSpace) return U' ';
+  if (kBlanks.find(character) != std::u32string_view::npos) return U' ';
   if (character >= kFirstFullWidth && character <= kLastFullWidth) {
     return character - kFirstFullWidth + U'!';
   }
-  return kHyphens.find(character) == std::u32string_view::npos ? character : U'-';
+  if (kHyphens.find(character) != std::u32string_view::npos) return U'-';
+  const bool is_half_width =
+      character >= kFirstHalfWidth && character < kFirstHalfWidth + kHalfWidth.size();
+  return is_half_width ? kHalfWidth[character - kFirstHalfWidth] : character;
 }
 
 std::string plain_text(const std::string& text) {
@@ -50,7 +62,7 @@ std::string hiragana(const std::string& kana) {
   return utf8(characters);
 }
 
-// The region word that is spelled with the other ke: 袖ヶ浦 and 袖ケ浦 are one.
+// The region word that is spelled with the other ke, or in hiragana: 袖ヶ浦 and 袖ケ浦 are one.
 std::string known_spelling(const std::string& region, const std::vector<std::string>& words) {
   if (std::find(words.begin(), words.end(), region) != words.end()) return region;
   const auto with_one_ke = [](const std::string& text) {
@@ -61,7 +73,10 @@ std::string known_spelling(const std::string& region, const std::vector<std::str
   const auto word = std::find_if(words.begin(), words.end(), [&](const std::string& candidate) {
     return with_one_ke(candidate) == with_one_ke(region);
   });
-  return word == words.end() ? region : *word;
+  if (word != words.end()) return *word;
+  const std::string in_hiragana = hiragana(region);
+  const bool is_known = std::find(words.begin(), words.end(), in_hiragana) != words.end();
+  return is_known ? in_hiragana : region;
 }
 
 bool all_digits(const std::string& text) {

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <opencv2/core/utils/logger.hpp>
@@ -12,12 +11,21 @@
 #include "report/assessment.h"
 #include "report/compare.h"
 #include "report/explain.h"
+#include "report/gate.h"
+#include "report/gate_text.h"
 #include "report/html_compare.h"
 #include "report/html_report.h"
+#include "report/html_trend.h"
 #include "report/json_report.h"
 #include "report/junit.h"
+#include "report/list_check.h"
+#include "report/list_mend.h"
+#include "report/list_sheet.h"
+#include "report/output_file.h"
 #include "report/resources.h"
 #include "report/run.h"
+#include "report/slices.h"
+#include "report/text_check.h"
 #include "report/text_compare.h"
 #include "report/unicode.h"
 
@@ -27,6 +35,7 @@ namespace report = kavrel::report;
 
 constexpr int kExitFailure = 1;
 constexpr int kExitLost = 3;
+constexpr int kExitWarning = kExitLost;
 
 struct Options {
   std::string output_dir;
@@ -34,26 +43,25 @@ struct Options {
   std::string case_name;
   std::string file;
   std::string dict_region;
+  std::string list;
   std::size_t max_frames = 300;
   int allow_broken = 0;
   bool allow_removed = false;
+  bool fix = false;
+  bool separate_files = false;
+  std::vector<std::string> runs;
+  // Of the gate, as they were typed.
+  std::string base_dir;
+  std::string min_groups;
+  std::string min_frames;
+  std::vector<std::string> min_fields;
+  std::vector<std::string> max_causes;
+  std::vector<std::string> min_slices;
+  std::string markdown;
+  std::string json;
+  int max_broken = 0;
+  bool lower_bound = false;
 };
-
-using Writer = std::function<void(std::ostream&)>;
-
-// "-" is standard output.
-void write_file(const std::string& path, const Writer& write) {
-  if (path == "-") {
-    write(std::cout);
-    if (!std::cout.flush()) throw std::runtime_error("failed to write to standard output");
-    return;
-  }
-  std::ofstream file(path, std::ios::binary);
-  write(file);
-  file.close();
-  if (!file) throw std::runtime_error("failed to write: " + path);
-  std::cout << "wrote " << path << std::endl;
-}
 
 std::string file_or(const Options& options, const std::string& dir, const char* name) {
   return options.file.empty() ? dir + "/" + name : options.file;
@@ -76,10 +84,11 @@ int write_html(const Options& options) {
                                      ? "the region words that kavrel-report was built with"
                                      : "the region words of " + options.dict_region;
   const report::Assessment assessment = report::assess(run, words);
+  const report::Slices slices = report::slice_run(run, assessment, options.list);
   const std::string page =
-      report::render_report(run, assessment, words, words_name, options.max_frames);
-  write_file(file_or(options, options.output_dir, "report.html"),
-             [&](std::ostream& out) { out << page; });
+      report::render_report(run, assessment, words, words_name, options.max_frames, slices);
+  report::write_page(file_or(options, options.output_dir, "report.html"), page,
+                     options.separate_files);
   return 0;
 }
 
@@ -91,13 +100,14 @@ int write_comparison(const Options& options) {
   const report::Comparison comparison =
       report::compare_runs(base, base_assessment, fresh, fresh_assessment);
   const report::ComparedRuns runs{base, base_assessment, fresh, fresh_assessment, comparison};
-  const std::string verdict = report::verdict_on(comparison, options.allow_removed);
+  const std::string verdict = report::verdict_on(runs, options.allow_removed);
   report::print_comparison(runs, std::cout);
   std::cout << verdict << std::endl;
   if (!options.file.empty()) {
     const std::string page = report::render_comparison(runs, verdict, options.max_frames);
-    write_file(options.file, [&](std::ostream& out) { out << page; });
+    report::write_page(options.file, page, options.separate_files);
   }
+  if (!report::are_comparable(base, fresh)) return kExitLost;
   const int lost = report::count_lost(comparison, options.allow_removed);
   return lost > options.allow_broken ? kExitLost : 0;
 }
@@ -105,16 +115,17 @@ int write_comparison(const Options& options) {
 int write_junit(const Options& options) {
   const report::RecordedRun run = report::read_run(options.output_dir);
   const report::Assessment assessment = report::assess(run, built_in_words());
-  write_file(file_or(options, options.output_dir, "junit.xml"),
-             [&](std::ostream& out) { report::write_junit(run, assessment, out); });
+  report::write_file(file_or(options, options.output_dir, "junit.xml"),
+                     [&](std::ostream& out) { report::write_junit(run, assessment, out); });
   return 0;
 }
 
 int write_json(const Options& options) {
   const report::RecordedRun run = report::read_run(options.output_dir);
   const report::Assessment assessment = report::assess(run, region_words(options));
-  write_file(options.file.empty() ? "-" : options.file,
-             [&](std::ostream& out) { report::write_json(run, assessment, out); });
+  const report::Slices slices = report::slice_run(run, assessment, options.list);
+  report::write_file(options.file.empty() ? "-" : options.file,
+                     [&](std::ostream& out) { report::write_json(run, assessment, slices, out); });
   return 0;
 }
 
@@ -122,6 +133,107 @@ int explain(const Options& options) {
   report::explain(report::read_run(options.output_dir), options.case_name, region_words(options),
                   std::cout);
   return 0;
+}
+
+int status_of(const report::ListVerdict& verdict) {
+  if (verdict.count(report::Severity::kError) > 0) return kExitFailure;
+  return verdict.count(report::Severity::kWarning) > 0 ? kExitWarning : 0;
+}
+
+int check_list(const std::string& path, const std::vector<std::string>& words) {
+  const report::ListSheet sheet = report::read_list_sheet(path);
+  const report::ListVerdict verdict = report::check_list(sheet, words);
+  report::print_verdict(sheet, verdict, std::cout);
+  return status_of(verdict);
+}
+
+void mend_list(const Options& options, const std::vector<std::string>& words) {
+  std::error_code error;
+  if (std::filesystem::equivalent(options.list, options.file, error)) {
+    throw std::runtime_error("the list itself is not overwritten: " + options.file);
+  }
+  const report::ListSheet sheet = report::read_list_sheet(options.list);
+  const report::MendedList mended = report::mend_list(sheet, words);
+  report::print_changes(mended, std::cout);
+  report::write_file(options.file, [&](std::ostream& out) { out << mended.text; });
+}
+
+// The list as it is, or what is left to say of the mended one.
+int check(const Options& options) {
+  const std::vector<std::string> words = region_words(options);
+  if (!options.fix) return check_list(options.list, words);
+  mend_list(options, words);
+  return check_list(options.file, words);
+}
+
+report::GateRules rules_of(const Options& options) {
+  report::GateRules rules;
+  if (!options.min_groups.empty()) rules.min_groups = report::parse_share(options.min_groups);
+  if (!options.min_frames.empty()) rules.min_frames = report::parse_share(options.min_frames);
+  for (const std::string& text : options.min_fields) {
+    const auto [name, share] = report::parse_named_share(text);
+    rules.min_fields.emplace_back(report::field_named(name), share);
+  }
+  for (const std::string& text : options.max_causes) {
+    const auto [name, share] = report::parse_named_share(text);
+    rules.max_causes.emplace_back(report::cause_named(name), share);
+  }
+  for (const std::string& text : options.min_slices) {
+    rules.min_slices.push_back(report::parse_named_share(text));
+  }
+  rules.max_broken = options.max_broken;
+  rules.lower_bound = options.lower_bound;
+  return rules;
+}
+
+report::GateVerdict judge(const Options& options, const report::RecordedRun& run,
+                          const report::Assessment& assessment, const report::Slices& slices) {
+  const report::GateRules rules = rules_of(options);
+  if (options.base_dir.empty()) {
+    return report::judge_release(run, assessment, slices, nullptr, rules);
+  }
+  const report::RecordedRun base = report::read_run(options.base_dir);
+  const report::Assessment base_assessment = report::assess(base, region_words(options));
+  const report::Comparison comparison =
+      report::compare_runs(base, base_assessment, run, assessment);
+  const report::ComparedRuns runs{base, base_assessment, run, assessment, comparison};
+  return report::judge_release(run, assessment, slices, &runs, rules);
+}
+
+int gate(const Options& options) {
+  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::Assessment assessment = report::assess(run, region_words(options));
+  const report::Slices slices = report::slice_run(run, assessment, options.list);
+  const report::GateVerdict verdict = judge(options, run, assessment, slices);
+  const report::JudgedRun judged{run, assessment, slices, verdict};
+  report::print_gate(verdict, std::cout);
+  if (!options.markdown.empty()) {
+    report::write_file(options.markdown,
+                       [&](std::ostream& out) { report::write_gate_markdown(judged, out); });
+  }
+  if (!options.json.empty()) {
+    report::write_file(options.json,
+                       [&](std::ostream& out) { report::write_gate_json(judged, out); });
+  }
+  return verdict.passes() ? 0 : kExitLost;
+}
+
+int write_trend(const Options& options) {
+  std::vector<report::TrendRun> runs;
+  for (const std::string& dir : options.runs) {
+    report::RecordedRun run = report::read_run(dir);
+    report::Assessment assessment = report::assess(run, region_words(options));
+    runs.push_back({std::move(run), std::move(assessment)});
+  }
+  report::write_page(options.file, report::render_trend(runs), options.separate_files);
+  return 0;
+}
+
+// Of a validator of CLI11's the message would end in the largest number that there is.
+std::string complaint_about_count(const std::string& text) {
+  const bool is_count =
+      !text.empty() && text.size() < 9 && text.find_first_not_of("0123456789") == std::string::npos;
+  return is_count ? "" : "is no count: " + text;
 }
 
 void add_output_dir(CLI::App& command, Options& options) {
@@ -136,7 +248,17 @@ void add_words(CLI::App& command, Options& options) {
 
 void add_max_frames(CLI::App& command, Options& options) {
   command.add_option("--max-frames", options.max_frames, "frames that are shown with pictures")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->check(complaint_about_count);
+}
+
+void add_list(CLI::App& command, Options& options) {
+  command.add_option("--list", options.list, "the run's list [the one that its log names]");
+}
+
+void add_separate_files(CLI::App& command, Options& options) {
+  command.add_flag("--separate-files", options.separate_files,
+                   "style and pictures beside the page, for servers that block embedded ones");
 }
 
 CLI::App& add_command(CLI::App& app, const std::string& name, const std::string& purpose,
@@ -147,6 +269,22 @@ CLI::App& add_command(CLI::App& app, const std::string& name, const std::string&
   return command;
 }
 
+void add_check(CLI::App& app, Options& options, int& status) {
+  CLI::App& check_command =
+      add_command(app, "check",
+                  "What is wrong with a case list, before it is run. Exit status 1 for errors, 3 "
+                  "for warnings alone",
+                  "list.csv --fix -o new.csv", [&] { status = check(options); });
+  check_command.add_option("LIST", options.list, "the case list")->required();
+  CLI::Option& output =
+      *check_command.add_option("-o,--output", options.file, "the mended list of --fix");
+  CLI::Option& fix = *check_command.add_flag(
+      "--fix", options.fix, "write the list as kavrel reads it, and tell every change");
+  fix.needs(&output);
+  output.needs(&fix);
+  add_words(check_command, options);
+}
+
 void add_html(CLI::App& app, Options& options, int& status) {
   CLI::App& html = add_command(app, "html", "One page: what was misread, and why",
                                "output/demo -o report.html", [&] { status = write_html(options); });
@@ -154,7 +292,9 @@ void add_html(CLI::App& app, Options& options, int& status) {
   html.add_option("-o,--output", options.file,
                   "the page [OUTPUT_DIR/report.html]; - is standard output");
   add_words(html, options);
+  add_list(html, options);
   add_max_frames(html, options);
+  add_separate_files(html, options);
 }
 
 void add_compare(CLI::App& app, Options& options, int& status) {
@@ -167,10 +307,47 @@ void add_compare(CLI::App& app, Options& options, int& status) {
   compare.add_option("-o,--output", options.file, "a page with both runs' pictures [none]");
   compare.add_option("--allow-broken", options.allow_broken, "so many may be lost")
       ->capture_default_str()
-      ->check(CLI::NonNegativeNumber);
+      ->check(complaint_about_count);
   compare.add_flag("--allow-removed", options.allow_removed,
                    "groups that the new run does not have are not lost");
   add_max_frames(compare, options);
+  add_separate_files(compare, options);
+}
+
+void add_gate(CLI::App& app, Options& options, int& status) {
+  CLI::App& gate_command = add_command(
+      app, "gate", "Whether the run is good enough for a release. Exit status 3 if it is not",
+      "output/demo --min-groups 95% --min-field kana=98% --max-cause no-plate=1%",
+      [&] { status = gate(options); });
+  add_output_dir(gate_command, options);
+  gate_command.add_option("--min-groups", options.min_groups, "least share of correct groups");
+  gate_command.add_option("--min-frames", options.min_frames, "least share of correct frames");
+  gate_command.add_option("--min-field", options.min_fields,
+                          "FIELD=SHARE: region, class_no, kana or serial of groups");
+  gate_command.add_option("--max-cause", options.max_causes,
+                          "CAUSE=SHARE: of frames; the page and json have the causes");
+  gate_command.add_option("--min-slice", options.min_slices,
+                          "COLUMN=SHARE or COLUMN:VALUE=SHARE: of groups, by a column of the list");
+  gate_command.add_flag("--lower-bound", options.lower_bound,
+                        "the worse end of each 95 % interval has to hold");
+  gate_command.add_option("--base", options.base_dir, "a run in which no more groups were right");
+  gate_command.add_option("--max-broken", options.max_broken, "so many of its groups may be lost")
+      ->capture_default_str()
+      ->check(complaint_about_count);
+  gate_command.add_option("--markdown", options.markdown, "the verdict for a merge request");
+  gate_command.add_option("--json", options.json, "the verdict for machines");
+  add_words(gate_command, options);
+  add_list(gate_command, options);
+}
+
+void add_trend(CLI::App& app, Options& options, int& status) {
+  CLI::App& trend = add_command(app, "trend", "One page: the accuracy of several runs",
+                                "output/1.0 output/1.1 output/1.2 -o trend.html",
+                                [&] { status = write_trend(options); });
+  trend.add_option("RUN", options.runs, "output directories, in their order")->required();
+  trend.add_option("-o,--output", options.file, "the page; - is standard output")->required();
+  add_words(trend, options);
+  add_separate_files(trend, options);
 }
 
 void add_junit(CLI::App& app, Options& options, int& status) {
@@ -188,6 +365,7 @@ void add_json(CLI::App& app, Options& options, int& status) {
   add_output_dir(json, options);
   json.add_option("-o,--output", options.file, "the file [standard output]");
   add_words(json, options);
+  add_list(json, options);
 }
 
 void add_explain(CLI::App& app, Options& options, int& status) {
@@ -199,6 +377,14 @@ void add_explain(CLI::App& app, Options& options, int& status) {
   add_words(why, options);
 }
 
+// The parser would take it, and all that follows, for arguments that it did not expect.
+void refuse_unknown_command(const CLI::App& app, int argc, char** argv) {
+  if (argc < 2 || argv[1][0] == '-') return;
+  const auto is_named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
+  if (!app.get_subcommands(is_named).empty()) return;
+  throw std::runtime_error(std::string("no command ") + argv[1] + "; --help lists them");
+}
+
 int run(int argc, char** argv) {
   Options options;
   int status = 0;
@@ -206,9 +392,11 @@ int run(int argc, char** argv) {
   // None is let through here, so that a mistyped one is named by the error.
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", std::string(report::resources::kVersion));
-  for (const auto& add : {add_html, add_compare, add_junit, add_json, add_explain}) {
+  for (const auto& add :
+       {add_check, add_html, add_compare, add_gate, add_trend, add_junit, add_json, add_explain}) {
     add(app, options, status);
   }
+  refuse_unknown_command(app, argc, argv);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {

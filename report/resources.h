@@ -15,6 +15,9 @@ extern const char* const kPlates;
 extern const char* const kGroupRow;
 extern const char* const kDiff;
 extern const char* const kDiffCard;
+extern const char* const kRun;
+extern const char* const kSlices;
+extern const char* const kTrend;
 
 // The page's style and script, and their hashes as a Content-Security-Policy names them.
 extern const char* const kStyle;

@@ -30,16 +30,32 @@ namespace column = output::column;
 
 using Rows = std::vector<output::Row>;
 
+namespace fault {
+constexpr const char* kAborted = "aborted";
+constexpr const char* kCut = "cut";
+constexpr const char* kMixed = "mixed";
+constexpr const char* kEmpty = "empty";
+constexpr const char* kUnlabelled = "unlabelled";
+}  // namespace fault
+
+void add_fault(const char* key, const std::string& text, RecordedRun& run) {
+  run.faults.push_back({key, text});
+  run.notices.push_back(text);
+}
+
 // The rows of a file without its header and without those that are no rows of it; nothing without
-// the file.
-std::optional<Rows> read_rows(const std::string& dir, const std::string& name,
-                              output::Columns columns, std::vector<std::string>& notices) {
-  auto file = read_csv(dir + "/" + name);
+// the file, or of an empty one.
+std::optional<Rows> read_rows(const std::string& name, output::Columns columns, RecordedRun& run) {
+  auto file = read_csv(run.dir + "/" + name);
   if (!file) return std::nullopt;
-  if (file->cut) notices.push_back(name + ": the last row is cut and left out.");
+  if (file->rows.empty()) {
+    add_fault(fault::kCut, name + " is empty: was the disk full?", run);
+    return std::nullopt;
+  }
+  if (file->cut) add_fault(fault::kCut, name + ": the last row is cut and left out.", run);
   const CsvRow header(columns.begin(), columns.end());
-  if (file->rows.empty() || file->rows.front() != header) {
-    throw std::runtime_error(dir + "/" + name + " does not begin with kavrel's header");
+  if (file->rows.front() != header) {
+    throw std::runtime_error(run.dir + "/" + name + " does not begin with kavrel's header");
   }
   Rows rows;
   std::size_t damaged = 0;
@@ -50,7 +66,9 @@ std::optional<Rows> read_rows(const std::string& dir, const std::string& name,
       ++damaged;
     }
   }
-  if (damaged > 0) notices.push_back(name + ": " + count_of(damaged, "damaged row") + " left out.");
+  if (damaged > 0) {
+    add_fault(fault::kCut, name + ": " + count_of(damaged, "damaged row") + " left out.", run);
+  }
   return rows;
 }
 
@@ -127,11 +145,13 @@ void compare_with_summary(const Rows& rows, RecordedRun& run) {
   }
   for (const auto& [group_id, result] : written) differing.insert(group_id);
   if (differing.empty()) return;
-  run.notices.push_back(std::string(output::kGroupSummary) + " tells otherwise of " +
-                        count_of(differing.size(), "group") + ", " + printable(*differing.begin()) +
-                        " the first: it belongs to an earlier run, or a file was cut or edited. "
-                        "The figures here follow " +
-                        output::kFrameSummary + ".");
+  add_fault(fault::kMixed,
+            std::string(output::kGroupSummary) + " tells otherwise of " +
+                count_of(differing.size(), "group") + ", " + printable(*differing.begin()) +
+                " the first: it belongs to an earlier run, or a file was cut or edited. "
+                "The figures here follow " +
+                output::kFrameSummary + ".",
+            run);
 }
 
 struct Totals {
@@ -161,13 +181,16 @@ void compare_with_totals(RecordedRun& run) {
     run.input_mode = printable(totals->input_mode);
     run.used_plate_det = totals->used_plate_det;
     if (totals->frames == run.frames.size() && totals->groups == run.groups.size()) return;
-    run.notices.push_back(std::string(output::kFinalResult) + " counts " +
-                          count_of(totals->frames, "frame") + " and " +
-                          count_of(totals->groups, "group") + ", the rows are those of " +
-                          count_of(run.frames.size(), "frame") + " and " +
-                          count_of(run.groups.size(), "group") + ".");
+    add_fault(fault::kMixed,
+              std::string(output::kFinalResult) + " counts " + count_of(totals->frames, "frame") +
+                  " and " + count_of(totals->groups, "group") + ", the rows are those of " +
+                  count_of(run.frames.size(), "frame") + " and " +
+                  count_of(run.groups.size(), "group") + ".",
+              run);
   } else if (fs::exists(path)) {
-    run.notices.push_back(std::string(output::kFinalResult) + " cannot be read.");
+    add_fault(fault::kCut, std::string(output::kFinalResult) + " cannot be read.", run);
+  } else if (fs::exists(run.dir + "/" + output::kGroupSummary)) {
+    add_fault(fault::kAborted, std::string("There is no ") + output::kFinalResult + ".", run);
   }
 }
 
@@ -202,9 +225,77 @@ void take_frames(const Rows& rows, RecordedRun& run) {
 }
 
 void take_groups(const Rows& rows, RecordedRun& run) {
-  run.notices.push_back(std::string("There is no ") + output::kFrameSummary +
-                        ": only the groups are known.");
+  add_fault(fault::kCut,
+            std::string("There is no ") + output::kFrameSummary + ": only the groups are known.",
+            run);
   for (const output::Row& row : rows) run.groups.push_back({group_of(row), {}});
+}
+
+void compare_with_groups(const std::optional<Rows>& group_rows, RecordedRun& run) {
+  if (group_rows) return compare_with_summary(*group_rows, run);
+  if (fs::exists(run.dir + "/" + output::kGroupSummary)) return;  // empty, which was told
+  add_fault(fault::kAborted,
+            std::string("The run did not finish, there is no ") + output::kGroupSummary +
+                ": these are the " + count_of(run.frames.size(), "frame") +
+                " that it read before, and the last group may lack some.",
+            run);
+}
+
+// An aborted run leaves the folder of the case that it could not read.
+void find_older_cases(RecordedRun& run) {
+  std::set<std::string> names;
+  for (const FrameResult& frame : run.frames) names.insert(case_name(frame));
+  std::error_code error;
+  std::size_t others = 0;
+  for (const auto& entry : fs::directory_iterator(run.dir + "/" + output::kCases, error)) {
+    if (names.count(entry.path().filename().string()) == 0) ++others;
+  }
+  if (others == 0 || !run.faults.empty()) return;
+  add_fault(fault::kMixed,
+            std::string(output::kCases) + "/ has " + count_of(others, "folder") +
+                " of no case of this run: an earlier one wrote into the same directory.",
+            run);
+}
+
+// First what spoils every reading: no detector, another dictionary.
+void tell_warnings(const RunLog& log, RecordedRun& run) {
+  std::vector<std::string> told;
+  if (log.input_mode == "auto" && !log.used_plate_det) {
+    told.emplace_back(
+        "The detector's file was not there, so the whole picture was read as a plate.");
+  }
+  for (const std::string& warning : log.warnings) {
+    told.push_back("kavrel warned: " + printable(warning));
+  }
+  run.notices.insert(run.notices.begin(), told.begin(), told.end());
+}
+
+// What the log tells is not told again where the files tell it.
+void compare_with_log(RecordedRun& run) {
+  if (!run.log) return;
+  const RunLog& log = *run.log;
+  tell_warnings(log, run);
+  for (const std::string& error : log.errors) {
+    add_fault(fault::kAborted, "The log ends in an error: " + printable(error), run);
+  }
+  const bool is_short = log.cases >= 0 && static_cast<std::size_t>(log.cases) != run.frames.size();
+  if (is_short) {
+    add_fault(fault::kAborted,
+              "The log tells of " + count_of(log.cases, "case") + ", and " +
+                  count_of(run.frames.size(), "frame") + " have a row.",
+              run);
+  }
+  if (log.errors.empty() && !is_short && !log.command.empty() && log.status < 0) {
+    add_fault(fault::kAborted, "The log has no end: the run was killed, or is still running.", run);
+  }
+}
+
+void find_nothing_to_judge(RecordedRun& run) {
+  if (run.groups.empty()) return add_fault(fault::kEmpty, "The run read nothing.", run);
+  const bool any_label = std::any_of(run.groups.begin(), run.groups.end(), [](const Group& group) {
+    return !group.result.expected.empty();
+  });
+  if (!any_label) add_fault(fault::kUnlabelled, "No group has an expected text.", run);
 }
 
 }  // namespace
@@ -215,27 +306,24 @@ RecordedRun read_run(const std::string& dir) {
   if (!fs::is_directory(dir)) throw std::runtime_error("there is no directory " + dir);
   RecordedRun run;
   run.dir = dir;
-  const auto frame_rows = read_rows(dir, output::kFrameSummary, output::kFrameColumns, run.notices);
-  const auto group_rows = read_rows(dir, output::kGroupSummary, output::kGroupColumns, run.notices);
+  run.log = read_run_log(dir);
+  const auto frame_rows = read_rows(output::kFrameSummary, output::kFrameColumns, run);
+  const auto group_rows = read_rows(output::kGroupSummary, output::kGroupColumns, run);
   if (!frame_rows && !group_rows) {
     throw std::runtime_error(std::string("no output of kavrel: neither ") + output::kFrameSummary +
                              " nor " + output::kGroupSummary + " in " + dir);
   }
   run.ended = utc_time(dir + "/" + (frame_rows ? output::kFrameSummary : output::kGroupSummary));
-  if (!frame_rows) {
-    take_groups(*group_rows, run);
-    return run;
-  }
-  take_frames(*frame_rows, run);
-  if (group_rows) {
-    compare_with_summary(*group_rows, run);
+  if (frame_rows) {
+    take_frames(*frame_rows, run);
+    compare_with_groups(group_rows, run);
+    compare_with_totals(run);
+    find_older_cases(run);
+    compare_with_log(run);
   } else {
-    run.notices.push_back(std::string("The run did not finish, there is no ") +
-                          output::kGroupSummary + ": these are the " +
-                          count_of(run.frames.size(), "frame") +
-                          " that it read before, and the last group may lack some.");
+    take_groups(*group_rows, run);
   }
-  compare_with_totals(run);
+  find_nothing_to_judge(run);
   return run;
 }
 

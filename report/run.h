@@ -2,18 +2,26 @@
 #ifndef KAVREL_REPORT_RUN_H
 #define KAVREL_REPORT_RUN_H
 
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "reading/frame_result.h"
 #include "reading/group_vote.h"
+#include "report/run_log.h"
 
 namespace kavrel::report {
 
 struct Group {
   GroupResult result;
   std::vector<std::size_t> frames;  // in case order
+};
+
+// Why no verdict may rest on a run.
+struct Fault {
+  const char* key;   // "aborted", "cut", "mixed", "empty" or "unlabelled"
+  std::string text;  // a sentence
 };
 
 struct RecordedRun {
@@ -26,6 +34,8 @@ struct RecordedRun {
   std::set<std::size_t> overwritten;  // frames whose pictures a later case of the same name took
   // What a reader of the figures must know: the run was aborted, a row was cut, files disagree.
   std::vector<std::string> notices;
+  std::vector<Fault> faults;  // whose sentences stand in the notices, too
+  std::optional<RunLog> log;
 };
 
 // Groups are voted from the frames, as a run does when it ends; summary.csv and FINAL_RESULT.json

@@ -6,6 +6,15 @@
 #include <cstdio>
 
 namespace kavrel::report {
+namespace {
+
+std::string fixed_decimal(double number) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.1f", number);
+  return text.data();
+}
+
+}  // namespace
 
 std::optional<Interval> wilson_interval(const Share& share) {
   constexpr double kZ = 1.959963984540054;  // the normal distribution's 97.5 % quantile
@@ -27,6 +36,18 @@ double mcnemar_exact(int fixed, int broken) {
     tail += std::exp(log_ways - n * std::log(2.0));
   }
   return std::min(1.0, 2 * tail);
+}
+
+std::string percent(double share) { return fixed_decimal(100 * share) + " %"; }
+
+std::string percent_of(const std::optional<Interval>& interval) {
+  return interval ? percent(interval->value) : "–";
+}
+
+std::string range_of(const std::optional<Interval>& interval) {
+  if (!interval) return "";
+  return "(" + fixed_decimal(100 * interval->low) + " to " + fixed_decimal(100 * interval->high) +
+         ")";
 }
 
 std::string probability_text(double probability) {

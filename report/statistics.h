@@ -26,6 +26,13 @@ std::optional<Interval> wilson_interval(const Share& share);
 // likely to help as to hurt, so many or more go one way. 1 without changes.
 double mcnemar_exact(int fixed, int broken);
 
+// "12.5 %"
+std::string percent(double share);
+
+// "12.5 %", and "(2.2 to 47.1)"; without an interval "–", and "".
+std::string percent_of(const std::optional<Interval>& interval);
+std::string range_of(const std::optional<Interval>& interval);
+
 // "p = 0.0312"; "p < 0.0001".
 std::string probability_text(double probability);
 

@@ -40,6 +40,8 @@ struct Sides {
     comparison = compare_runs(base, base_assessment, fresh, fresh_assessment);
   }
 
+  ComparedRuns both() const { return {base, base_assessment, fresh, fresh_assessment, comparison}; }
+
   static RecordedRun run_of(const std::vector<FrameResult>& frames) {
     const OutputDir dir;
     dir.write_finished(frames);
@@ -83,12 +85,21 @@ TEST(Comparison, PairsFramesOfOneNameInOrder) {
 }
 
 TEST(Comparison, LosesWhatIsBrokenOrRemoved) {
-  const Comparison comparison = all_kinds().comparison;
-  EXPECT_EQ(count_lost(comparison, false), 2);
-  EXPECT_EQ(count_lost(comparison, true), 1);
-  EXPECT_EQ(verdict_on(comparison, false),
+  const Sides sides = all_kinds();
+  EXPECT_EQ(count_lost(sides.comparison, false), 2);
+  EXPECT_EQ(count_lost(sides.comparison, true), 1);
+  EXPECT_EQ(verdict_on(sides.both(), false),
             "Groups that were correct in the base run and no longer are: 2.");
-  EXPECT_THAT(verdict_on(Sides({}, {}).comparison, false), HasSubstr("No group"));
+  const Sides same({labelled("a", kRight)}, {labelled("a", kRight)});
+  EXPECT_THAT(verdict_on(same.both(), false), HasSubstr("No group"));
+  EXPECT_TRUE(are_comparable(same.base, same.fresh));
+}
+
+TEST(Comparison, HasNoVerdictOnRunsThatAreNotWhole) {
+  const Sides empty({labelled("a", kRight)}, {});
+  EXPECT_FALSE(are_comparable(empty.base, empty.fresh));
+  EXPECT_FALSE(are_comparable(empty.fresh, empty.base));
+  EXPECT_EQ(verdict_on(empty.both(), false), "No verdict: the new run is empty.");
 }
 
 TEST(Comparison, LosesAGroupWhoseLabelIsGone) {

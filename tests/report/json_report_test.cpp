@@ -23,7 +23,7 @@ json report_of(const std::vector<FrameResult>& frames) {
   dir.write_finished(frames);
   const RecordedRun run = read_run(dir.path());
   std::ostringstream out;
-  write_json(run, assess(run, kavrel_test::kWords), out);
+  write_json(run, assess(run, kavrel_test::kWords), {}, out);
   return json::parse(out.str());
 }
 

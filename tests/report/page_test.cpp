@@ -114,7 +114,7 @@ TEST(Page, HasACardForEachGroupThatIsNotCorrect) {
       card(page, "2"),
       "no picture expected 横浜 500 さ 56-78 read 横浜 500 き 56-78 b misread 0 of 2 frames "
       "correct Kana misread outvoted 2 of 2 frames read き, 0 read さ. き had 3 votes, さ had "
-      "2. The fallback found the kana of 1.");
+      "2. The kana search found the kana of 1 frame.");
   EXPECT_THAT(card(page, "3"), HasSubstr("c not read 0 of 1 frame correct Region not read never "
                                          "read なにわ had 0."));
   EXPECT_THAT(card(page, "4"), HasSubstr("d unlabelled 1 frame No expected text to compare with."));

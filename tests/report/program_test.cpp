@@ -31,7 +31,8 @@ TEST_F(ReportProgram, ExplainsItself) {
   EXPECT_THAT(run_report({"--help"}).out,
               AllOf(HasSubstr("html"), HasSubstr("compare"), HasSubstr("junit"), HasSubstr("json"),
                     HasSubstr("explain")));
-  for (const char* command : {"html", "compare", "junit", "json", "explain"}) {
+  for (const char* command :
+       {"check", "html", "compare", "gate", "trend", "junit", "json", "explain"}) {
     const ProgramOutcome outcome = run_report({command, "--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.out, HasSubstr(std::string("Example: kavrel-report ") + command));
@@ -41,11 +42,14 @@ TEST_F(ReportProgram, ExplainsItself) {
 
 TEST_F(ReportProgram, RefusesAWrongCommandLine) {
   expect_failure({}, "no command; --help lists them");
-  expect_failure({"htlm"}, "The following argument was not expected: htlm");
+  expect_failure({"htlm"}, "no command htlm; --help lists them");
+  expect_failure({"htlm", "-o", "x"}, "no command htlm; --help lists them");
   expect_failure({"html"}, "OUTPUT_DIR is required");
   expect_failure({"compare", dir_.path()}, "NEW_DIR is required");
   EXPECT_EQ(run_report({"html", dir_.path(), "--colour"}).status, 1);
-  EXPECT_EQ(run_report({"compare", dir_.path(), dir_.path(), "--allow-broken", "-1"}).status, 1);
+  expect_failure({"compare", dir_.path(), dir_.path(), "--allow-broken", "-1"},
+                 "--allow-broken: is no count: -1");
+  expect_failure({"html", dir_.path(), "--max-frames", "many"}, "--max-frames: is no count: many");
 }
 
 TEST_F(ReportProgram, NamesTheDirectoryThatIsNotThere) {
@@ -94,6 +98,32 @@ TEST_F(ReportProgram, ReportsAnAbortedRun) {
   aborted.write_aborted(small_run());
   EXPECT_EQ(run_report({"html", aborted.path()}).status, 0);
   EXPECT_THAT(aborted.read("report.html"), HasSubstr("The run did not finish"));
+}
+
+// A disk that was full leaves the file without a byte.
+TEST_F(ReportProgram, ReadsTheFramesBesideAnEmptySummary) {
+  dir_.write("summary.csv", "");
+  for (const char* command : {"html", "junit", "json"}) {
+    EXPECT_EQ(run_report({command, dir_.path()}).status, 0) << command;
+  }
+  EXPECT_THAT(dir_.read("report.html"), HasSubstr("summary.csv is empty: was the disk full?"));
+}
+
+TEST_F(ReportProgram, WritesAPageForServersThatBlockWhatIsEmbedded) {
+  dir_.write_pictures("b1");
+  const ProgramOutcome outcome =
+      run_report({"html", dir_.path(), "-o", dir_.path("page.html"), "--separate-files"});
+  EXPECT_EQ(outcome.status, 0);
+  const std::string page = dir_.read("page.html");
+  EXPECT_THAT(page, HasSubstr("<link rel=\"stylesheet\" href=\"page_files/style.css\">"));
+  EXPECT_THAT(page, HasSubstr("<script src=\"page_files/script.js\"></script>"));
+  EXPECT_THAT(page, HasSubstr("<img src=\"page_files/picture1.jpg\""));
+  EXPECT_THAT(page, testing::Not(HasSubstr("<style>")));
+  EXPECT_THAT(page, testing::Not(HasSubstr("data:image")));
+  EXPECT_THAT(dir_.read("page_files/picture1.jpg"), StartsWith("\xFF\xD8"));
+  EXPECT_THAT(dir_.read("page_files/style.css"), StartsWith(":root"));
+  expect_failure({"html", dir_.path(), "-o", "-", "--separate-files"},
+                 "--separate-files wants a file for the page");
 }
 
 TEST_F(ReportProgram, PrintsJson) {
@@ -181,6 +211,19 @@ TEST_F(CompareProgram, ExitsWithThreeIfAGroupIsBroken) {
 TEST_F(CompareProgram, ExitsWithThreeIfACorrectGroupIsGone) {
   EXPECT_EQ(status({}, shorter_), 3);
   EXPECT_EQ(status({"--allow-removed"}, shorter_), 0);
+}
+
+// Two runs that broke off at the same case agree in all that they read.
+TEST_F(CompareProgram, ExitsWithThreeIfARunIsNotWhole) {
+  OutputDir aborted;
+  aborted.write_aborted(small_run());
+  for (const auto& [base, fresh] :
+       {std::pair(&aborted, &aborted), std::pair(&dir_, &aborted), std::pair(&aborted, &dir_)}) {
+    const ProgramOutcome outcome =
+        run_report({"compare", base->path(), fresh->path(), "--allow-removed"});
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.out, HasSubstr("No verdict: the "));
+  }
 }
 
 TEST_F(CompareProgram, WritesAPageAndTheStatusStays) {

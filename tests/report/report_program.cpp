@@ -45,8 +45,9 @@ ProgramOutcome run_program(const std::vector<std::string>& words) {
           dir.read("err"), seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
 }
 
-ProgramOutcome run_report(const std::vector<std::string>& arguments) {
+ProgramOutcome run_report(const std::vector<std::string>& arguments, const std::string& dir) {
   std::vector<std::string> words = {KAVREL_REPORT_PROGRAM};
+  if (!dir.empty()) words = {"env", "--chdir=" + dir, KAVREL_REPORT_PROGRAM};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return run_program(words);
 }

@@ -17,8 +17,8 @@ struct ProgramOutcome {
 // `words`: the program, looked for in PATH, and its arguments. 127 if there is no such program.
 ProgramOutcome run_program(const std::vector<std::string>& words);
 
-// The built kavrel-report.
-ProgramOutcome run_report(const std::vector<std::string>& arguments);
+// The built kavrel-report, in a working directory other than this one's if it is named.
+ProgramOutcome run_report(const std::vector<std::string>& arguments, const std::string& dir = "");
 
 // The bytes behind base64 digits.
 std::string from_base64(const std::string& digits);
