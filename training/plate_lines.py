@@ -228,7 +228,7 @@ class CropMaker:
 # Samples
 
 # Shares of the crops of a training.  The upper row has the most characters to learn.
-SHARES = {"upper_row": 0.3, "lower_row": 0.25, "serial_area": 0.03, "full": 0.1,
+SHARES = {"upper_row": 0.34, "lower_row": 0.25, "serial_area": 0.03, "full": 0.06,
           "box": 0.21, "kana": 0.08, "nothing": 0.03}
 EASY_SHARES = {"upper_row": 0.4, "lower_row": 0.4, "box": 0.2}
 CROPS_A_SHOT = 8

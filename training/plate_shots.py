@@ -220,6 +220,14 @@ def flattened(image, rng):
     return cv2.convertScaleAbs(image, alpha=contrast, beta=rng.uniform(0, 250 * (1 - contrast)))
 
 
+def toned(image, rng):
+    """A steep tone curve: what was blurred before becomes thick or thin strokes."""
+    middle = np.clip(image.mean() + rng.normal(-10, 30), 40, 215)
+    values = 1 / (1 + np.exp((middle - np.arange(256)) / rng.uniform(8, 45)))
+    low, high = values[[0, -1]]
+    return cv2.LUT(image, np.uint8(np.round(255 * (values - low) / (high - low))))
+
+
 def overexposed(image, rng):
     """White paint that burns out, and glows into the letters."""
     image = cv2.convertScaleAbs(image, alpha=rng.uniform(1.15, 1.9), beta=rng.uniform(-50, 35))
@@ -252,8 +260,8 @@ def resized(image, rng):
 
 # What is done, and how often.
 EDITS = ((smoothed, 0.04), (sharpened, 0.2), (flattened, 0.07), (overexposed, 0.09),
-         (resized, 0.12), (lambda image, _rng: grey(image), 0.05), (equalised, 0.08),
-         (recompressed, 0.22))
+         (resized, 0.16), (lambda image, _rng: grey(image), 0.05), (toned, 0.1),
+         (equalised, 0.14), (sharpened, 0.06), (recompressed, 0.22))
 
 
 def edited(image, rng):
