@@ -19,6 +19,9 @@ import numpy as np
 import backgrounds
 import plates
 import scenes
+from heavy_vehicles import draw_heavy, random_heavy
+from street import board_pool
+from vehicles import draw_vehicle, random_vehicle
 
 PX_PER_MM = 0.8                   # of the mounted plates; the crops have them smaller
 SURROUND = 148                    # mm of what is around the plate, on each side
@@ -29,6 +32,8 @@ CANVAS_PX = (PLATE_PX[0] + 2 * BORDER_PX, PLATE_PX[1] + 2 * BORDER_PX)
 FRAMES = 240
 CONTENTS = {"plate": 0.55, "odd": 0.30, "empty": 0.15}
 UNIT = np.float32([(0, 0), (1, 0), (1, 1), (0, 1)])
+DARK, DARK_SHARE = ("business", "kei_business"), 0.3      # of the plates, besides those by chance
+LARGE = 440 / 330
 
 
 def px(mm):
@@ -125,15 +130,53 @@ def from_scene(rng, frames):
     return cv2.warpPerspective(background.image, seen, CANVAS_PX, borderMode=cv2.BORDER_REFLECT)
 
 
+class StraightOn:
+    """The view of a camera that stands before the plate, in a plate's `width` in px."""
+
+    def __init__(self, rng, width):
+        self.scale, self.distance = width / plates.WIDTH, rng.uniform(2000, 15000)
+        self.aside = rng.normal(0, 0.2, 2) * self.distance
+
+    def project(self, points):
+        points = np.asarray(points, np.float64)
+        depth = np.maximum(1 + points[:, 2:] / self.distance, 0.1)
+        seen = points[:, :2] + self.aside * (depth - 1)
+        return np.array(CANVAS_PX) / 2 + self.scale * seen / depth
+
+    def eye(self):
+        return np.array((*self.aside, -self.distance))
+
+
+def bodywork_of_a_vehicle(rng):
+    """A vehicle's lamps, bumper, grille and boards as close to the plate as they are; the
+    plates of lorries and buses are large, so all else is smaller."""
+    canvas = backgrounds.cover(rng, CANVAS_PX)
+    heavy = rng.random() < 0.65
+    large = heavy and rng.random() < 0.6
+    view = StraightOn(rng, PLATE_PX[0] / (LARGE if large else 1))
+    if heavy:
+        draw_heavy(canvas, random_heavy(rng), view)
+    else:
+        draw_vehicle(canvas, random_vehicle(rng), view)
+    return canvas
+
+
 def behind(rng, frames):
     chance = rng.random()
-    if chance < 0.1:
+    if chance < 0.08:
         return plain(rng)
-    if chance < 0.35:
+    if chance < 0.25:
         return bodywork(rng)
-    if chance < 0.65:
+    if chance < 0.5:
+        return bodywork_of_a_vehicle(rng)
+    if chance < 0.7:
         return from_scene(rng, frames)
     return backgrounds.cover(rng, CANVAS_PX, (1, 5))
+
+
+def near(colour, rng):
+    """A colour that is hardly told from the other."""
+    return np.clip(colour * rng.uniform(0.7, 1.25) + rng.normal(0, 10, 3), 0, 255)
 
 
 def like(canvas, colour, rng):
@@ -157,17 +200,17 @@ def around(gaps, turn=0.0):
     return (corners - middle) @ spin + middle
 
 
-def draw_box(canvas, gaps, rng, turn=0.0):
+def draw_box(canvas, gaps, colour, rng, turn=0.0):
     """A filled shape around the plate, mostly with straight edges, often with a rim."""
     outline = [np.int32(np.rint(around(gaps, turn) * 16))]
     if rng.random() < 0.85:
-        cv2.fillPoly(canvas, outline, any_colour(rng).tolist(), cv2.LINE_AA, 4)
+        cv2.fillPoly(canvas, outline, colour.tolist(), cv2.LINE_AA, 4)
     if rng.random() < 0.5:
         cv2.polylines(canvas, outline, True, any_colour(rng).tolist(),
                       max(1, int(px(rng.uniform(1, 8)))), cv2.LINE_AA, 4)
 
 
-def draw_board(canvas, rng):
+def draw_board(canvas, _plate, rng):
     """A board or a panel that the plate is screwed to, or the hollow that it lies in."""
     gaps = px(rng.uniform(5, 120, 4) * rng.uniform(0.1, 1))
     outline = around(gaps, rng.normal(0, 0.02)) + rng.normal(0, px(4), (4, 2))
@@ -176,11 +219,13 @@ def draw_board(canvas, rng):
         draw_words(canvas, rng)
 
 
-def draw_frames(canvas, rng):
-    """Frames one inside another, even or wider on one side; the inmost may touch the plate."""
+def draw_frames(canvas, plate, rng):
+    """Frames one inside another, even or wider on one side; the inmost may touch the plate
+    and may have nearly its colour."""
     gaps = px(rng.uniform(0, 45)) * rng.uniform(0.3, 1, 4)
     for _ in range(int(rng.integers(1, 4))):
-        draw_box(canvas, gaps, rng, rng.normal(0, 0.006))
+        colour = near(plate, rng) if rng.random() < 0.3 else any_colour(rng)
+        draw_box(canvas, gaps, colour, rng, rng.normal(0, 0.006))
         gaps = gaps * rng.uniform(0, 0.8, 4)
 
 
@@ -192,7 +237,31 @@ def draw_other_plate(canvas, plate, rng):
     cv2.warpAffine(plate, shift, CANVAS_PX, dst=canvas, borderMode=cv2.BORDER_TRANSPARENT)
 
 
-def cast_shadow(canvas, rng):
+def draw_neighbour(canvas, plate, rng):
+    """A board, a lamp or a panel right beside the plate, perhaps of its height and colour."""
+    low = np.array((BORDER_PX, BORDER_PX), np.float64)
+    size = PLATE_PX * rng.uniform((0.2, 0.3), (1.2, 1.3))
+    axis, after = int(rng.random() < 0.35), rng.random() < 0.5
+    if rng.random() < 0.4:
+        size[1 - axis] = PLATE_PX[1 - axis]
+    gap = px(rng.uniform(0, 30))
+    at = low + (PLATE_PX - size) * (0.5 if rng.random() < 0.5 else rng.random())
+    at[axis] = low[axis] + (PLATE_PX[axis] + gap if after else -gap - size[axis])
+    outline = at + UNIT * size + rng.normal(0, px(1.5), (4, 2))
+    if rng.random() < 0.4:
+        board = plates.pick(rng, board_pool())
+        full = np.float32([(0, 0), (board.shape[1], 0), board.shape[1::-1], (0, board.shape[0])])
+        warp = cv2.getPerspectiveTransform(full, np.float32(outline))
+        cv2.warpPerspective(board, warp, CANVAS_PX, dst=canvas, borderMode=cv2.BORDER_TRANSPARENT)
+        return
+    colour = near(plate, rng) if rng.random() < 0.35 else any_colour(rng)
+    cv2.fillPoly(canvas, [np.int32(outline)], colour.tolist(), cv2.LINE_AA)
+    if rng.random() < 0.5:
+        cv2.polylines(canvas, [np.int32(outline)], True, any_colour(rng).tolist(),
+                      max(1, int(px(rng.uniform(1, 8)))), cv2.LINE_AA)
+
+
+def cast_shadow(canvas, _plate, rng):
     """The plate's own shadow on what is behind it."""
     shadow = np.zeros(canvas.shape[:2], np.float32)
     outline = around(np.full(4, px(rng.uniform(-2, 6)))) + px(rng.uniform((-8, -3), (8, 14)))
@@ -203,6 +272,17 @@ def cast_shadow(canvas, rng):
 
 
 # What is over a plate's edge
+
+def shade(canvas, rng):
+    """What stands out above the plate keeps the light from a part of it and around it."""
+    dark = np.full(canvas.shape[:2], rng.uniform(0.25, 0.8), np.float32)
+    at = BORDER_PX + PLATE_PX[1] * rng.uniform(0, 1)
+    edge = np.float32([(0, at + rng.normal(0, 30)), (CANVAS_PX[0], at + rng.normal(0, 30)),
+                       CANVAS_PX, (0, CANVAS_PX[1])])
+    cv2.fillPoly(dark, [np.int32(edge)], 1.0)
+    dark = cv2.blur(dark, (1 + int(px(rng.uniform(0, 40))),) * 2)
+    canvas[:] = cv2.multiply(canvas, cv2.merge([dark] * 3), dtype=cv2.CV_8U)
+
 
 def cover_side(canvas, rng):
     """A bumper, a lip or a wide holder over a part of one side."""
@@ -238,7 +318,7 @@ def cover_spot(canvas, rng):
 def drawn_plate(rng, regions, styles):
     """A plate (picture, cover 0..255), its margin in mm and the kind of its contents."""
     contents = chosen(rng, CONTENTS)
-    text = plates.random_plate_text(rng, regions)
+    text = plates.random_plate_text(rng, regions, DARK if rng.random() < DARK_SHARE else None)
     plate = plates.draw_plate(text, plates.pick(rng, styles), PX_PER_MM, rng, contents=contents)
     return plate.picture, plate.mask, plate.margin, contents
 
@@ -246,16 +326,17 @@ def drawn_plate(rng, regions, styles):
 def mounted(rng, plate, frames, other):
     """The canvas with the plate, PLATE_PX wide, in its middle; `other` may stand beside it."""
     picture, mask, margin, _ = plate
-    canvas = np.ascontiguousarray(behind(rng, frames))
-    if rng.random() < 0.3:
-        canvas = like(canvas, np.median(picture[mask > 0], 0), rng)
+    canvas, ground = np.ascontiguousarray(behind(rng, frames)), np.median(picture[mask > 0], 0)
+    if rng.random() < 0.25:
+        canvas = like(canvas, ground, rng)
     if rng.random() < 0.08:
         draw_other_plate(canvas, other[0], rng)
-    for draw, share in ((draw_board, 0.3), (draw_frames, 0.35), (cast_shadow, 0.5)):
+    for draw, share in ((draw_board, 0.3), (draw_neighbour, 0.2), (draw_neighbour, 0.1),
+                        (draw_frames, 0.35), (cast_shadow, 0.5)):
         if rng.random() < share:
-            draw(canvas, rng)
+            draw(canvas, ground, rng)
     lay(canvas, picture, mask, margin)
-    for draw, share in ((cover_side, 0.08), (cover_spot, 0.12)):
+    for draw, share in ((cover_side, 0.08), (cover_spot, 0.12), (shade, 0.12)):
         if rng.random() < share:
             draw(canvas, rng)
     return canvas

@@ -24,9 +24,9 @@ import mounted_plates
 import plates
 import scenes
 
-POOL, HELD_OUT_POOL = 2400, 400
+POOL, HELD_OUT_POOL = 2800, 400
 FRAMES = 60                       # pictures beyond what a plate is mounted on
-HELD_OUT, QUICK = 1500, 512
+HELD_OUT, QUICK = 1500, 128
 HELD_OUT_SEED = 990001            # far from those of any training
 
 STEP = 4                          # pixels of the picture per place of the planes
