@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds kavrel for a 64-bit Arm board on a Debian machine, and its packages:
 #   packaging/cross_build.sh
-# Leaves build-aarch64-linux-gnu/kavrel and build-aarch64-linux-gnu/packages/. The machine's own packages stay as they are: Debian's OpenCV for two
-# architectures cannot be installed side by side, so the arm64 packages are unpacked into
-# build-arm64-root (about 1 GB, fetched once).
+# Leaves kavrel and packages/ in build-aarch64-linux-gnu. Debian's OpenCV cannot be installed for two
+# architectures side by side, so its arm64 packages are unpacked into build-arm64-root (about 1 GB,
+# fetched once), and the machine's own packages stay as they are.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root="build-arm64-root"
