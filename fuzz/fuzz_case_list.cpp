@@ -1,6 +1,6 @@
 // The case list: any bytes give rows that can be written down and read again.
-#include "app/base/text.h"
 #include "app/base/case_list.h"
+#include "app/base/text.h"
 #include "fuzz/fuzz_support.h"
 
 using kavrel::CaseItem;

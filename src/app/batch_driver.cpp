@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "app/base/case_list.h"
 #include "app/base/files.h"
 #include "app/base/log.h"
 #include "app/base/output_format.h"
-#include "app/base/case_list.h"
 #include "app/final_report.h"
 #include "app/frame_report.h"
 #include "kana/kana_fallback.h"
