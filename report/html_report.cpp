@@ -242,10 +242,9 @@ void set_method(const Assessment& assessment, const std::string& words_name, Vie
 
 }  // namespace
 
-std::string render_report(const RecordedRun& run, const Assessment& assessment,
-                          const std::vector<std::string>& region_words,
-                          const std::string& words_name, std::size_t max_frames,
-                          const Slices& slices) {
+std::string render_report(const AssessedRun& assessed, const std::string& words_name,
+                          std::size_t max_frames, const Slices& slices) {
+  const auto& [run, assessment, region_words] = assessed;
   const Cards cards = render_cards(run, assessment, region_words, max_frames);
   View view;
   set_head(run, assessment, view);

@@ -12,10 +12,8 @@ namespace kavrel::report {
 
 // The run as one HTML page that needs nothing else. `max_frames`: how many frames are shown with
 // pictures and readings. `words_name`: where the region words come from, as the page says it.
-std::string render_report(const RecordedRun& run, const Assessment& assessment,
-                          const std::vector<std::string>& region_words,
-                          const std::string& words_name, std::size_t max_frames,
-                          const Slices& slices = {});
+std::string render_report(const AssessedRun& assessed, const std::string& words_name,
+                          std::size_t max_frames, const Slices& slices = {});
 
 }  // namespace kavrel::report
 

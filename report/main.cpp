@@ -86,7 +86,7 @@ int write_html(const Options& options) {
   const report::Assessment assessment = report::assess(run, words);
   const report::Slices slices = report::slice_run(run, assessment, options.list);
   const std::string page =
-      report::render_report(run, assessment, words, words_name, options.max_frames, slices);
+      report::render_report({run, assessment, words}, words_name, options.max_frames, slices);
   report::write_page(file_or(options, options.output_dir, "report.html"), page,
                      options.separate_files);
   return 0;

@@ -24,7 +24,8 @@ constexpr std::size_t kManyFrames = 1000;
 
 std::string page_of(const OutputDir& dir, std::size_t max_frames = kManyFrames) {
   const RecordedRun run = read_run(dir.path());
-  return render_report(run, assess(run, kWords), kWords, "the words of a test", max_frames);
+  const Assessment assessment = assess(run, kWords);
+  return render_report({run, assessment, kWords}, "the words of a test", max_frames);
 }
 
 std::string page_of(const std::vector<FrameResult>& frames) {
