@@ -8,26 +8,11 @@
 #include <vector>
 
 #include "app/base/output_format.h"
-#include "app/base/text.h"
+#include "app/base/run_totals.h"
 #include "reading/group_vote.h"
 
 namespace kavrel {
 namespace {
-
-constexpr int kExitSuccess = 0;
-constexpr int kExitGroupsNotCorrect = 2;
-
-// The run's totals as both reports show them.
-struct Totals {
-  std::string input_mode;
-  std::string use_plate_det;
-  std::size_t frame_total;
-  StatusCounts frames;
-  std::size_t group_total;
-  StatusCounts groups;
-  std::string frame_summary_csv;
-  std::string summary_csv;
-};
 
 using Groups = std::map<std::string, std::vector<FrameResult>>;
 
@@ -62,49 +47,24 @@ StatusCounts write_summary_csv(const Groups& groups, const std::string& path) {
   return counts;
 }
 
-void write_final_json(const Totals& totals, const std::string& path) {
-  std::ofstream(path) << json_object({
-      {output::total::kInputMode, json_string(totals.input_mode)},
-      {output::total::kUsePlateDet, totals.use_plate_det},
-      {output::total::kFrameTotal, std::to_string(totals.frame_total)},
-      {output::total::kFrameCorrect, std::to_string(totals.frames.correct)},
-      {output::total::kFrameCheckOrFailed, std::to_string(totals.frames.check_or_failed)},
-      {output::total::kGroupTotal, std::to_string(totals.group_total)},
-      {output::total::kGroupCorrect, std::to_string(totals.groups.correct)},
-      {output::total::kGroupCheckOrFailed, std::to_string(totals.groups.check_or_failed)},
-      {output::total::kFrameSummaryCsv, json_string(totals.frame_summary_csv)},
-      {output::total::kSummaryCsv, json_string(totals.summary_csv)},
-  });
-}
-
-void print_final_block(const Totals& totals) {
-  std::cout << "========== FINAL_RESULT ==========\n"
-            << "input_mode=" << totals.input_mode << " use_plate_det=" << totals.use_plate_det
-            << "\nframe_total=" << totals.frame_total << " frame_correct=" << totals.frames.correct
-            << " frame_check_or_failed=" << totals.frames.check_or_failed
-            << "\ngroup_total=" << totals.group_total << " group_correct=" << totals.groups.correct
-            << " group_check_or_failed=" << totals.groups.check_or_failed
-            << "\nsummary=" << totals.summary_csv << std::endl;
-}
-
 }  // namespace
 
 int report_run(FinishedRun run) {
   const std::string& output_dir = run.args.output_dir;
-  Totals totals;
+  RunTotals totals;
   totals.input_mode = run.args.input_mode;
-  totals.use_plate_det = run.use_plate_det ? "true" : "false";
+  totals.use_plate_det = run.use_plate_det;
   totals.frame_total = run.frames.size();
-  totals.frames = run.frame_counts;
-  totals.frame_summary_csv = output_dir + "/" + output::kFrameSummary;
-  totals.summary_csv = output_dir + "/" + output::kGroupSummary;
+  totals.frame_correct = run.frame_counts.correct;
+  totals.frame_check_or_failed = run.frame_counts.check_or_failed;
   const Groups groups = group_frames(std::move(run.frames));
+  const StatusCounts counts = write_summary_csv(groups, output_dir + "/" + output::kGroupSummary);
   totals.group_total = groups.size();
-  totals.groups = write_summary_csv(groups, totals.summary_csv);
-  write_final_json(totals, output_dir + "/" + output::kFinalResult);
-  print_final_block(totals);
-  const bool failed = run.args.fail_on_error && totals.groups.check_or_failed > 0;
-  return failed ? kExitGroupsNotCorrect : kExitSuccess;
+  totals.group_correct = counts.correct;
+  totals.group_check_or_failed = counts.check_or_failed;
+  std::ofstream(output_dir + "/" + output::kFinalResult) << final_result_json(totals, output_dir);
+  std::cout << final_result_block(totals, output_dir) << std::flush;
+  return exit_status_of(totals, run.args.fail_on_error);
 }
 
 }  // namespace kavrel

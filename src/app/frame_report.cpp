@@ -1,6 +1,5 @@
 #include "app/frame_report.h"
 
-#include <utility>
 #include <vector>
 
 #include "app/base/output_format.h"
@@ -46,18 +45,11 @@ FrameReport make_frame_report(const FrameResult& frame) {
 }
 
 void write_result_txt(const FrameReport& report, const std::string& case_dir) {
-  const output::Row row = row_of(report);
-  std::ofstream file(case_dir + "/" + output::kResultTxt);
-  for (const char* key : output::kResultTxtKeys) file << key << ": " << row.at(key) << '\n';
+  std::ofstream(case_dir + "/" + output::kResultTxt) << output::result_txt(row_of(report));
 }
 
 void write_result_json(const FrameReport& report, const std::string& case_dir) {
-  const output::Row row = row_of(report);
-  std::vector<std::pair<std::string, std::string>> members;
-  for (const char* key : output::kResultJsonKeys) {
-    members.emplace_back(key, json_string(row.at(key)));
-  }
-  std::ofstream(case_dir + "/" + output::kResultJson) << json_object(members);
+  std::ofstream(case_dir + "/" + output::kResultJson) << output::result_json(row_of(report));
 }
 
 FrameSummary::FrameSummary(const std::string& path) : file_(path) {

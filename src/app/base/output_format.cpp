@@ -1,8 +1,15 @@
 #include "app/base/output_format.h"
 
+#include <utility>
+
 #include "app/base/text.h"
 
 namespace kavrel::output {
+
+std::string case_name(const std::string& image_path) {
+  const std::string name = basename_no_ext(image_path);
+  return name.empty() ? "." : name;
+}
 
 std::string case_dir(const std::string& output_dir, const std::string& image_path) {
   return output_dir + "/" + kCases + "/" + basename_no_ext(image_path);
@@ -23,6 +30,18 @@ Row make_row(Columns columns, const std::vector<std::string>& cells) {
   std::size_t i = 0;
   for (const char* column : columns) row.emplace(column, cells.at(i++));
   return row;
+}
+
+std::string result_txt(const Row& row) {
+  std::string text;
+  for (const char* key : kResultTxtKeys) text += std::string(key) + ": " + row.at(key) + '\n';
+  return text;
+}
+
+std::string result_json(const Row& row) {
+  std::vector<std::pair<std::string, std::string>> members;
+  for (const char* key : kResultJsonKeys) members.emplace_back(key, json_string(row.at(key)));
+  return json_object(members);
 }
 
 namespace source {

@@ -26,6 +26,10 @@ constexpr const char* kCases = "cases";
 constexpr const char* kResultTxt = "result.txt";
 constexpr const char* kResultJson = "result.json";
 
+// The name of a case's folder: that of its image. An image ".jpg" leaves an empty one, which is
+// cases/ itself, as "." is.
+std::string case_name(const std::string& image_path);
+
 // The folder of the case that reads this image. Images of the same name share one.
 std::string case_dir(const std::string& output_dir, const std::string& image_path);
 
@@ -70,6 +74,10 @@ std::string csv_line(Columns columns, const Row& row);
 
 // The other way round, from as many cells as columns.
 Row make_row(Columns columns, const std::vector<std::string>& cells);
+
+// A case's own files, result.txt and result.json.
+std::string result_txt(const Row& row);
+std::string result_json(const Row& row);
 
 // The cell ocr_texts: every reading as "source:text", joined by " / ". A text may hold either mark.
 constexpr char kSourceEnd = ':';
