@@ -220,6 +220,8 @@ void read_statement(Words& words, Script& script) {
   } else if (statement == "sleep") {
     const Selector runs = to_selector(words.next());
     script.pauses.push_back({runs, to_u32(words.next())});
+  } else if (statement == "by_input") {
+    script.kinds = to_unsigned(words.next());
   } else if (statement == "kill") {
     script.kills.push_back(to_selector(words.next()));
   } else {

@@ -50,6 +50,7 @@ struct Script {
   std::vector<Failure> failures;
   std::vector<Pause> pauses;
   std::vector<Selector> kills;
+  std::uint64_t kinds = 0;  // 0: answers go by the number of the run
 };
 
 // Throws std::runtime_error with the number of the line that cannot be read.
