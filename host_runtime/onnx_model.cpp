@@ -2,6 +2,8 @@
 
 #include <onnxruntime_session_options_config_keys.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -21,12 +23,20 @@ constexpr const char* kAdvice =
                 "the model of " + std::to_string(size) + " bytes " + fault + kAdvice);
 }
 
+// How many threads run a network; 0 leaves it to ONNX Runtime, which takes all cores. Several
+// processes on one machine take one each.
+int thread_count() {
+  const char* const text = std::getenv("KAVREL_HOST_THREADS");
+  return text == nullptr ? 0 : static_cast<int>(std::strtol(text, nullptr, 10));
+}
+
 Ort::Session open_session(const Ort::Env& env, const void* bytes, std::size_t size) {
   if (size == 0) refuse_file(size, "is empty");
   Ort::SessionOptions options;
   options.AddConfigEntry(kOrtSessionOptionsConfigLoadModelFormat, "ONNX");
   // Networks run in turn: threads of one that wait in a loop for its next run slow down the others.
   options.AddConfigEntry(kOrtSessionOptionsConfigAllowIntraOpSpinning, "0");
+  options.SetIntraOpNumThreads(std::max(0, thread_count()));
   try {
     return Ort::Session(env, bytes, size, options);
   } catch (const Ort::Exception& fault) {
