@@ -41,8 +41,9 @@ if [[ ! -e $root ]]; then
   suite="$(. /etc/os-release && echo "$VERSION_CODENAME")"
   "${as_root[@]}" rm -rf "$root.part"
   "${as_root[@]}" mmdebstrap --quiet --variant=extract --architectures=arm64 \
-    --include=libopencv-dev,libgtest-dev,libgmock-dev,libc6-dev \
-    --dpkgopt='path-exclude=/usr/share/*' --extract-hook="$unpacked_hook" \
+    --include=libopencv-dev,libgtest-dev,libgmock-dev,libc6-dev,libssl-dev,libcli11-dev,nlohmann-json3-dev \
+    --dpkgopt='path-exclude=/usr/share/*' --dpkgopt='path-include=/usr/share/cmake/*' \
+    --extract-hook="$unpacked_hook" \
     "$suite" "$root.part"
   "${as_root[@]}" mv "$root.part" "$root"
 fi

@@ -14,5 +14,5 @@ fi
 git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 shellcheck demo.sh test.sh .ci/run tools/*.sh packaging/*.sh tests/*/*.sh bench/*.sh
 shellcheck --shell=bash packaging/completions/*
-git ls-files 'src/*.cpp' 'host_runtime/*.cpp' 'report/*.cpp' |
+git ls-files 'src/*.cpp' 'host_runtime/*.cpp' 'report/*.cpp' 'shard/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build

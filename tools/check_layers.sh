@@ -11,9 +11,10 @@ plate host_runtime
 ocr
 kana
 reading
-app report"
+app report
+shard"
 
-mapfile -t files < <(git ls-files src host_runtime report | grep -E '\.(cpp|h)$')
+mapfile -t files < <(git ls-files src host_runtime report shard | grep -E '\.(cpp|h)$')
 awk -v levels="$levels" '
   function folder(path) { sub("^src/", "", path); sub("/?[^/]*$", "", path); return path }
   BEGIN {

@@ -56,9 +56,13 @@ ProgramTest::ProgramTest() : work_(root_.path("work")) {
 }
 
 Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
-  fs::remove(root_.path("calls"));
-  std::vector<std::string> words = {"kavrel"};
+  std::vector<std::string> words = {program()};
   words.insert(words.end(), arguments.begin(), arguments.end());
+  return run_other(words);
+}
+
+Outcome ProgramTest::run_other(std::vector<std::string> words) const {
+  fs::remove(root_.path("calls"));
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
@@ -68,7 +72,7 @@ Outcome ProgramTest::run(const std::vector<std::string>& arguments) const {
     redirect(STDOUT_FILENO, root_.path("out"));
     redirect(STDERR_FILENO, root_.path("err"));
     use_scripted_runtime(root_.path("calls"), root_.path("inputs"));
-    if (chdir(work_.c_str()) == 0) execv(program().c_str(), argv.data());
+    if (chdir(work_.c_str()) == 0) execv(argv.front(), argv.data());
     _exit(127);
   }
   int status = 0;

@@ -49,6 +49,8 @@ class ProgramTest : public testing::Test {
 
   // All paths are relative to the working directory.
   Outcome run(const std::vector<std::string>& arguments = {}) const;
+  // The same of another program, its path the first word.
+  Outcome run_other(std::vector<std::string> words) const;
   // Leaves what each network was shown to `inputs`.
   Outcome run_keeping_inputs(const std::vector<std::string>& arguments = {}) const;
   // What the network of this label was shown in the last run, blue first as pictures are here.

@@ -1,0 +1,229 @@
+// Whatever goes wrong ends in the same bytes, or in exit status 1 and no output directory.
+#include <functional>
+
+#include "tests/shard/shard_fixture.h"
+
+namespace kavrel_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Fault : public ShardTest {
+ protected:
+  Fault() {
+    list("a.png,x,a\nb.png,,b\nc.png,x,c\nd.png,,d\n", {"a.png", "b.png", "c.png", "d.png"});
+    one_ = one_run();
+    EXPECT_EQ(plan(2).status, 0);
+  }
+
+  void expect_no_merge(const std::string& finding, const std::vector<std::string>& options = {}) {
+    const Outcome outcome = merge(options);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr(finding));
+    EXPECT_FALSE(exists(kMerged));
+    EXPECT_THAT(outcome.out, IsEmpty());
+  }
+
+  // A command line of a shell whose files may have so many bytes, as on a full disk.
+  Outcome on_a_full_disk(const std::string& words) const {
+    return run_other(
+        {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 1; exec " KAVREL_SHARD_PROGRAM " " + words});
+  }
+
+  Left one_;
+};
+
+TEST_F(Fault, AResultThatIsSpoiledIsMovedAsideAndRunAgain) {
+  const std::string result = "job/results/1/";
+  const std::map<std::string, std::function<void()>> faults = {
+      {"output/summary.csv has other bytes",
+       [&] { write(result + "output/summary.csv", read(result + "output/summary.csv") + "x"); }},
+      {"result.txt is missing", [&] { remove(result + "output/cases/a/result.txt"); }},
+      {"it has a file output/cases/other",
+       [&] { write(result + "output/cases/other", "of another attempt"); }},
+      {"shard.json is missing or cut", [&] { remove(result + "shard.json"); }},
+      {"it is of shard 2",
+       [&] { write(result + "shard.json", read("job/results/2/shard.json")); }}};
+  for (const auto& [finding, spoil] : faults) {
+    SCOPED_TRACE(finding);
+    run_shards(todo());
+    EXPECT_THAT(todo(), IsEmpty());
+    spoil();
+    expect_no_merge(finding);
+    EXPECT_THAT(todo(), ElementsAre("1"));
+    EXPECT_TRUE(exists("job/spoiled"));
+    remove("job/spoiled");
+  }
+  run_shards(todo());
+  expect_same(merge(), one_);
+}
+
+TEST_F(Fault, AFlippedByteIsFoundWhereSizesAreTheSame) {
+  run_shards(todo());
+  std::string table = read("job/results/2/output/frame_summary.csv");
+  table[table.size() - 3] ^= 1;
+  write("job/results/2/output/frame_summary.csv", table);
+  expect_no_merge("shard 2 is spoiled: output/frame_summary.csv has other bytes");
+}
+
+TEST_F(Fault, AShardThatIsMissingIsNamed) {
+  run_shards({"2"});
+  expect_no_merge("[FINDING] shard 1 is not done\n");
+  EXPECT_EQ(shard({"status", kJob}).out,
+            "done: 1 of 2 shards, 2 rows\nfailed: 0 of 2 shards, 0 rows\n"
+            "spoiled: 0 of 2 shards, 0 rows\nnot done: 1 of 2 shards, 2 rows\n");
+}
+
+TEST_F(Fault, AListThatWasEditedIsRefused) {
+  write("job/shards/1/list.csv", read("job/shards/1/list.csv") + "a.png\n");
+  EXPECT_THAT(shard({"run", kJob, "1"}),
+              FailsWith("not the list that was planned: job/shards/1/list.csv"));
+  EXPECT_FALSE(exists("job/results/1"));
+}
+
+TEST_F(Fault, TheListOfThePlanIsKeptWhereItsSourceIsEdited) {
+  write(kCaseList, "d.png\n");
+  run_shards(todo());
+  expect_same(merge(), one_);
+}
+
+TEST_F(Fault, ANetworkThatWasExchangedIsRefused) {
+  write(kCornerModel, corner_script() + "# another\n");
+  EXPECT_THAT(shard({"run", kJob, "1"}),
+              FailsWith("not the file that was planned: job/common/plate-corner-model"));
+  EXPECT_FALSE(exists("job/results/1"));
+}
+
+TEST_F(Fault, AResultOfAnotherRuntimeIsNotMerged) {
+  run_shards(todo());
+  std::string result = read("job/results/2/shard.json");
+  const std::size_t at = result.find("\"runtime_sha256\": \"") + 19;
+  result.replace(at, 4, "ffff");
+  write("job/results/2/shard.json", result);
+  expect_no_merge("shard 2 was run with another librknnrt.so than shard 1");
+}
+
+TEST_F(Fault, WhatAnAttemptThatWasKilledLeftIsNotMerged) {
+  write("job/attempts/1.killed/output/cases/a/result.txt", "half");
+  run_shards(todo());
+  EXPECT_FALSE(exists("job/attempts/1.killed"));
+  expect_same(merge(), one_);
+}
+
+TEST_F(Fault, ASecondAttemptKeepsTheWholeResultOfTheFirst) {
+  run_shards({"1"});
+  const auto before = contents("job/results/1");
+  run_shards({"1"});
+  EXPECT_TRUE(contents("job/results/1") == before);
+}
+
+TEST_F(Fault, AFullDiskOnAWorkerLeavesTheShardToDo) {
+  EXPECT_EQ(on_a_full_disk("run job 1").status, 1);
+  EXPECT_THAT(todo(), ElementsAre("1", "2"));
+  run_shards(todo());
+  expect_same(merge(), one_);
+}
+
+TEST_F(Fault, AFullDiskAtTheMergeLeavesNoOutput) {
+  run_shards(todo());
+  EXPECT_EQ(on_a_full_disk("merge job --output-dir " + kMerged).status, 1);
+  EXPECT_THAT(files("merged"), IsEmpty());
+  expect_same(merge(), one_);
+}
+
+TEST_F(Fault, OfTwoMergesAtOnceOneGoes) {
+  run_shards(todo());
+  const Outcome both =
+      run_other({"/bin/sh", "-c",
+                 "flock job -c '" KAVREL_SHARD_PROGRAM " merge job --output-dir " + kMerged + "'"});
+  EXPECT_THAT(both, FailsWith("another kavrel-shard works on job"));
+  EXPECT_FALSE(exists(kMerged));
+}
+
+TEST_F(Fault, AnOutputDirectoryThatIsThereIsNotTouched) {
+  run_shards(todo());
+  write(kMerged + "/summary.csv", "mine");
+  EXPECT_THAT(merge(), FailsWith("is there already: " + kMerged));
+  EXPECT_EQ(read(kMerged + "/summary.csv"), "mine");
+}
+
+class BrokenPicture : public ShardTest {
+ protected:
+  BrokenPicture() {
+    list("a.png,x,a\nb.png,,b\nc.png,x,c\nd.png,,d\n", {"a.png", "c.png", "d.png"});
+    EXPECT_EQ(plan(4).status, 0);
+    for (const std::string& number : todo()) shard({"run", kJob, number});
+  }
+};
+
+TEST_F(BrokenPicture, IsNamedByTheMerge) {
+  const Outcome outcome = merge();
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("[FINDING] shard 2 failed: [ERROR] failed to read image: "
+                                     "b.png\n[WARN] the first failing picture in the list is "
+                                     "b.png: [ERROR] failed to read image: b.png\n"));
+  EXPECT_FALSE(exists(kMerged));
+  EXPECT_THAT(todo(), ElementsAre("2"));
+}
+
+TEST_F(BrokenPicture, LeavesAResultOfTheOtherGroupsWhereThatIsAskedFor) {
+  write("others.csv", "a.png,x,a\nc.png,x,c\nd.png,,d\n");
+  const Left others = one_run("others.csv");
+  const Outcome outcome = merge({"--without-failed"});
+  EXPECT_EQ(outcome.status, 4);
+  EXPECT_THAT(outcome.err, HasSubstr("THE RESULT IS NOT THAT OF THE WHOLE LIST: 1 of 4 shards are "
+                                     "left out, with 1 rows and 1 groups\n"));
+  expect_same(outcome, others);
+}
+
+class Verify : public ShardTest {
+ protected:
+  Verify() {
+    list("a.png,x,a\nb.png,,a\nx/b.png,,c\n", {"a.png", "b.png", "x/b.png"});
+    EXPECT_EQ(run({"--output-dir", "out"}).status, 0);
+  }
+  Outcome verify() const { return shard({"verify", "out", "--input-list", kCaseList}); }
+};
+
+TEST_F(Verify, TellsThatARunIsWhole) {
+  const Outcome outcome = verify();
+  EXPECT_EQ(outcome.out, "whole: 3 frames, 2 groups\n") << outcome.err;
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(Verify, FindsWhatIsNot) {
+  const auto whole = contents("out");
+  const auto cut = [&](const std::string& name) {
+    write("out/" + name, whole.at(name).substr(0, whole.at(name).size() - 2));
+  };
+  const std::map<std::string, std::function<void()>> faults = {
+      {"frame_summary.csv cannot be read to its end, or is cut", [&] { cut("frame_summary.csv"); }},
+      {"summary.csv is missing: the run did not finish", [&] { remove("out/summary.csv"); }},
+      {"summary.csv does not begin with kavrel's header", [&] { write("out/summary.csv", ""); }},
+      {"FINAL_RESULT.json is cut or edited", [&] { cut("FINAL_RESULT.json"); }},
+      {"frame_summary.csv has 3 rows, the list has 2",
+       [&] { write(kCaseList, "a.png,x,a\nb.png,,a\n"); }},
+      {"frame_summary.csv has in row 1 a.png, the list has a.png",
+       [&] { write(kCaseList, "a.png,y,a\nb.png,,a\nx/b.png,,c\n"); }},
+      {"cases/b/result.json is missing, cut or of another run",
+       [&] { cut("cases/b/result.json"); }},
+      {"cases/a/result.txt is missing", [&] { remove("out/cases/a/result.txt"); }},
+      {"cases/a/plate_roi.jpg is empty or cut", [&] { cut("cases/a/plate_roi.jpg"); }},
+      {"cases/old is of no row", [&] { write("out/cases/old/result.txt", ""); }}};
+  const std::string case_list = read(kCaseList);
+  for (const auto& [finding, spoil] : faults) {
+    SCOPED_TRACE(finding);
+    spoil();
+    const Outcome outcome = verify();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("[FINDING] " + finding));
+    remove("out");
+    for (const auto& [name, bytes] : whole) write("out/" + name, bytes);
+    write(kCaseList, case_list);
+  }
+}
+
+}  // namespace
+}  // namespace kavrel_test
