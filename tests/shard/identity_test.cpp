@@ -58,7 +58,7 @@ TEST_P(Identity, OfRandomListsInAnyNumberOfShardsAndOrderOfArrival) {
   SCOPED_TRACE(cases.lines);
   list(cases.lines, cases.images);
   const Left one = one_run();
-  for (const int shards : {1, 2, 1 + GetParam() * 4 % 40}) {
+  for (const int shards : {1, 2, 4 + GetParam() * 9}) {
     ASSERT_EQ(plan(shards).status, 0);
     std::vector<std::string> numbers = todo();
     EXPECT_LE(numbers.size(), static_cast<std::size_t>(shards));
@@ -69,7 +69,7 @@ TEST_P(Identity, OfRandomListsInAnyNumberOfShardsAndOrderOfArrival) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Lists, Identity, testing::Range(1, 9));
+INSTANTIATE_TEST_SUITE_P(Lists, Identity, testing::Range(1, 5));
 
 class Plan : public ShardTest {};
 
