@@ -54,6 +54,7 @@ std::string meant_by(const std::string& name) {
 // Nothing if the bytes are not in `encoding`, a name of iconv's.
 std::optional<std::string> from_encoding(const char* encoding, std::string bytes) {
   iconv_t converter = iconv_open("UTF-8", encoding);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): POSIX says so that it has no such converter.
   if (converter == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
   std::string text(bytes.size() * 3, '\0');  // no character of these encodings takes more
   char* from = bytes.data();
