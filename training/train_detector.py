@@ -120,9 +120,15 @@ def boxes_of(maps, centres):
 
 
 class Rows(nn.Module):
-    """The detector with its decoding; `shift` moves the scores to the working point."""
+    """The detector with its decoding; `shift` moves the scores to the working point.
+
+    Of several plates the nearest is meant, as a camera is aimed at a vehicle.  So what a
+    score has above the working point counts less for a small box; whether it reaches the
+    point at all does not depend on the size.
+    """
 
     SHARPNESS = 100.0
+    FAR, NEAR = 0.25, 0.5      # the part that is left to a point; width and height from which all is
 
     def __init__(self, detector, shift=0.0):
         super().__init__()
@@ -140,6 +146,9 @@ class Rows(nn.Module):
         score = torch.sigmoid(logit + self.shift) * torch.relu(1.0 - self.SHARPNESS * below)
         # Clamped: a negative corner would make the row look like another layout.
         boxes = torch.clamp(boxes_of(maps, self.centres) * self.part, 0.0, 1.0)
+        size = boxes[:, 2:3] - boxes[:, 0:1] + boxes[:, 3:4] - boxes[:, 1:2]
+        taken = (1 - self.FAR) * torch.relu(1.0 - size * (1 / self.NEAR))
+        score = score - taken * torch.relu(score - WORKING_POINT)
         rows = torch.cat([torch.zeros_like(score), score, boxes], 1)
         return rows.reshape(-1, 6, self.centres.shape[2] * self.centres.shape[3]).transpose(1, 2)
 
