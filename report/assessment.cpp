@@ -19,24 +19,53 @@ bool failed(const PlateJudgement& plate) {
   return plate.outcome == Outcome::kMisread || plate.outcome == Outcome::kNotRead;
 }
 
-void assess_frame(std::size_t index, const RecordedRun& run,
-                  const std::vector<std::string>& region_words, Assessment& assessment) {
+void add_place(const PlaceFinding& finding, const PlaceError& error, PlaceFigures& figures) {
+  const bool on_plate = finding.box == Finding::kGood && !finding.whole_picture;
+  ++figures.frames;
+  figures.overlaps.push_back(error.overlap);
+  if (on_plate) ++figures.on_plate;
+  if (on_plate && error.corners) figures.corner_errors.push_back(*error.corners);
+}
+
+// Pictures are looked at where they matter: of frames that failed, and of those whose place is
+// known.
+PlaceFinding find_place(std::size_t index, const RecordedRun& run, const TruePlace* truth,
+                        const FrameDecision& decision, Assessment& assessment) {
+  const SeenPlace place = see_place(run, index);
+  const auto error = truth ? measure_place(run, index, place, *truth) : std::nullopt;
+  if (!error) return suspect_place(place, has_no_vote(decision));
+  const PlaceFinding finding = judge_place(place, *error);
+  add_place(finding, *error, *assessment.places);
+  return finding;
+}
+
+// What all frames of a run are assessed by.
+struct Yardstick {
+  const std::vector<std::string>& region_words;
+  const Truth& truth;
+};
+
+void assess_frame(std::size_t index, const RecordedRun& run, const Yardstick& yardstick,
+                  Assessment& assessment) {
+  const std::vector<std::string>& region_words = yardstick.region_words;
   const FrameResult& frame = run.frames[index];
   const PlateJudgement judgement = judge_plate(frame.expected, frame.fields);
   const FrameDecision decision = decide_frame(frame, region_words);
   assessment.frames.add(judgement);
-  add_confusions(judgement, assessment.confusions);
   if (!decision.as_recorded) ++assessment.not_as_recorded;
   if (judgement.fields && decision.kana_from_fallback) {
     ++assessment.fallback_frames;
     if ((*judgement.fields)[kKana].outcome == Outcome::kCorrect) ++assessment.fallback_right;
   }
   assessment.frame_causes.emplace_back();
+  const Label label = read_label(frame.expected, region_words);
+  if (label.plate) add_confusions(*label.plate, frame.ocr_texts, assessment.confusions);
+  const TruePlace* truth = yardstick.truth.find(frame);
+  PlaceFinding place;
+  if (truth || failed(judgement)) place = find_place(index, run, truth, decision, assessment);
   if (failed(judgement)) {
-    const Label label = read_label(frame.expected, region_words);
     const FieldCauses fields = field_causes(label, frame.fields, decision);
     count_field_causes(fields, assessment);
-    const PlaceFinding place = judge_place(see_place(run, index), has_no_vote(decision));
     assessment.frame_causes.back() = cause_of_frame(label, place, fields);
   }
   assessment.frame_judgements.push_back(judgement);
@@ -94,11 +123,13 @@ int count_correct_frames(const Group& group, const Assessment& assessment) {
       [&](std::size_t i) { return assessment.frame_judgements[i].outcome == Outcome::kCorrect; }));
 }
 
-Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words) {
+Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words,
+                  const Truth& truth) {
   Assessment assessment;
+  if (!truth.empty()) assessment.places.emplace();
   Progress progress("judging frames", run.frames.size());
   for (std::size_t i = 0; i < run.frames.size(); ++i) {
-    assess_frame(i, run, region_words, assessment);
+    assess_frame(i, run, {region_words, truth}, assessment);
     progress.step();
   }
   for (const Group& group : run.groups) assess_group(run, group, region_words, assessment);

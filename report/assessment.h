@@ -12,11 +12,20 @@
 #include "report/decision.h"
 #include "report/run.h"
 #include "report/score.h"
+#include "report/truth.h"
 
 namespace kavrel::report {
 
 // How many have each cause, in the order of kCauses.
 using CauseCounts = std::array<int, kCauses.size()>;
+
+// Boxes and corners against the truth, of frames of which it is known and the pictures tell.
+struct PlaceFigures {
+  int frames = 0;
+  int on_plate = 0;                   // the crop holds the plate
+  std::vector<double> overlaps;       // of crop and plate, intersection over union
+  std::vector<double> corner_errors;  // in widths of the plate, of crops that hold it
+};
 
 struct Assessment {
   Score groups;
@@ -29,6 +38,7 @@ struct Assessment {
   CauseCounts groups_by_cause{};
   std::array<CauseCounts, kFields.size()> field_causes{};  // of fields of frames
   std::array<int, kFields.size()> guessed{};  // wrong fields of frames that no reading meant
+  std::optional<PlaceFigures> places;         // if there is a truth
   int fallback_frames = 0;                    // labelled ones whose kana the fallback found
   int fallback_right = 0;
   int not_as_recorded = 0;                       // frames
@@ -45,7 +55,8 @@ struct AssessedRun {
 
 int count_correct_frames(const Group& group, const Assessment& assessment);
 
-Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words);
+Assessment assess(const RecordedRun& run, const std::vector<std::string>& region_words,
+                  const Truth& truth = {});
 
 }  // namespace kavrel::report
 

@@ -74,6 +74,8 @@ View card_view(const AssessedRun& assessed, std::size_t index, std::size_t frame
   view.set("class", std::string(style_class(plate.outcome)));
   view.set("outcome", std::string(name_of(plate.outcome)));
   view.set("frames", frames_of_group(group, plate, correct));
+  const auto& cause = assessed.assessment.group_causes[index];
+  view.set("cause", cause ? View(std::string(entry_of(*cause).name)) : View(false));
   set_photo(group, assessed, view);
   view.set("plates", render_plates(plate, group.result.fields));
   view.set("whys", why_views(plate, group, assessed));

@@ -8,6 +8,7 @@
 #include "app/base/output_format.h"
 #include "report/html_page.h"
 #include "report/html_run.h"
+#include "report/parting.h"
 #include "report/picture.h"
 #include "report/progress.h"
 #include "report/resources.h"
@@ -249,6 +250,11 @@ std::string render_comparison(const ComparedRuns& runs, const std::string& verdi
   view.set("has_notices", !notices.empty());
   view.set("notices", list_of_texts(notices));
   view.set("totals", totals);
+  const Parting parting = find_parting(runs.base, runs.fresh, runs.comparison);
+  view.set("exchanged", list_of_texts(exchanged_in(parting)));
+  view.set("any_exchanged", !exchanged_in(parting).empty());
+  view.set("alike", count_of(parting.alike, "frame"));
+  view.set("untold", parting.untold > 0 ? View(count_of(parting.untold, "frame")) : View(false));
   view.set("verdict", verdict);
   view.set("card_count", std::to_string(cards.total));
   view.set("any_changes", cards.total > 0);

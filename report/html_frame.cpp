@@ -105,6 +105,24 @@ void set_pictures(const RecordedRun& run, std::size_t index, View& view) {
   }
 }
 
+// Where the stage's picture is one of the two that every frame has, it is not shown again.
+void set_cause(const AssessedRun& assessed, std::size_t index, View& view) {
+  view.set("cause", false);
+  const auto& cause = assessed.assessment.frame_causes[index];
+  if (!cause) return;
+  const CauseEntry& entry = entry_of(*cause);
+  const std::string picture = entry.picture;
+  const bool is_shown =
+      picture == output::picture::kRectifiedPlate || picture == output::picture::kPlateCrop;
+  View shown;
+  shown.set("name", std::string(entry.name));
+  shown.set("advice", std::string(entry.advice));
+  shown.set("picture", is_shown ? View(false)
+                                : text_or_false(case_picture(assessed.run, index, entry.picture,
+                                                             kCropWidth, kCropHeight)));
+  view.set("cause", shown);
+}
+
 }  // namespace
 
 View frame_view(const AssessedRun& assessed, std::size_t index) {
@@ -117,6 +135,7 @@ View frame_view(const AssessedRun& assessed, std::size_t index) {
   view.set("class", std::string(style_class(plate.outcome)));
   view.set("outcome", std::string(name_of(plate.outcome)));
   set_pictures(assessed.run, index, view);
+  set_cause(assessed, index, view);
   view.set("plates", render_plates(plate, frame.fields));
   view.set("remarks", list_of_texts(remarks_on(frame, decision)));
   view.set("has_readings", !frame.ocr_texts.empty());

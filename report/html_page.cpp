@@ -161,8 +161,10 @@ Template::Template(const char* text) : mustache_(std::string(text)) {
 
 std::string Template::render(const View& view) { return mustache_.render(view); }
 
-std::string render_page(const std::string& title, const std::string& body) {
+std::string render_page(const std::string& title, const std::string& body,
+                        const std::string& images) {
   View view;
+  view.set("images", images);
   view.set("title", title);
   view.set("version", std::string(resources::kVersion));
   view.set("style", std::string(resources::kStyle));

@@ -26,8 +26,10 @@ class Template {
 };
 
 // A whole page with style and script. Nothing in it is loaded, and only this script runs: the
-// page's Content-Security-Policy names both by their hash.
-std::string render_page(const std::string& title, const std::string& body);
+// page's Content-Security-Policy names both by their hash. `images`: where pictures may come from
+// beside the page itself, a blank before each.
+std::string render_page(const std::string& title, const std::string& body,
+                        const std::string& images = "");
 
 View make_list();
 

@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "report/html_cards.h"
+#include "report/html_causes.h"
 #include "report/html_heat_map.h"
 #include "report/html_page.h"
 #include "report/html_run.h"
@@ -229,6 +230,30 @@ void set_figures(const Assessment& assessment, View& view) {
 // Labelled plates whose expected text is not that of four fields.
 int unsplit(const Score& score) { return score.plates.total() - score.fields.front().total(); }
 
+View place_view(const PlaceFigures& places) {
+  const auto recall = wilson_interval({places.on_plate, places.frames});
+  const auto overlap = mean_interval(places.overlaps);
+  const auto corners = mean_interval(places.corner_errors);
+  View view;
+  view.set("frames", count_of(places.frames, "frame"));
+  view.set("on_plate", digits(places.on_plate));
+  view.set("recall", percent_of(recall));
+  view.set("recall_range", range_of(recall));
+  view.set("overlap", percent_of(overlap));
+  view.set("overlap_range", range_of(overlap));
+  view.set("corners", percent_of(corners));
+  view.set("corners_range", range_of(corners));
+  return view;
+}
+
+void set_causes(const AssessedRun& assessed, std::size_t max_frames, View& view) {
+  const View causes = cause_views(assessed, max_frames);
+  view.set("any_cause", !causes.list_value().empty());
+  view.set("cause_list", causes);
+  const auto& places = assessed.assessment.places;
+  view.set("places", places ? place_view(*places) : View(false));
+}
+
 void set_method(const Assessment& assessment, const std::string& words_name, View& view) {
   view.set("unlabelled_groups", count_of(assessment.groups.unlabelled, "group"));
   view.set("unlabelled_frames", count_of(assessment.frames.unlabelled, "frame"));
@@ -250,6 +275,7 @@ std::string render_report(const AssessedRun& assessed, const std::string& words_
   set_head(run, assessment, view);
   view.set("run_facts", render_run_facts(run, ""));
   view.set("slices", render_slices(slices));
+  set_causes(assessed, max_frames, view);
   set_figures(assessment, view);
   set_method(assessment, words_name, view);
   const int not_correct = cards.shown + cards.left_out;

@@ -12,6 +12,20 @@ namespace {
 
 Json number_or_null(const std::optional<double>& number) { return number ? Json(*number) : Json(); }
 
+Json json_of(const std::optional<Interval>& interval) {
+  if (!interval) return {};
+  return {{"value", interval->value}, {"low", interval->low}, {"high", interval->high}};
+}
+
+Json json_of(const std::optional<PlaceFigures>& places) {
+  if (!places) return {};
+  return {{"frames", places->frames},
+          {"on_plate", places->on_plate},
+          {"detector_recall", json_of(wilson_interval({places->on_plate, places->frames}))},
+          {"box_overlap", json_of(mean_interval(places->overlaps))},
+          {"corner_error", json_of(mean_interval(places->corner_errors))}};
+}
+
 Json json_of(const Score& score) {
   Json json = json_of(score.plates);
   json["unlabelled"] = score.unlabelled;
@@ -104,6 +118,7 @@ void write_json(const RecordedRun& run, const Assessment& assessment, const Slic
       {"slices", json_of(slices)},
       {"causes", json_of_causes(assessment)},
       {"field_causes", json_of_field_causes(assessment)},
+      {"places", json_of(assessment.places)},
       {"kana_fallback",
        {{"frames", assessment.fallback_frames}, {"correct", assessment.fallback_right}}},
       {"confusions", json_of(assessment.confusions)},

@@ -14,6 +14,7 @@
 #include "report/gate.h"
 #include "report/gate_text.h"
 #include "report/html_compare.h"
+#include "report/html_gallery.h"
 #include "report/html_report.h"
 #include "report/html_trend.h"
 #include "report/json_report.h"
@@ -21,12 +22,14 @@
 #include "report/list_check.h"
 #include "report/list_mend.h"
 #include "report/list_sheet.h"
+#include "report/misread.h"
 #include "report/output_file.h"
 #include "report/resources.h"
 #include "report/run.h"
 #include "report/slices.h"
 #include "report/text_check.h"
 #include "report/text_compare.h"
+#include "report/truth.h"
 #include "report/unicode.h"
 
 namespace {
@@ -44,6 +47,7 @@ struct Options {
   std::string file;
   std::string dict_region;
   std::string list;
+  std::string truth;
   std::size_t max_frames = 300;
   int allow_broken = 0;
   bool allow_removed = false;
@@ -77,13 +81,19 @@ std::vector<std::string> region_words(const Options& options) {
   return kavrel::read_trimmed_lines(options.dict_region);
 }
 
+report::Assessment assess(const report::RecordedRun& run, const Options& options) {
+  const report::Truth truth =
+      options.truth.empty() ? report::Truth() : report::read_truth(options.truth);
+  return report::assess(run, region_words(options), truth);
+}
+
 int write_html(const Options& options) {
   const report::RecordedRun run = report::read_run(options.output_dir);
   const std::vector<std::string> words = region_words(options);
   const std::string words_name = options.dict_region.empty()
                                      ? "the region words that kavrel-report was built with"
                                      : "the region words of " + options.dict_region;
-  const report::Assessment assessment = report::assess(run, words);
+  const report::Assessment assessment = assess(run, options);
   const report::Slices slices = report::slice_run(run, assessment, options.list);
   const std::string page =
       report::render_report({run, assessment, words}, words_name, options.max_frames, slices);
@@ -122,10 +132,37 @@ int write_junit(const Options& options) {
 
 int write_json(const Options& options) {
   const report::RecordedRun run = report::read_run(options.output_dir);
-  const report::Assessment assessment = report::assess(run, region_words(options));
+  const report::Assessment assessment = assess(run, options);
   const report::Slices slices = report::slice_run(run, assessment, options.list);
   report::write_file(options.file.empty() ? "-" : options.file,
                      [&](std::ostream& out) { report::write_json(run, assessment, slices, out); });
+  return 0;
+}
+
+int write_misread(const Options& options) {
+  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::Assessment assessment = assess(run, options);
+  report::write_file(options.file.empty() ? "-" : options.file,
+                     [&](std::ostream& out) { report::write_misread(run, assessment, out); });
+  return 0;
+}
+
+// The way from the page's folder to the output directory; that of standard output is unknown, and
+// taken for the output directory.
+std::string way_to_run(const Options& options) {
+  if (options.file.empty() || options.file == "-") return "";
+  const auto folder = std::filesystem::absolute(options.file).parent_path();
+  const auto way =
+      std::filesystem::proximate(std::filesystem::absolute(options.output_dir), folder);
+  return way == "." ? "" : way.string() + "/";
+}
+
+int write_gallery(const Options& options) {
+  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::Assessment assessment = assess(run, options);
+  report::write_file(file_or(options, options.output_dir, "gallery.html"), [&](std::ostream& out) {
+    out << report::render_gallery(run, assessment, way_to_run(options));
+  });
   return 0;
 }
 
@@ -246,6 +283,11 @@ void add_words(CLI::App& command, Options& options) {
                      "region words of the run, if they were not those of this build");
 }
 
+void add_truth(CLI::App& command, Options& options) {
+  command.add_option("--truth", options.truth,
+                     "where the plates are: JSON with image_path, box and corners of each");
+}
+
 void add_max_frames(CLI::App& command, Options& options) {
   command.add_option("--max-frames", options.max_frames, "frames that are shown with pictures")
       ->capture_default_str()
@@ -293,6 +335,7 @@ void add_html(CLI::App& app, Options& options, int& status) {
                   "the page [OUTPUT_DIR/report.html]; - is standard output");
   add_words(html, options);
   add_list(html, options);
+  add_truth(html, options);
   add_max_frames(html, options);
   add_separate_files(html, options);
 }
@@ -366,6 +409,28 @@ void add_json(CLI::App& app, Options& options, int& status) {
   json.add_option("-o,--output", options.file, "the file [standard output]");
   add_words(json, options);
   add_list(json, options);
+  add_truth(json, options);
+}
+
+void add_misread(CLI::App& app, Options& options, int& status) {
+  CLI::App& misread =
+      add_command(app, "misread", "A CSV row for each frame that is not correct: stage and cause",
+                  "output/demo -o misread.csv", [&] { status = write_misread(options); });
+  add_output_dir(misread, options);
+  misread.add_option("-o,--output", options.file, "the file [standard output]");
+  add_words(misread, options);
+  add_truth(misread, options);
+}
+
+void add_gallery(CLI::App& app, Options& options, int& status) {
+  CLI::App& gallery =
+      add_command(app, "gallery", "One page with every plate, also those that are correct",
+                  "output/demo", [&] { status = write_gallery(options); });
+  add_output_dir(gallery, options);
+  gallery.add_option("-o,--output", options.file,
+                     "the page [OUTPUT_DIR/gallery.html]; - is standard output");
+  add_words(gallery, options);
+  add_truth(gallery, options);
 }
 
 void add_explain(CLI::App& app, Options& options, int& status) {
@@ -392,8 +457,8 @@ int run(int argc, char** argv) {
   // None is let through here, so that a mistyped one is named by the error.
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", std::string(report::resources::kVersion));
-  for (const auto& add :
-       {add_check, add_html, add_compare, add_gate, add_trend, add_junit, add_json, add_explain}) {
+  for (const auto& add : {add_check, add_html, add_gallery, add_misread, add_compare, add_gate,
+                          add_trend, add_junit, add_json, add_explain}) {
     add(app, options, status);
   }
   refuse_unknown_command(app, argc, argv);

@@ -13,6 +13,8 @@ extern const char* const kReport;
 extern const char* const kCard;
 extern const char* const kPlates;
 extern const char* const kGroupRow;
+extern const char* const kGallery;
+extern const char* const kGalleryPlate;
 extern const char* const kDiff;
 extern const char* const kDiffCard;
 extern const char* const kRun;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 
 namespace kavrel::report {
 namespace {
@@ -13,11 +14,11 @@ std::string fixed_decimal(double number) {
   std::snprintf(text.data(), text.size(), "%.1f", number);
   return text.data();
 }
+constexpr double kZ = 1.959963984540054;  // the normal distribution's 97.5 % quantile
 
 }  // namespace
 
 std::optional<Interval> wilson_interval(const Share& share) {
-  constexpr double kZ = 1.959963984540054;  // the normal distribution's 97.5 % quantile
   if (share.whole == 0) return std::nullopt;
   const double n = share.whole;
   const double p = share.part / n;
@@ -25,6 +26,16 @@ std::optional<Interval> wilson_interval(const Share& share) {
   const double centre = (p + kZ * kZ / (2 * n)) / scale;
   const double reach = kZ * std::sqrt(p * (1 - p) / n + kZ * kZ / (4 * n * n)) / scale;
   return Interval{p, std::max(0.0, centre - reach), std::min(1.0, centre + reach)};
+}
+
+std::optional<Interval> mean_interval(const std::vector<double>& numbers) {
+  if (numbers.size() < 2) return std::nullopt;
+  const auto n = static_cast<double>(numbers.size());
+  const double mean = std::accumulate(numbers.begin(), numbers.end(), 0.0) / n;
+  double squares = 0;
+  for (const double number : numbers) squares += (number - mean) * (number - mean);
+  const double reach = kZ * std::sqrt(squares / (n - 1) / n);
+  return Interval{mean, mean - reach, mean + reach};
 }
 
 double mcnemar_exact(int fixed, int broken) {

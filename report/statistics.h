@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kavrel::report {
 
@@ -12,15 +13,17 @@ struct Share {
   int whole = 0;
 };
 
-// Between 0 and 1.
 struct Interval {
-  double value;  // part / whole
+  double value;  // part / whole, or a mean
   double low;
   double high;
 };
 
-// Wilson's 95 % score interval of a share; none where nothing was counted.
+// Wilson's 95 % score interval of a share, between 0 and 1; none where nothing was counted.
 std::optional<Interval> wilson_interval(const Share& share);
+
+// The mean with its 95 % interval, by the normal distribution; none of less than two numbers.
+std::optional<Interval> mean_interval(const std::vector<double>& numbers);
 
 // McNemar's exact test, two-sided: the probability that of `fixed + broken` changes, each as
 // likely to help as to hurt, so many or more go one way. 1 without changes.

@@ -1,5 +1,6 @@
 #include "report/text_compare.h"
 
+#include "report/parting.h"
 #include "report/unicode.h"
 
 namespace kavrel::report {
@@ -43,6 +44,8 @@ void print_comparison(const ComparedRuns& runs, std::ostream& out) {
                runs.comparison.groups, out);
   print_totals("frames", runs.base_assessment.frames, runs.fresh_assessment.frames,
                runs.comparison.frames, out);
+  const Parting parting = find_parting(runs.base, runs.fresh, runs.comparison);
+  for (const std::string& line : exchanged_in(parting)) out << "exchanged: " << line << '\n';
   for (const ChangedItem& item : runs.comparison.groups.items) {
     if (is_change(item.change)) print_group(runs, item, out);
   }

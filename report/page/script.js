@@ -49,6 +49,7 @@
   const sort = document.getElementById("sort");
   if (sort) sort.addEventListener("change", () => sortCards(sort.value));
   const open = document.getElementById("open");
+  if (!open) return;
   open.addEventListener("click", () => {
     const opening = open.textContent === "Open all";
     for (const card of cards) card.open = opening;

@@ -48,6 +48,7 @@ class ProgramTest : public testing::Test {
   ProgramTest();
 
   // All paths are relative to the working directory.
+  std::string absolute(const std::string& path) const { return (work_ / path).string(); }
   Outcome run(const std::vector<std::string>& arguments = {}) const;
   // The same of another program, its path the first word.
   Outcome run_other(std::vector<std::string> words) const;

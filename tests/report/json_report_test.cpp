@@ -59,14 +59,34 @@ TEST(JsonReport, HoldsTheFiguresOfThePage) {
   EXPECT_EQ(report.at("field_causes").at("kana"),
             json::parse(R"({"not-read": 2, "other-row": 0, "outvoted": 1, "tie": 0,
                             "kana-search": 1, "untold": 0, "guessed": 1})"));
+  EXPECT_EQ(report.at("places"), nullptr);
   EXPECT_EQ(report.at("kana_fallback"), json::parse(R"({"frames": 1, "correct": 0})"));
   EXPECT_EQ(report.at("confusions").at(0),
-            json::parse(R"({"field":"kana","expected":"さ","read":"き","count":2,"of":2})"));
-  EXPECT_EQ(report.at("confusions").at(3).at("read"), nullptr);
+            json::parse(R"({"field":"kana","expected":"あ","read":"い","count":1,"of":3})"));
+  EXPECT_EQ(report.at("confusions").at(2).at("read"), nullptr);
   EXPECT_EQ(report.at("not_correct").size(), 4U);
   EXPECT_EQ(report.at("not_correct").at(0),
             json::parse(R"({"group_id":"b","outcome":"misread","expected":"横浜 500 さ 56-78",
                             "read":"横浜 500 き 56-78","frames":2,"cause":"outvoted"})"));
+}
+
+TEST(JsonReport, HasBoxesAndCornersWhereTheTruthIsKnown) {
+  const kavrel_test::OutputDir dir;
+  dir.write_finished(kavrel_test::small_run());
+  const RecordedRun run = read_run(dir.path());
+  Assessment assessment = assess(run, kavrel_test::kWords);
+  assessment.places = PlaceFigures{4, 3, {0.5, 0.7}, {0.01}};
+  std::ostringstream out;
+  write_json(run, assessment, {}, out);
+  const json report = json::parse(out.str());
+  EXPECT_TRUE(is_valid(report));
+  const json& places = report.at("places");
+  EXPECT_EQ(places.at("frames"), 4);
+  EXPECT_EQ(places.at("on_plate"), 3);
+  EXPECT_EQ(places.at("detector_recall").at("value"), 0.75);
+  EXPECT_NEAR(places.at("box_overlap").at("value"), 0.6, 1e-12);
+  EXPECT_NEAR(places.at("box_overlap").at("low"), 0.6 - 1.959964 * 0.1, 1e-6);
+  EXPECT_EQ(places.at("corner_error"), nullptr);
 }
 
 TEST(JsonReport, IsValidByItsSchema) {

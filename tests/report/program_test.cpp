@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/report/output_dir.h"
 #include "tests/report/report_program.h"
 
@@ -28,11 +30,12 @@ class ReportProgram : public testing::Test {
 };
 
 TEST_F(ReportProgram, ExplainsItself) {
-  EXPECT_THAT(run_report({"--help"}).out,
-              AllOf(HasSubstr("html"), HasSubstr("compare"), HasSubstr("junit"), HasSubstr("json"),
-                    HasSubstr("explain")));
-  for (const char* command :
-       {"check", "html", "compare", "gate", "trend", "junit", "json", "explain"}) {
+  EXPECT_THAT(
+      run_report({"--help"}).out,
+      AllOf(HasSubstr("html"), HasSubstr("gallery"), HasSubstr("misread"), HasSubstr("compare"),
+            HasSubstr("junit"), HasSubstr("json"), HasSubstr("explain")));
+  for (const char* command : {"check", "html", "gallery", "misread", "compare", "gate", "trend",
+                              "junit", "json", "explain"}) {
     const ProgramOutcome outcome = run_report({command, "--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.out, HasSubstr(std::string("Example: kavrel-report ") + command));
@@ -53,7 +56,7 @@ TEST_F(ReportProgram, RefusesAWrongCommandLine) {
 }
 
 TEST_F(ReportProgram, NamesTheDirectoryThatIsNotThere) {
-  for (const char* command : {"html", "junit", "json"}) {
+  for (const char* command : {"html", "gallery", "misread", "junit", "json"}) {
     expect_failure({command, "/no/dir"}, "there is no directory /no/dir");
   }
   expect_failure({"compare", dir_.path(), "/no/dir"}, "there is no directory /no/dir");
@@ -79,6 +82,45 @@ TEST_F(ReportProgram, WritesThePageIntoTheOutputDirectory) {
   EXPECT_EQ(run_report({"junit", dir_.path()}).out, "wrote " + dir_.path() + "/junit.xml\n");
 }
 
+TEST_F(ReportProgram, ListsTheMisreadFramesWithTheirCauses) {
+  dir_.write_pictures("a2");
+  const ProgramOutcome outcome = run_report({"misread", dir_.path()});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out, StartsWith("group_id,image_path,expected,read,outcome,stage,cause,"
+                                      "wrong_fields,case_dir,picture\n"
+                                      "a,in/a2.jpg,品川 330 あ 12-34,品川 330 い 12-34,misread,"
+                                      "text recogniser,not-read,kana," +
+                                      dir_.path() + "/cases/a2,\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("b,in/b2.jpg,横浜 500 さ 56-78,横浜 500 き 56-78,misread,"
+                                     "kana search,kana-search,kana,"));
+  EXPECT_THAT(outcome.out, HasSubstr("c,in/c1.jpg,なにわ 480 う 90-12,,not read,text recogniser,"
+                                     "not-read,region class_no kana serial,"));
+  EXPECT_THAT(outcome.out, testing::Not(HasSubstr("in/a1.jpg")));
+  dir_.write("cases/a2/ocr_variant_original_det_boxes.jpg", "");
+  EXPECT_THAT(run_report({"misread", dir_.path()}).out,
+              HasSubstr("/cases/a2/ocr_variant_original_det_boxes.jpg\n"));
+}
+
+TEST_F(ReportProgram, WritesAGalleryOfAllPlates) {
+  EXPECT_EQ(run_report({"gallery", dir_.path()}).out, "wrote " + dir_.path() + "/gallery.html\n");
+  const std::string page = dir_.read("gallery.html");
+  EXPECT_THAT(page,
+              AllOf(HasSubstr("2 of 8 frames correct"),
+                    HasSubstr("<a href=\"cases/a1/\"><img src=\"cases/a1/rectified_plate.jpg\""),
+                    HasSubstr("invented by the kana search")));
+  run_report({"gallery", dir_.path(), "-o", dir_.path("a b/page.html")});
+  EXPECT_FALSE(dir_.exists("a b/page.html"));
+  std::filesystem::create_directory(dir_.path("a b"));
+  run_report({"gallery", dir_.path(), "-o", dir_.path("a b/page.html")});
+  EXPECT_THAT(dir_.read("a b/page.html"), HasSubstr("<a href=\"../cases/a1/\">"));
+}
+
+TEST_F(ReportProgram, RefusesAFileThatTellsNoPlaces) {
+  for (const char* command : {"html", "gallery", "misread", "json"}) {
+    expect_failure({command, dir_.path(), "--truth", "/none.json"}, "failed to read: /none.json");
+  }
+}
+
 TEST_F(ReportProgram, WritesWhereItIsTold) {
   run_report({"html", dir_.path(), "-o", dir_.path("page.html")});
   EXPECT_TRUE(dir_.exists("page.html"));
@@ -88,7 +130,7 @@ TEST_F(ReportProgram, WritesWhereItIsTold) {
 
 TEST_F(ReportProgram, SaysThatItCannotWrite) {
   const std::string file = dir_.path("none/page.html");
-  for (const char* command : {"html", "junit", "json"}) {
+  for (const char* command : {"html", "gallery", "misread", "junit", "json"}) {
     expect_failure({command, dir_.path(), "-o", file}, "failed to write: " + file);
   }
 }
