@@ -43,53 +43,90 @@ class UnionFind {
 };
 
 struct Names {
-  std::unordered_map<std::string, std::uint32_t> nodes;
   const char* kind;
+  std::unordered_map<std::string, std::uint32_t> nodes;
 };
 
-std::uint32_t node_of(const std::string& name, Names& names, UnionFind& sets) {
-  const auto [known, is_new] = names.nodes.emplace(name, 0);
-  if (is_new) known->second = sets.add();
-  return known->second;
-}
+// Takes the rows one by one; groups and image names are nodes, and a row joins two of them.
+class Reader {
+ public:
+  void take(const std::string& line, const CaseItem& item) {
+    list.begin.push_back(list.lines.size());
+    list.lines += line + '\n';
+    const std::uint32_t group = node_of(item.group_id, groups_);
+    const std::string name = output::case_name(item.image_path);
+    // "." and ".." are no folders of their own.
+    const std::uint32_t image = node_of(name == ".." ? "." : name, images_);
+    sets_.join(group, image);
+    ++uses_[group];
+    ++uses_[image];
+    list.group.push_back(group);
+  }
 
-void add_row(const std::string& line, ListRows& list) {
-  list.begin.push_back(list.lines.size());
-  list.lines += line;
-  list.lines += '\n';
-}
+  // Numbers the sets in the order in which they came.
+  void finish() {
+    list.begin.push_back(list.lines.size());
+    constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
+    set_of_.assign(uses_.size(), kNone);
+    for (std::uint32_t node = 0; node < uses_.size(); ++node) {
+      const std::uint32_t first = sets_.find(node);
+      if (set_of_[first] == kNone) {
+        set_of_[first] = static_cast<std::uint32_t>(list.size.size());
+        list.size.push_back(0);
+      }
+      set_of_[node] = set_of_[first];
+    }
+    for (const std::uint32_t group : list.group) {
+      list.set.push_back(set_of_[group]);
+      ++list.size[set_of_[group]];
+    }
+    name_ties();
+  }
 
-// What most rows of each set share: cameras that all write 0001.jpg tie a whole list together.
-void name_ties(const std::vector<const Names*>& kinds, const std::vector<std::uint32_t>& uses,
-               const std::vector<std::uint32_t>& set_of, ListRows& list) {
-  std::vector<std::uint32_t> best(list.size.size(), 0);
-  list.tie.resize(list.size.size());
-  for (const Names* names : kinds) {
-    for (const auto& [name, node] : names->nodes) {
-      const std::uint32_t set = set_of[node];
-      const std::string tie = names->kind + (" " + name);
-      const bool wins = uses[node] > best[set] || (uses[node] == best[set] && tie < list.tie[set]);
-      if (!wins) continue;
-      best[set] = uses[node];
-      list.tie[set] = tie;
+  ListRows list;
+
+ private:
+  std::uint32_t node_of(const std::string& name, Names& names) {
+    const auto [known, is_new] = names.nodes.emplace(name, 0);
+    if (is_new) {
+      known->second = sets_.add();
+      uses_.push_back(0);
+    }
+    return known->second;
+  }
+
+  // What most rows of each set share: cameras that all write 0001.jpg tie a whole list together.
+  void name_ties() {
+    std::vector<std::uint32_t> best(list.size.size(), 0);
+    list.tie.resize(list.size.size());
+    for (const Names* names : {&groups_, &images_}) {
+      for (const auto& [name, node] : names->nodes) {
+        const std::uint32_t set = set_of_[node];
+        const std::string tie = names->kind + (" " + name);
+        if (uses_[node] < best[set] || (uses_[node] == best[set] && tie >= list.tie[set])) continue;
+        best[set] = uses_[node];
+        list.tie[set] = tie;
+      }
     }
   }
-}
+
+  UnionFind sets_;
+  Names groups_{"group", {}};
+  Names images_{"image name", {}};
+  std::vector<std::uint32_t> uses_;    // rows of each node
+  std::vector<std::uint32_t> set_of_;  // of each node
+};
 
 }  // namespace
 
 ListRows read_list_rows(const std::string& path) {
   std::ifstream file(path);
-  ListRows list;
-  UnionFind sets;
-  Names groups{{}, "group"};
-  Names images{{}, "image name"};
-  std::vector<std::uint32_t> uses;
+  Reader reader;
   ListColumns columns;
   bool first_line = true;
   // A list without a header gets one that says the same: a row must not pass for a header because
   // it comes first in its shard.
-  list.header =
+  reader.list.header =
       join_strings({list_column::kImagePath, list_column::kExpected, list_column::kGroupId}, ",");
   for (std::string line; std::getline(file, line);) {
     line = trim(line);
@@ -98,42 +135,16 @@ ListRows read_list_rows(const std::string& path) {
     const bool is_header = first_line && is_list_header(cells);
     first_line = false;
     if (is_header) {
-      list.header = line;
+      reader.list.header = line;
       columns = list_columns(cells);
       continue;
     }
     const CaseItem item = case_of_row(cells, columns);
-    if (item.image_path.empty()) continue;
-    add_row(line, list);
-    const std::uint32_t group = node_of(item.group_id, groups, sets);
-    const std::string name = output::case_name(item.image_path);
-    // "." and ".." are no folders of their own.
-    const std::uint32_t image = node_of(name == ".." ? "." : name, images, sets);
-    sets.join(group, image);
-    uses.resize(std::max<std::size_t>(uses.size(), std::max(group, image) + std::size_t{1}));
-    ++uses[group];
-    ++uses[image];
-    list.group.push_back(group);
+    if (!item.image_path.empty()) reader.take(line, item);
   }
   if (!file.is_open() || file.bad()) throw std::runtime_error("failed to open input list: " + path);
-  list.begin.push_back(list.lines.size());
-
-  constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
-  std::vector<std::uint32_t> set_of(uses.size(), kNone);
-  for (std::uint32_t node = 0; node < uses.size(); ++node) {
-    const std::uint32_t first = sets.find(node);
-    if (set_of[first] == kNone) {
-      set_of[first] = static_cast<std::uint32_t>(list.size.size());
-      list.size.push_back(0);
-    }
-    set_of[node] = set_of[first];
-  }
-  for (const std::uint32_t group : list.group) {
-    list.set.push_back(set_of[group]);
-    ++list.size[set_of[group]];
-  }
-  name_ties({&groups, &images}, uses, set_of, list);
-  return list;
+  reader.finish();
+  return std::move(reader.list);
 }
 
 std::vector<std::uint32_t> deal_out(const ListRows& list, std::size_t& shards) {

@@ -51,7 +51,7 @@ std::string host_name() {
 }
 
 std::string kavrel_program() {
-  const std::string path = fs::read_symlink("/proc/self/exe").parent_path() / "kavrel";
+  std::string path = fs::read_symlink("/proc/self/exe").parent_path() / "kavrel";
   if (access(path.c_str(), X_OK) != 0) throw std::runtime_error("there is no program " + path);
   return path;
 }
