@@ -104,8 +104,9 @@ Parting find_parting(const RecordedRun& base, const RecordedRun& fresh,
   Parting parting;
   for (const ChangedItem& item : comparison.frames.items) {
     if (!item.base || !item.fresh) continue;
-    if (base.overwritten.count(*item.base) > 0 || fresh.overwritten.count(*item.fresh) > 0)
+    if (base.overwritten.count(*item.base) > 0 || fresh.overwritten.count(*item.fresh) > 0) {
       continue;
+    }
     const FrameResult& was = base.frames[*item.base];
     const FrameResult& is = fresh.frames[*item.fresh];
     const CasePair dirs{output::case_dir(base.dir, was.image_path),

@@ -86,8 +86,9 @@ cv::Point2f middle_of(const cv::Rect& box) {
 // Clockwise from the upper left one.
 void put_in_order(std::vector<cv::Rect>& dots) {
   cv::Point2f middle;
-  for (const cv::Rect& dot : dots)
+  for (const cv::Rect& dot : dots) {
     middle += middle_of(dot) * (1.0F / static_cast<float>(dots.size()));
+  }
   const auto angle = [&](const cv::Rect& dot) {
     const cv::Point2f from = middle_of(dot) - middle;
     return std::atan2(from.y, from.x);
@@ -297,11 +298,10 @@ PlaceFinding suspect_place(const SeenPlace& place, bool nothing_read) {
   if (!place.crop) return finding;
   finding.whole_picture = place.picture == place.crop;
   if (finding.whole_picture) return finding;
-  if (place.picture && place.corners && reach_the_rim(*place.corners, *place.crop)) {
-    finding.box = Finding::kSuspect;
-  } else if (place.corners && !is_plausible(*place.corners, *place.crop)) {
+  const bool cut_off = place.picture && place.corners && reach_the_rim(*place.corners, *place.crop);
+  if (!cut_off && place.corners && !is_plausible(*place.corners, *place.crop)) {
     finding.corners = Finding::kSuspect;
-  } else if (place.picture && nothing_read && !place.has_text_lines) {
+  } else if (cut_off || (place.picture && nothing_read && !place.has_text_lines)) {
     finding.box = Finding::kSuspect;
   }
   return finding;
