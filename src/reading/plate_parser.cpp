@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "app/base/output_format.h"
@@ -40,17 +41,19 @@ constexpr int kRowOfThreeDigits = 8;    // in the row that tells what they are
 constexpr int kDoubtOfThreeDigits = 1;  // for the other meaning, or for both without such a row
 
 // Longer words first: a name is tried before the shorter ones that it contains.
-std::vector<std::string> longest_first(std::vector<std::string> words) {
+std::vector<std::string_view> longest_first(const std::vector<std::string>& region_words) {
+  std::vector<std::string_view> words(region_words.begin(), region_words.end());
   std::stable_sort(words.begin(), words.end(),
-                   [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
+                   [](std::string_view a, std::string_view b) { return a.size() > b.size(); });
   return words;
 }
 
 // The first word that occurs in `text`; "" without one.
-std::string find_region(const std::string& text, const std::vector<std::string>& sorted_words) {
+std::string find_region(const std::string& text,
+                        const std::vector<std::string_view>& sorted_words) {
   const auto word = std::find_if(sorted_words.begin(), sorted_words.end(),
                                  [&](const auto& w) { return !w.empty() && contains(text, w); });
-  return word == sorted_words.end() ? std::string() : *word;
+  return word == sorted_words.end() ? std::string() : std::string(*word);
 }
 
 int weight_of(const std::string& source) {
@@ -103,7 +106,7 @@ void vote_by_length(const std::string& run, const std::string& source, int weigh
   }
 }
 
-FieldTallies votes_of(const OcrText& reading, const std::vector<std::string>& sorted_words) {
+FieldTallies votes_of(const OcrText& reading, const std::vector<std::string_view>& sorted_words) {
   FieldTallies tallies;
   const std::string text = remove_spaces(reading.text);
   const int weight = weight_of(reading.source);
@@ -139,7 +142,7 @@ PlateFields top_fields(const FieldTallies& tallies) {
 
 // Whether the readings of the upper row, where the class number stands, show the serial more often.
 bool upper_row_shows_serial(const PlateFields& fields, const std::vector<OcrText>& texts,
-                            const std::vector<std::string>& sorted_words) {
+                            const std::vector<std::string_view>& sorted_words) {
   int class_hits = 0;
   int serial_hits = 0;
   for (const OcrText& reading : texts) {
@@ -157,7 +160,7 @@ bool upper_row_shows_serial(const PlateFields& fields, const std::vector<OcrText
 
 PlateDecision decide_plate(const std::vector<OcrText>& texts,
                            const std::vector<std::string>& region_words) {
-  const std::vector<std::string> sorted_words = longest_first(region_words);
+  const std::vector<std::string_view> sorted_words = longest_first(region_words);
   PlateDecision decision;
   for (const OcrText& reading : texts) {
     decision.votes.push_back(votes_of(reading, sorted_words));
