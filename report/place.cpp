@@ -232,8 +232,8 @@ SeenPlace see_place(const RecordedRun& run, std::size_t frame) {
   }
   if (!place.crop || place.picture == place.crop) return place;
   place.has_text_lines = has_text_lines(dir);
-  place.corners =
-      find_corners(read_picture(dir + "/" + output::picture::kCorners), read_picture(crop));
+  const cv::Mat corners = read_picture(dir + "/" + output::picture::kCorners);
+  if (!corners.empty()) place.corners = find_corners(corners, read_picture(crop));
   return place;
 }
 
