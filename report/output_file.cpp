@@ -5,8 +5,8 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "report/html_split.h"
-#include "report/wording.h"
+#include "report/base/wording.h"
+#include "report/html/html_split.h"
 
 namespace kavrel::report {
 namespace {

@@ -1,4 +1,4 @@
-#include "report/alignment.h"
+#include "report/base/alignment.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // A small run for each cause.
-#include "report/cause.h"
+#include "report/assessment/cause.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "report/assessment.h"
+#include "report/assessment/assessment.h"
 #include "tests/report/output_dir.h"
 
 namespace kavrel::report {

@@ -1,11 +1,11 @@
-#include "report/compare.h"
+#include "report/assessment/compare.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "report/text_compare.h"
+#include "report/text/text_compare.h"
 #include "tests/report/output_dir.h"
 
 namespace kavrel::report {

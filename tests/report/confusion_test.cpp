@@ -1,9 +1,9 @@
-#include "report/confusion.h"
+#include "report/assessment/confusion.h"
 
 #include <gtest/gtest.h>
 
-#include "report/alignment.h"
-#include "report/assessment.h"
+#include "report/assessment/assessment.h"
+#include "report/base/alignment.h"
 #include "tests/report/output_dir.h"
 
 namespace kavrel::report {

@@ -1,4 +1,4 @@
-#include "report/csv_file.h"
+#include "report/base/csv_file.h"
 
 #include <gtest/gtest.h>
 

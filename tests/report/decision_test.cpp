@@ -1,4 +1,4 @@
-#include "report/decision.h"
+#include "report/assessment/decision.h"
 
 #include <gtest/gtest.h>
 

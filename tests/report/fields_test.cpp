@@ -1,4 +1,4 @@
-#include "report/fields.h"
+#include "report/base/fields.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,11 +1,11 @@
-#include "report/gate.h"
+#include "report/assessment/gate.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
-#include "report/unicode.h"
+#include "report/base/unicode.h"
 #include "tests/report/output_dir.h"
 #include "tests/report/report_program.h"
 

@@ -1,4 +1,4 @@
-#include "report/json_report.h"
+#include "report/text/json_report.h"
 
 #include <gtest/gtest.h>
 

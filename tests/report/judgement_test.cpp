@@ -1,4 +1,4 @@
-#include "report/judgement.h"
+#include "report/assessment/judgement.h"
 
 #include <gtest/gtest.h>
 

@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <regex>
 
-#include "report/html_compare.h"
-#include "report/html_report.h"
-#include "report/unicode.h"
+#include "report/base/unicode.h"
+#include "report/html/html_compare.h"
+#include "report/html/html_report.h"
 #include "tests/report/output_dir.h"
 
 namespace kavrel::report {

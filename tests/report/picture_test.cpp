@@ -1,4 +1,4 @@
-#include "report/picture.h"
+#include "report/run/picture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

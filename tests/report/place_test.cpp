@@ -1,12 +1,12 @@
 // Boxes and corners, as they can be seen in the pictures that kavrel leaves.
-#include "report/place.h"
+#include "report/run/place.h"
 
 #include <gtest/gtest.h>
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "report/picture.h"
+#include "report/run/picture.h"
 #include "tests/report/output_dir.h"
 #include "tests/support/pictures.h"
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "report/run.h"
+#include "report/run/run.h"
 
 namespace kavrel::report {
 namespace {

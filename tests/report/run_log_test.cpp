@@ -1,11 +1,11 @@
-#include "report/run_log.h"
+#include "report/run/run_log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
-#include "report/run.h"
+#include "report/run/run.h"
 #include "tests/report/output_dir.h"
 #include "tests/report/report_program.h"
 

@@ -1,4 +1,4 @@
-#include "report/run.h"
+#include "report/run/run.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

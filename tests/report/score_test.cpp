@@ -1,8 +1,8 @@
-#include "report/score.h"
+#include "report/assessment/score.h"
 
 #include <gtest/gtest.h>
 
-#include "report/assessment.h"
+#include "report/assessment/assessment.h"
 #include "tests/report/output_dir.h"
 
 namespace kavrel::report {

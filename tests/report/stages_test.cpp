@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "report/assessment.h"
-#include "report/compare.h"
-#include "report/parting.h"
-#include "report/run.h"
+#include "report/assessment/assessment.h"
+#include "report/assessment/compare.h"
+#include "report/assessment/parting.h"
+#include "report/run/run.h"
 #include "tests/program/program_fixture.h"
 #include "tests/support/pictures.h"
 

@@ -1,4 +1,4 @@
-#include "report/statistics.h"
+#include "report/base/statistics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "report/truth.h"
+#include "report/run/truth.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

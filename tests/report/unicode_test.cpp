@@ -1,4 +1,4 @@
-#include "report/unicode.h"
+#include "report/base/unicode.h"
 
 #include <gtest/gtest.h>
 

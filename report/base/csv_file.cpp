@@ -1,0 +1,71 @@
+#include "report/base/csv_file.h"
+
+#include <csv.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+namespace kavrel::report {
+namespace {
+
+constexpr int kEndOfFile = -1;
+
+struct Reading {
+  CsvFile file;
+  CsvRow row;
+};
+
+void take_cell(void* bytes, std::size_t size, void* reading) {
+  static_cast<Reading*>(reading)->row.emplace_back(static_cast<char*>(bytes), size);
+}
+
+void take_row(int end, void* data) {
+  Reading& reading = *static_cast<Reading*>(data);
+  CsvRow row = std::exchange(reading.row, {});
+  if (end == kEndOfFile) {
+    reading.file.cut = true;
+  } else {
+    reading.file.rows.push_back(std::move(row));
+  }
+}
+
+// Blanks around a cell belong to it.
+int is_never_blank(unsigned char) { return 0; }
+
+struct ParserDeleter {
+  void operator()(csv_parser* parser) const {
+    csv_free(parser);
+    delete parser;
+  }
+};
+
+std::unique_ptr<csv_parser, ParserDeleter> make_parser() {
+  auto parser = std::make_unique<csv_parser>();
+  csv_init(parser.get(), 0);
+  csv_set_space_func(parser.get(), is_never_blank);
+  return std::unique_ptr<csv_parser, ParserDeleter>(parser.release());
+}
+
+}  // namespace
+
+std::optional<CsvFile> read_csv(const std::string& path) {
+  if (!std::filesystem::exists(path)) return std::nullopt;
+  std::ifstream file(path, std::ios::binary);
+  const auto parser = make_parser();
+  Reading reading;
+  std::array<char, 1 << 16> chunk;
+  while (file.read(chunk.data(), chunk.size()) || file.gcount() > 0) {
+    const auto size = static_cast<std::size_t>(file.gcount());
+    if (csv_parse(parser.get(), chunk.data(), size, take_cell, take_row, &reading) != size) break;
+  }
+  const bool whole = file.is_open() && file.eof() && !file.bad();
+  if (!whole) throw std::runtime_error("failed to read: " + path);
+  csv_fini(parser.get(), take_cell, take_row, &reading);
+  return std::move(reading.file);
+}
+
+}  // namespace kavrel::report

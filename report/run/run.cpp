@@ -1,0 +1,330 @@
+#include "report/run/run.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "app/base/output_format.h"
+#include "app/base/text.h"
+#include "reading/status.h"
+#include "report/base/csv_file.h"
+#include "report/base/unicode.h"
+#include "report/base/wording.h"
+
+namespace kavrel::report {
+namespace {
+
+namespace fs = std::filesystem;
+
+namespace column = output::column;
+
+using Rows = std::vector<output::Row>;
+
+namespace fault {
+constexpr const char* kAborted = "aborted";
+constexpr const char* kCut = "cut";
+constexpr const char* kMixed = "mixed";
+constexpr const char* kEmpty = "empty";
+constexpr const char* kUnlabelled = "unlabelled";
+}  // namespace fault
+
+void add_fault(const char* key, const std::string& text, RecordedRun& run) {
+  run.faults.push_back({key, text});
+  run.notices.push_back(text);
+}
+
+// The rows of a file without its header and without those that are no rows of it; nothing without
+// the file, or of an empty one.
+std::optional<Rows> read_rows(const std::string& name, output::Columns columns, RecordedRun& run) {
+  auto file = read_csv(run.dir + "/" + name);
+  if (!file) return std::nullopt;
+  if (file->rows.empty()) {
+    add_fault(fault::kCut, name + " is empty: was the disk full?", run);
+    return std::nullopt;
+  }
+  if (file->cut) add_fault(fault::kCut, name + ": the last row is cut and left out.", run);
+  const CsvRow header(columns.begin(), columns.end());
+  if (file->rows.front() != header) {
+    throw std::runtime_error(run.dir + "/" + name + " does not begin with kavrel's header");
+  }
+  Rows rows;
+  std::size_t damaged = 0;
+  for (std::size_t i = 1; i < file->rows.size(); ++i) {
+    if (file->rows[i].size() == header.size()) {
+      rows.push_back(output::make_row(columns, file->rows[i]));
+    } else {
+      ++damaged;
+    }
+  }
+  if (damaged > 0) {
+    add_fault(fault::kCut, name + ": " + count_of(damaged, "damaged row") + " left out.", run);
+  }
+  return rows;
+}
+
+PlateFields fields_of(const output::Row& row) {
+  return {row.at(column::kRegion), row.at(column::kClassNo), row.at(column::kKana),
+          row.at(column::kSerial), row.at(column::kFinalPlateNumber)};
+}
+
+FrameResult frame_of(const output::Row& row) {
+  return {row.at(column::kImagePath), row.at(column::kExpected), row.at(column::kGroupId),
+          fields_of(row), split_ocr_texts(row.at(column::kOcrTexts))};
+}
+
+std::vector<FrameResult> frames_of(const Rows& rows, std::vector<std::string>& notices) {
+  std::vector<FrameResult> frames;
+  std::size_t other_status = 0;
+  std::size_t without_source = 0;
+  for (const output::Row& row : rows) {
+    frames.push_back(frame_of(row));
+    const FrameResult& frame = frames.back();
+    const std::string status = plate_status(frame.expected, frame.fields.final_plate_number);
+    if (status != row.at(column::kStatus)) ++other_status;
+    if (frame.ocr_texts.empty() && !row.at(column::kOcrTexts).empty()) ++without_source;
+  }
+  if (other_status > 0) {
+    notices.push_back(count_of(other_status, "frame") +
+                      " recorded with a status that does not follow from expected and read.");
+  }
+  if (without_source > 0) {
+    notices.push_back(count_of(without_source, "frame") + " with readings that name no source.");
+  }
+  return frames;
+}
+
+std::vector<Group> vote_groups(const std::vector<FrameResult>& frames) {
+  std::map<std::string, std::vector<std::size_t>> indices;
+  for (std::size_t i = 0; i < frames.size(); ++i) indices[frames[i].group_id].push_back(i);
+  std::vector<Group> groups;
+  for (auto& [group_id, members] : indices) {
+    std::vector<FrameResult> group_frames;
+    for (const std::size_t i : members) group_frames.push_back(frames[i]);
+    groups.push_back({vote_group(group_frames), std::move(members)});
+  }
+  return groups;
+}
+
+// 0 for what is no count.
+int frame_count_of(const output::Row& row) {
+  const std::string& text = row.at(column::kFrameCount);
+  const bool is_count =
+      !text.empty() && text.size() < 9 && std::all_of(text.begin(), text.end(), is_ascii_digit);
+  return is_count ? std::stoi(text) : 0;
+}
+
+GroupResult group_of(const output::Row& row) {
+  return {row.at(column::kGroupId), row.at(column::kExpected), fields_of(row), frame_count_of(row)};
+}
+
+bool same(const GroupResult& a, const GroupResult& b) {
+  return a.group_id == b.group_id && a.expected == b.expected && a.frame_count == b.frame_count &&
+         a.fields.final_plate_number == b.fields.final_plate_number;
+}
+
+void compare_with_summary(const Rows& rows, RecordedRun& run) {
+  std::set<std::string> differing;
+  std::map<std::string, GroupResult> written;
+  for (const output::Row& row : rows) written[row.at(column::kGroupId)] = group_of(row);
+  for (const Group& group : run.groups) {
+    const auto row = written.find(group.result.group_id);
+    if (row == written.end() || !same(row->second, group.result)) {
+      differing.insert(group.result.group_id);
+    }
+    if (row != written.end()) written.erase(row);
+  }
+  for (const auto& [group_id, result] : written) differing.insert(group_id);
+  if (differing.empty()) return;
+  add_fault(fault::kMixed,
+            std::string(output::kGroupSummary) + " tells otherwise of " +
+                count_of(differing.size(), "group") + ", " + printable(*differing.begin()) +
+                " the first: it belongs to an earlier run, or a file was cut or edited. "
+                "The figures here follow " +
+                output::kFrameSummary + ".",
+            run);
+}
+
+struct Totals {
+  std::string input_mode;
+  bool used_plate_det;
+  std::size_t frames;
+  std::size_t groups;
+};
+
+// Nothing if the file is missing or no JSON of kavrel.
+std::optional<Totals> read_totals(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  try {
+    const auto json = nlohmann::json::parse(text);
+    return Totals{json.at(output::total::kInputMode), json.at(output::total::kUsePlateDet),
+                  json.at(output::total::kFrameTotal), json.at(output::total::kGroupTotal)};
+  } catch (const nlohmann::json::exception&) {
+    return std::nullopt;
+  }
+}
+
+void compare_with_totals(RecordedRun& run) {
+  const std::string path = run.dir + "/" + output::kFinalResult;
+  const auto totals = read_totals(path);
+  if (totals) {
+    run.input_mode = printable(totals->input_mode);
+    run.used_plate_det = totals->used_plate_det;
+    if (totals->frames == run.frames.size() && totals->groups == run.groups.size()) return;
+    add_fault(fault::kMixed,
+              std::string(output::kFinalResult) + " counts " + count_of(totals->frames, "frame") +
+                  " and " + count_of(totals->groups, "group") + ", the rows are those of " +
+                  count_of(run.frames.size(), "frame") + " and " +
+                  count_of(run.groups.size(), "group") + ".",
+              run);
+  } else if (fs::exists(path)) {
+    add_fault(fault::kCut, std::string(output::kFinalResult) + " cannot be read.", run);
+  } else if (fs::exists(run.dir + "/" + output::kGroupSummary)) {
+    add_fault(fault::kAborted, std::string("There is no ") + output::kFinalResult + ".", run);
+  }
+}
+
+std::string utc_time(const fs::path& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return "";
+  std::array<char, 32> text{};
+  std::tm time{};
+  gmtime_r(&status.st_mtime, &time);
+  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &time);
+  return text.data();
+}
+
+// Frames whose case directory a later case of the same name took.
+std::set<std::size_t> overwritten_frames(const std::vector<FrameResult>& frames) {
+  std::map<std::string, std::size_t> owners;
+  std::set<std::size_t> overwritten;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    const auto [owner, is_new] = owners.emplace(case_name(frames[i]), i);
+    if (!is_new) overwritten.insert(std::exchange(owner->second, i));
+  }
+  return overwritten;
+}
+
+void take_frames(const Rows& rows, RecordedRun& run) {
+  run.frames = frames_of(rows, run.notices);
+  run.groups = vote_groups(run.frames);
+  run.overwritten = overwritten_frames(run.frames);
+  if (run.overwritten.empty()) return;
+  run.notices.push_back(count_of(run.overwritten.size(), "frame") +
+                        " whose pictures were overwritten by a later image of the same file name.");
+}
+
+void take_groups(const Rows& rows, RecordedRun& run) {
+  add_fault(fault::kCut,
+            std::string("There is no ") + output::kFrameSummary + ": only the groups are known.",
+            run);
+  for (const output::Row& row : rows) run.groups.push_back({group_of(row), {}});
+}
+
+void compare_with_groups(const std::optional<Rows>& group_rows, RecordedRun& run) {
+  if (group_rows) return compare_with_summary(*group_rows, run);
+  if (fs::exists(run.dir + "/" + output::kGroupSummary)) return;  // empty, which was told
+  add_fault(fault::kAborted,
+            std::string("The run did not finish, there is no ") + output::kGroupSummary +
+                ": these are the " + count_of(run.frames.size(), "frame") +
+                " that it read before, and the last group may lack some.",
+            run);
+}
+
+// An aborted run leaves the folder of the case that it could not read.
+void find_older_cases(RecordedRun& run) {
+  std::set<std::string> names;
+  for (const FrameResult& frame : run.frames) names.insert(case_name(frame));
+  std::error_code error;
+  std::size_t others = 0;
+  for (const auto& entry : fs::directory_iterator(run.dir + "/" + output::kCases, error)) {
+    if (names.count(entry.path().filename().string()) == 0) ++others;
+  }
+  if (others == 0 || !run.faults.empty()) return;
+  add_fault(fault::kMixed,
+            std::string(output::kCases) + "/ has " + count_of(others, "folder") +
+                " of no case of this run: an earlier one wrote into the same directory.",
+            run);
+}
+
+// First what spoils every reading: no detector, another dictionary.
+void tell_warnings(const RunLog& log, RecordedRun& run) {
+  std::vector<std::string> told;
+  if (log.input_mode == "auto" && !log.used_plate_det) {
+    told.emplace_back(
+        "The detector's file was not there, so the whole picture was read as a plate.");
+  }
+  for (const std::string& warning : log.warnings) {
+    told.push_back("kavrel warned: " + printable(warning));
+  }
+  run.notices.insert(run.notices.begin(), told.begin(), told.end());
+}
+
+// What the log tells is not told again where the files tell it.
+void compare_with_log(RecordedRun& run) {
+  if (!run.log) return;
+  const RunLog& log = *run.log;
+  tell_warnings(log, run);
+  for (const std::string& error : log.errors) {
+    add_fault(fault::kAborted, "The log ends in an error: " + printable(error), run);
+  }
+  const bool is_short = log.cases >= 0 && static_cast<std::size_t>(log.cases) != run.frames.size();
+  if (is_short) {
+    add_fault(fault::kAborted,
+              "The log tells of " + count_of(log.cases, "case") + ", and " +
+                  count_of(run.frames.size(), "frame") + " have a row.",
+              run);
+  }
+  if (log.errors.empty() && !is_short && !log.command.empty() && log.status < 0) {
+    add_fault(fault::kAborted, "The log has no end: the run was killed, or is still running.", run);
+  }
+}
+
+void find_nothing_to_judge(RecordedRun& run) {
+  if (run.groups.empty()) return add_fault(fault::kEmpty, "The run read nothing.", run);
+  const bool any_label = std::any_of(run.groups.begin(), run.groups.end(), [](const Group& group) {
+    return !group.result.expected.empty();
+  });
+  if (!any_label) add_fault(fault::kUnlabelled, "No group has an expected text.", run);
+}
+
+}  // namespace
+
+std::string case_name(const FrameResult& frame) { return basename_no_ext(frame.image_path); }
+
+RecordedRun read_run(const std::string& dir) {
+  if (!fs::is_directory(dir)) throw std::runtime_error("there is no directory " + dir);
+  RecordedRun run;
+  run.dir = dir;
+  run.log = read_run_log(dir);
+  const auto frame_rows = read_rows(output::kFrameSummary, output::kFrameColumns, run);
+  const auto group_rows = read_rows(output::kGroupSummary, output::kGroupColumns, run);
+  if (!frame_rows && !group_rows) {
+    throw std::runtime_error(std::string("no output of kavrel: neither ") + output::kFrameSummary +
+                             " nor " + output::kGroupSummary + " in " + dir);
+  }
+  run.ended = utc_time(dir + "/" + (frame_rows ? output::kFrameSummary : output::kGroupSummary));
+  if (frame_rows) {
+    take_frames(*frame_rows, run);
+    compare_with_groups(group_rows, run);
+    compare_with_totals(run);
+    find_older_cases(run);
+    compare_with_log(run);
+  } else {
+    take_groups(*group_rows, run);
+  }
+  find_nothing_to_judge(run);
+  return run;
+}
+
+}  // namespace kavrel::report
