@@ -193,7 +193,8 @@ def sample(pool, frames, rng):
     crop = warped(canvases[index], homography @ mirror, tuple(size.tolist()), frames, rng)
     crop = processed(degrade(crop, rng, losses(homography, rng)), rng)
     picture = cv2.resize(crop, NETWORK, interpolation=cv2.INTER_LINEAR)
-    corners = shown(scenes.corners_of(homography) / size).astype(np.float32)
+    # kavrel rectifies with 0 in the middle of the first pixel, the homography counts from its edge.
+    corners = shown((scenes.corners_of(homography) - 0.5) / size).astype(np.float32)
     return (picture, corners, np.float32(size[1] / size[0]),
             tags_of(homography, name, contents[index]))
 

@@ -160,8 +160,9 @@ def relative(path):
     return Path(os.path.relpath(path, ROOT)).as_posix()
 
 
-def rounded(array):
-    return array.round(2).tolist()
+def from_middles(places):
+    """Places in px with 0 in the middle of the first pixel; the scene counts from its edge."""
+    return (places - 0.5).round(2).tolist()
 
 
 def render_vehicle(output, group, text, style, setting, rng, with_hard_frame):
@@ -185,7 +186,8 @@ def render_vehicle(output, group, text, style, setting, rng, with_hard_frame):
         write_picture(path, camera_losses(image, rng, strength, wet, hard), rng)
         truth = scenes.truth_of(text, parked.plate.homography(), setting.size)
         records.append({"image_path": relative(path), **known, "hard": int(hard),
-                        "box": rounded(truth["box"]), "corners": rounded(truth["corners"])})
+                        "box": from_middles(truth["box"]),
+                        "corners": from_middles(truth["corners"])})
     return records
 
 
