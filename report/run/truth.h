@@ -34,7 +34,8 @@ class Truth {
 //   image_path   as in the case list
 //   box          left, top, right and bottom
 //   corners      four points x, y: top left, top right, bottom right, bottom left
-// in pixels of the image, 0 in the middle of the first one. Throws std::runtime_error with the file's name if it is no such file.
+// in pixels of the image, 0 in the middle of the first one. Throws std::runtime_error with the
+// file's name if it is no such file.
 Truth read_truth(const std::string& path);
 
 }  // namespace kavrel::report
