@@ -46,6 +46,26 @@ class ByteConv2d(torch.nn.Conv2d):
         return self._conv_forward(x, self.weight * (1 / 255), self.bias)
 
 
+class Further(torch.nn.Module):
+    """Adds what two more convolutions see, at first nothing; `spread` makes the second one
+    see further."""
+
+    def __init__(self, channels, kernel=(3, 3), spread=1):
+        super().__init__()
+        reach = [side // 2 for side in kernel]
+        self.first = torch.nn.Sequential(
+            torch.nn.Conv2d(channels, channels, kernel, 1, reach, bias=False),
+            torch.nn.BatchNorm2d(channels), torch.nn.ReLU(inplace=True))
+        self.second = torch.nn.Sequential(
+            torch.nn.Conv2d(channels, channels, kernel, 1, [spread * side for side in reach],
+                            spread, bias=False),
+            torch.nn.BatchNorm2d(channels))
+        torch.nn.init.zeros_(self.second[1].weight)
+
+    def forward(self, x):
+        return torch.relu(x + self.second(self.first(x)))
+
+
 def shortened():
     """Convolutions in here are done in bfloat16 where that is faster; weights stay as they are."""
     return torch.autocast(DEVICE.type, torch.bfloat16, enabled=BFLOAT16)

@@ -3,7 +3,7 @@
 They need not fool people; networks shall find edges, colours and foreign text
 where plates are.  Pictures are RGB, uint8, rows first; polygons are N x 2 px.
 
-Debian packages: python3-pil python3-numpy python3-opencv, those of kanji.py
+Debian packages: python3-pil python3-numpy python3-opencv, those of kanji.py and BOARD_FONTS
 """
 import functools
 
@@ -11,7 +11,7 @@ import cv2
 import numpy as np
 from PIL import Image, ImageDraw, ImageFont
 
-from plates import OPENTYPE, TRUETYPE, pick
+from plates import OPENTYPE, TRUETYPE, pick, require_fonts
 
 FAR = 20000      # px; what a near camera throws further out is not seen anyway
 SMOOTH_AREA = 20000     # px
@@ -63,11 +63,14 @@ def texture(image, rng, amount):
 
 # Boards: lettering that is no plate
 
-BOARD_FONTS = (
-    OPENTYPE + "noto/NotoSansCJK-Bold.ttc", OPENTYPE + "noto/NotoSansCJK-Regular.ttc",
-    OPENTYPE + "mplus/Mplus1-Bold.otf", TRUETYPE + "motoya-l-maruberi/MTLmr3m.ttf",
-    TRUETYPE + "dejavu/DejaVuSans-Bold.ttf", TRUETYPE + "dejavu/DejaVuSerif-Bold.ttf",
-)
+BOARD_FONTS = {      # name: (path, index in a collection, Debian package)
+    "noto bold": (OPENTYPE + "noto/NotoSansCJK-Bold.ttc", 0, "fonts-noto-cjk"),
+    "noto": (OPENTYPE + "noto/NotoSansCJK-Regular.ttc", 0, "fonts-noto-cjk"),
+    "mplus bold": (OPENTYPE + "mplus/Mplus1-Bold.otf", 0, "fonts-mplus"),
+    "maruberi": (TRUETYPE + "motoya-l-maruberi/MTLmr3m.ttf", 0, "fonts-motoya-l-maruberi"),
+    "dejavu": (TRUETYPE + "dejavu/DejaVuSans-Bold.ttf", 0, "fonts-dejavu-core"),
+    "dejavu serif": (TRUETYPE + "dejavu/DejaVuSerif-Bold.ttf", 0, "fonts-dejavu-core"),
+}
 JAPANESE_FONTS = 4       # the first ones
 BOARD_WORDS = (
     "駐車場", "月極", "空車", "満車", "止まれ", "徐行", "一方通行", "営業中", "出口", "入口",
@@ -90,7 +93,9 @@ BOARD_COLOURS = (      # ground, text
 
 @functools.lru_cache(maxsize=None)
 def board_font(index, size):
-    return ImageFont.truetype(BOARD_FONTS[index], size)
+    require_fonts(tuple(BOARD_FONTS), BOARD_FONTS)
+    path, face, _ = tuple(BOARD_FONTS.values())[index]
+    return ImageFont.truetype(path, size, face)
 
 
 def digits_text(rng):

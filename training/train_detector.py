@@ -61,21 +61,6 @@ def conv(inputs, outputs, size=3, stride=1):
                          nn.BatchNorm2d(outputs), nn.ReLU(inplace=True))
 
 
-class Further(nn.Module):
-    """Adds what two more convolutions see; `spread` makes the second one see further."""
-
-    def __init__(self, channels, spread=1):
-        super().__init__()
-        self.first = conv(channels, channels)
-        self.second = nn.Sequential(
-            nn.Conv2d(channels, channels, 3, 1, spread, spread, bias=False),
-            nn.BatchNorm2d(channels))
-        nn.init.zeros_(self.second[1].weight)
-
-    def forward(self, x):
-        return functional.relu(x + self.second(self.first(x)))
-
-
 def enlarge(x):
     return functional.interpolate(x, scale_factor=2.0)
 
@@ -91,9 +76,10 @@ class Detector(nn.Module):
                                   conv(middle, middle))
         # A near plate is wider than the grid's view; the two coarser levels see its ends.
         self.coarse = nn.Sequential(conv(middle, wide, stride=2), conv(wide, wide),
-                                    Further(wide))
+                                    common.Further(wide))
         self.coarsest = nn.Sequential(conv(wide, wide, stride=2), conv(wide, wide),
-                                      Further(wide, 2), Further(wide, 3), conv(wide, wide, 1))
+                                      common.Further(wide, spread=2),
+                                      common.Further(wide, spread=3), conv(wide, wide, 1))
         self.merge = nn.Sequential(conv(wide, wide), conv(wide, middle, 1))
         self.head = nn.Sequential(conv(middle, middle), nn.Conv2d(middle, 5, 1))
         # Few cells are plates: begin with a low score everywhere, boxes of 128 x 64.

@@ -84,20 +84,6 @@ class WithContext(nn.Module):
         return torch.relu(x + self.mix(self.mean(x)))
 
 
-class Further(nn.Module):
-    """Adds what two more convolutions see; at first they add nothing."""
-
-    def __init__(self, channels, kernel, padding):
-        super().__init__()
-        self.first = block(channels, channels, kernel, 1, padding)
-        self.second = nn.Sequential(nn.Conv2d(channels, channels, kernel, 1, padding, bias=False),
-                                    nn.BatchNorm2d(channels))
-        nn.init.zeros_(self.second[1].weight)
-
-    def forward(self, x):
-        return torch.relu(x + self.second(self.first(x)))
-
-
 class Recogniser(nn.Module):
     """Pictures 3 x 48 x 320 of 0..255 to scores of 40 steps; a step is 8 columns."""
 
@@ -110,7 +96,7 @@ class Recogniser(nn.Module):
             block(48, 80, 3, 2, 1),                         # 6 x 40
             block(80, 96, 3, 1, 1),
             block(96, 96, 3, 1, 1),
-            Further(96, 3, 1),
+            common.Further(96),
             block(96, 112, 3, (2, 1), 1),                   # 3 x 40
             block(112, 128, 3, 1, 1),
             block(128, 144, (3, 1)),                        # 1 x 40
@@ -118,8 +104,8 @@ class Recogniser(nn.Module):
             block(144, 144, (1, 5), 1, (0, 2)),
             block(144, 144, (1, 5), 1, (0, 2)),
             # A region's name is known by its neighbours where one of its characters is blurred.
-            Further(144, (1, 5), (0, 2)),
-            Further(144, (1, 5), (0, 2)),
+            common.Further(144, (1, 5)),
+            common.Further(144, (1, 5)),
             nn.Conv2d(144, classes, 1))
 
     def forward(self, image):
