@@ -36,6 +36,8 @@ Ort::Session open_session(const Ort::Env& env, const void* bytes, std::size_t si
   options.AddConfigEntry(kOrtSessionOptionsConfigLoadModelFormat, "ONNX");
   // Networks run in turn: threads of one that wait in a loop for its next run slow down the others.
   options.AddConfigEntry(kOrtSessionOptionsConfigAllowIntraOpSpinning, "0");
+  // Older x86-64 cores overflow in 8-bit products, and would answer otherwise than newer ones.
+  options.AddConfigEntry(kOrtSessionOptionsAvx2PrecisionMode, "1");
   options.SetIntraOpNumThreads(std::max(0, thread_count()));
   try {
     return Ort::Session(env, bytes, size, options);
@@ -53,6 +55,23 @@ std::string label(const char* kind, std::uint32_t index, const std::string& name
 
 std::string input_name(const Ort::Session& session, std::size_t index) {
   return session.GetInputNameAllocated(index, Ort::AllocatorWithDefaultOptions()).get();
+}
+
+// What the file's own properties say of a tensor, such as "image.scale"; empty if nothing.
+std::string property(const Ort::Session& session, const std::string& key) {
+  const Ort::ModelMetadata properties = session.GetModelMetadata();
+  const Ort::AllocatorWithDefaultOptions allocator;
+  const auto value = properties.LookupCustomMetadataMapAllocated(key.c_str(), allocator);
+  return value == nullptr ? "" : value.get();
+}
+
+rknn_tensor_attr with_quantisation(rknn_tensor_attr attr, const Ort::Session& session,
+                                   const std::string& name, const std::string& tensor) {
+  const std::string scale = property(session, name + ".scale");
+  if (!scale.empty()) {
+    set_quantisation(attr, scale, property(session, name + ".zero_point"), tensor);
+  }
+  return attr;
 }
 
 // ONNX Runtime does not write such an output into the tensor bound for it.
@@ -73,7 +92,7 @@ Ort::Value make_tensor(const rknn_tensor_attr& attr) {
 }  // namespace
 
 OnnxModel::OnnxModel(const Ort::Env& env, const void* bytes, std::size_t size)
-    : session_(open_session(env, bytes, size)), binding_(session_) {
+    : record_(bytes, size), session_(open_session(env, bytes, size)), binding_(session_) {
   for (std::size_t i = 0; i < session_.GetInputCount(); ++i) {
     add_input(static_cast<std::uint32_t>(i));
   }
@@ -88,7 +107,9 @@ OnnxModel::OnnxModel(const Ort::Env& env, const void* bytes, std::size_t size)
 void OnnxModel::add_input(std::uint32_t index) {
   const std::string name = input_name(session_, index);
   const std::string tensor = label("input", index, name);
-  inputs_.push_back(describe_tensor(index, name, tensor, session_.GetInputTypeInfo(index)));
+  inputs_.push_back(
+      with_quantisation(describe_tensor(index, name, tensor, session_.GetInputTypeInfo(index)),
+                        session_, name, tensor));
   require_image(inputs_.back(), tensor);
 
   input_tensors_.push_back(make_tensor(inputs_.back()));
@@ -100,8 +121,10 @@ void OnnxModel::add_output(std::uint32_t index) {
   const std::string name =
       session_.GetOutputNameAllocated(index, Ort::AllocatorWithDefaultOptions()).get();
   refuse_handed_through(session_, name);
-  outputs_.push_back(describe_tensor(index, name, label("output", index, name),
-                                     session_.GetOutputTypeInfo(index)));
+  const std::string tensor = label("output", index, name);
+  outputs_.push_back(
+      with_quantisation(describe_tensor(index, name, tensor, session_.GetOutputTypeInfo(index)),
+                        session_, name, tensor));
 
   output_tensors_.push_back(make_tensor(outputs_.back()));
   binding_.BindOutput(name.c_str(), output_tensors_.back());
@@ -109,6 +132,7 @@ void OnnxModel::add_output(std::uint32_t index) {
 }
 
 void OnnxModel::set_input(std::uint32_t index, const std::uint8_t* pixels) {
+  record_.add(pixels, inputs_[index]);
   pixels_to_tensor(pixels, inputs_[index], input_tensors_[index].GetTensorMutableRawData());
   input_is_set_[index] = true;
 }

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "host_runtime/input_record.h"
 #include "npu/rknn_api.h"
 
 namespace host_runtime {
@@ -51,6 +52,7 @@ class OnnxModel {
   void add_output(std::uint32_t index);
   bool must_convert(std::uint32_t index, bool as_float) const;
 
+  InputRecord record_;
   Ort::Session session_;
   Ort::IoBinding binding_;
   std::vector<rknn_tensor_attr> inputs_;

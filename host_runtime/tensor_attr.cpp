@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <vector>
 
@@ -106,16 +108,37 @@ rknn_tensor_attr describe_tensor(std::uint32_t index, const std::string& name,
   return attr;
 }
 
+void set_quantisation(rknn_tensor_attr& attr, const std::string& scale,
+                      const std::string& zero_point, const std::string& label) {
+  const bool is_signed = attr.type == RKNN_TENSOR_INT8;
+  if (!is_signed && attr.type != RKNN_TENSOR_UINT8) {
+    refuse_tensor(label, "has a scale and is not of 8 bits");
+  }
+  attr.scale = std::strtof(scale.c_str(), nullptr);
+  if (!std::isfinite(attr.scale) || attr.scale <= 0) {
+    refuse_tensor(label, "has the scale '" + scale + "', wanted is a number above 0");
+  }
+  const int least = is_signed ? -128 : 0;
+  const long zero = std::strtol(zero_point.c_str(), nullptr, 10);
+  if (zero < least || zero > least + 255) {
+    refuse_tensor(label, "has the zero point '" + zero_point + "', which its type cannot hold");
+  }
+  attr.zp = static_cast<std::int32_t>(zero);
+  attr.qnt_type = RKNN_TENSOR_QNT_AFFINE_ASYMMETRIC;
+}
+
 void require_image(const rknn_tensor_attr& attr, const std::string& label) {
   if (attr.fmt == RKNN_TENSOR_UNDEFINED) {
     refuse_tensor(label, "has the shape " + shape_text({attr.dims, attr.dims + attr.n_dims}) +
                              ", wanted is one image of three channels, "
                              "[1,3,H,W] or [1,H,W,3]");
   }
+  const bool is_quantised_int8 =
+      attr.type == RKNN_TENSOR_INT8 && attr.qnt_type == RKNN_TENSOR_QNT_AFFINE_ASYMMETRIC;
   if (attr.type != RKNN_TENSOR_UINT8 && attr.type != RKNN_TENSOR_FLOAT16 &&
-      attr.type != RKNN_TENSOR_FLOAT32) {
+      attr.type != RKNN_TENSOR_FLOAT32 && !is_quantised_int8) {
     refuse_tensor(label, "is of " + type_name(element_type(attr.type)) +
-                             ", wanted for an image is uint8, float16 or float");
+                             ", wanted for an image is uint8, float16, float or int8 with a scale");
   }
 }
 

@@ -26,8 +26,14 @@ namespace host_runtime {
 rknn_tensor_attr describe_tensor(std::uint32_t index, const std::string& name,
                                  const std::string& label, const Ort::TypeInfo& info);
 
+// States that an element q of an 8-bit tensor stands for (q - zero_point) * scale, both as the
+// network's file has them, in text. Throws Refusal with RKNN_ERR_MODEL_INVALID for a tensor of
+// another type, a scale that is no number above 0, or a zero point beyond the type's range.
+void set_quantisation(rknn_tensor_attr& attr, const std::string& scale,
+                      const std::string& zero_point, const std::string& label);
+
 // Throws Refusal with RKNN_ERR_MODEL_INVALID unless 8-bit pixels can fill the tensor: one image
-// of three channels with elements of type uint8, float16 or float32.
+// of three channels with elements of type uint8, float16, float32, or int8 with a quantisation.
 void require_image(const rknn_tensor_attr& attr, const std::string& label);
 
 // The graph's element type that `type` stands for.

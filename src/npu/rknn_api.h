@@ -56,6 +56,7 @@ enum {
 };
 
 typedef int32_t rknn_tensor_qnt_type;
+enum { RKNN_TENSOR_QNT_NONE = 0, RKNN_TENSOR_QNT_AFFINE_ASYMMETRIC = 2 };
 
 /* Answer to RKNN_QUERY_IN_OUT_NUM. */
 typedef struct rknn_input_output_num {

@@ -20,6 +20,7 @@ using onnx_bytes::cast;
 using onnx_bytes::echo;
 using onnx_bytes::model;
 using onnx_bytes::node;
+using onnx_bytes::quantised;
 using onnx_bytes::tensor;
 
 // 4 wide, 2 high; planar and interleaved.
@@ -156,6 +157,59 @@ TEST(HostRuntime, TurnsEveryPixelValueIntoExactlyThatHalf) {
   wanted[256] = 0;
   wanted[257] = 1;
   EXPECT_EQ(infer(network.context(), counting_pixels(258)), wanted);
+}
+
+// Quantised tensors
+
+TEST(HostRuntime, GivesAQuantisedInputTheElementsThatStandForThePixels) {
+  const std::string network_file = echo(onnx_bytes::kInt8, kInterleaved);
+  const Network network(quantised(network_file, "image", "0.5", "-100"));
+  Bytes pixels(kPixelBytes, 0);
+  Floats elements(kPixelBytes, -100);
+  pixels[1] = 3;
+  elements[1] = -94;
+  pixels[2] = 255;  // would be 410: the greatest element is the nearest
+  elements[2] = 127;
+  EXPECT_EQ(infer(network.context(), pixels), elements);
+}
+
+TEST(HostRuntime, GivesAQuantisedPlanarInputThePixelsInPlanes) {
+  const Network network(quantised(quantised(echo(onnx_bytes::kInt8, kPlanar), "image", "1", "-128"),
+                                  "echo", "1", "-128"));
+  EXPECT_EQ(infer(network.context(), counting_pixels()), counting_planes());
+}
+
+TEST(HostRuntime, HandsOutWhatTheElementsOfAQuantisedOutputStandFor) {
+  for (const auto type : {onnx_bytes::kInt8, onnx_bytes::kUint8}) {
+    const Network network(quantised(
+        model({cast("image", "values", type)}, {tensor("image", onnx_bytes::kUint8, kInterleaved)},
+              {tensor("values", type, kInterleaved)}),
+        "values", "0.25", "4"));
+    Floats wanted = counting_floats();
+    for (float& value : wanted) value = (value - 4) / 4;
+    EXPECT_EQ(infer(network.context(), counting_pixels()), wanted);
+  }
+}
+
+TEST(HostRuntime, ReportsScaleAndZeroPoint) {
+  const Network network(quantised(echo(onnx_bytes::kInt8, kInterleaved), "image", "0.125", "-128"));
+  const rknn_tensor_attr image = attr_of(network.context(), RKNN_QUERY_INPUT_ATTR);
+  EXPECT_EQ(image.type, RKNN_TENSOR_INT8);
+  EXPECT_EQ(image.qnt_type, RKNN_TENSOR_QNT_AFFINE_ASYMMETRIC);
+  EXPECT_EQ(image.scale, 0.125F);
+  EXPECT_EQ(image.zp, -128);
+  const rknn_tensor_attr echoed = attr_of(network.context(), RKNN_QUERY_OUTPUT_ATTR);
+  EXPECT_EQ(echoed.qnt_type, RKNN_TENSOR_QNT_NONE);
+  EXPECT_EQ(echoed.scale, 0.0F);
+}
+
+TEST(HostRuntime, RefusesAQuantisationThatItsTensorCannotHave) {
+  const std::string bytes = echo(onnx_bytes::kInt8, kInterleaved);
+  expect_model_refused(quantised(bytes, "image", "0", "0"), "input 0 'image' has the scale '0'");
+  expect_model_refused(quantised(bytes, "image", "wide", "0"), "has the scale 'wide'");
+  expect_model_refused(quantised(bytes, "image", "1", "128"), "has the zero point '128'");
+  expect_model_refused(quantised(echo(onnx_bytes::kFloat, kPlanar), "image", "1", "0"),
+                       "input 0 'image' has a scale and is not of 8 bits");
 }
 
 // Attributes
@@ -526,6 +580,8 @@ TEST(HostRuntime, RefusesNetworksTheInterfaceCannotCarry) {
                        "output 0 'values' is of int64, wanted is float");
   expect_model_refused(network(onnx_bytes::kInt32, kPlanar, f, kPlanar),
                        "input 0 'image' is of int32, wanted for an image");
+  expect_model_refused(network(onnx_bytes::kInt8, kPlanar, f, kPlanar),
+                       "input 0 'image' is of int8, wanted for an image");
   expect_model_refused(network(f, {1, 24}, f, {1, 24}),
                        "input 0 'image' has the shape [1,24], wanted is one image");
   expect_model_refused(network(f, {2, 3, 2, 4}, f, {2, 3, 2, 4}), "[2,3,2,4], wanted is one image");

@@ -85,6 +85,19 @@ inline std::string model(const std::vector<std::string>& nodes,
   return field(1, format_version) + field(7, graph) + field(8, field(2, operator_set));
 }
 
+// The whole file, with a property of its own: `key` is to be `value`.
+inline std::string with_property(const std::string& file, const std::string& key,
+                                 const std::string& value) {
+  return file + field(14, field(1, key) + field(2, value));
+}
+
+// The whole file, which says that an element q of `name` stands for (q - zero_point) * scale.
+inline std::string quantised(const std::string& file, const std::string& name,
+                             const std::string& scale, const std::string& zero_point) {
+  return with_property(with_property(file, name + ".scale", scale), name + ".zero_point",
+                       zero_point);
+}
+
 // One input "image", handed on unchanged as "echo".
 inline std::string echo(ElementType type, const std::vector<std::int64_t>& dims) {
   return model({node("Identity", {"image"}, "echo")}, {tensor("image", type, dims)},
