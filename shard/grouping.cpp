@@ -1,12 +1,10 @@
 #include "shard/grouping.h"
 
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <limits>
 #include <numeric>
 #include <queue>
-#include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
@@ -120,29 +118,16 @@ class Reader {
 }  // namespace
 
 ListRows read_list_rows(const std::string& path) {
-  std::ifstream file(path);
+  CaseReader cases(path);
   Reader reader;
-  ListColumns columns;
-  bool first_line = true;
+  for (CaseItem item; cases.next(item);) reader.take(cases.line(), item);
+  reader.list.header = cases.header();
   // A list without a header gets one that says the same: a row must not pass for a header because
   // it comes first in its shard.
-  reader.list.header =
-      join_strings({list_column::kImagePath, list_column::kExpected, list_column::kGroupId}, ",");
-  for (std::string line; std::getline(file, line);) {
-    line = trim(line);
-    if (line.empty()) continue;
-    const ListCells cells = split_csv_simple(line);
-    const bool is_header = first_line && is_list_header(cells);
-    first_line = false;
-    if (is_header) {
-      reader.list.header = line;
-      columns = list_columns(cells);
-      continue;
-    }
-    const CaseItem item = case_of_row(cells, columns);
-    if (!item.image_path.empty()) reader.take(line, item);
+  if (reader.list.header.empty()) {
+    reader.list.header =
+        join_strings({list_column::kImagePath, list_column::kExpected, list_column::kGroupId}, ",");
   }
-  if (!file.is_open() || file.bad()) throw std::runtime_error("failed to open input list: " + path);
   reader.finish();
   return std::move(reader.list);
 }

@@ -75,7 +75,7 @@ void log_banner(std::size_t index, std::size_t total, const CaseItem& item) {
 
 cv::Mat read_image(const std::string& path) {
   cv::Mat image = cv::imread(path, cv::IMREAD_COLOR);
-  if (image.empty()) throw std::runtime_error("failed to read image: " + path);
+  if (image.empty()) throw std::runtime_error(kUnreadableImage + path);
   return image;
 }
 

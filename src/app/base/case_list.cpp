@@ -1,6 +1,8 @@
 #include "app/base/case_list.h"
 
-#include "app/base/files.h"
+#include <stdexcept>
+#include <utility>
+
 #include "app/base/text.h"
 
 namespace kavrel {
@@ -34,21 +36,33 @@ CaseItem case_of_row(const ListCells& row, const ListColumns& columns) {
   return item;
 }
 
-std::vector<CaseItem> read_input_list(const std::string& path) {
-  std::vector<CaseItem> items;
-  ListColumns columns;
-  bool first_line = true;
-  for (const std::string& line : read_trimmed_lines(path, "failed to open input list: ")) {
-    const ListCells cells = split_csv_simple(line);
-    const bool is_header = first_line && is_list_header(cells);
-    first_line = false;
+CaseReader::CaseReader(std::string path) : path_(std::move(path)), file_(path_) {}
+
+bool CaseReader::next(CaseItem& item) {
+  while (std::getline(file_, line_)) {
+    line_ = trim(line_);
+    if (line_.empty()) continue;
+    const ListCells cells = split_csv_simple(line_);
+    const bool is_header = first_line_ && is_list_header(cells);
+    first_line_ = false;
     if (is_header) {
-      columns = list_columns(cells);
+      header_ = line_;
+      columns_ = list_columns(cells);
       continue;
     }
-    const CaseItem item = case_of_row(cells, columns);
-    if (!item.image_path.empty()) items.push_back(item);
+    item = case_of_row(cells, columns_);
+    if (!item.image_path.empty()) return true;
   }
+  if (!file_.is_open() || file_.bad()) {
+    throw std::runtime_error("failed to open input list: " + path_);
+  }
+  return false;
+}
+
+std::vector<CaseItem> read_input_list(const std::string& path) {
+  std::vector<CaseItem> items;
+  CaseReader reader(path);
+  for (CaseItem item; reader.next(item);) items.push_back(item);
   return items;
 }
 

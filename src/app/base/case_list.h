@@ -2,6 +2,7 @@
 #ifndef KAVREL_APP_BASE_CASE_LIST_H
 #define KAVREL_APP_BASE_CASE_LIST_H
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,9 @@ struct CaseItem {
   std::string expected;    // plate text; empty without ground truth
   std::string group_id;    // frames of one vehicle share it
 };
+
+// What a run's error says of a case whose image cannot be read, and behind it the image's path.
+constexpr const char* kUnreadableImage = "failed to read image: ";
 
 // Reads a CSV of image_path, expected and group_id in file order. A header is recognised by
 // "image_path" as the first cell of the first line that is not blank, and then names the columns.
@@ -43,6 +47,26 @@ ListColumns list_columns(const ListCells& header);
 
 // The case of a row; its image_path is empty where the row has none.
 CaseItem case_of_row(const ListCells& row, const ListColumns& columns);
+
+// Goes through a list as read_input_list does, for whoever need not have all of it in memory.
+class CaseReader {
+ public:
+  explicit CaseReader(std::string path);
+
+  // The next case; false at the end of the list. Throws as read_input_list does.
+  bool next(CaseItem& item);
+
+  const std::string& header() const { return header_; }  // "" before the first case, or without one
+  const std::string& line() const { return line_; }      // of the last case, trimmed
+
+ private:
+  std::string path_;
+  std::ifstream file_;
+  std::string header_;
+  std::string line_;
+  ListColumns columns_;
+  bool first_line_ = true;
+};
 
 }  // namespace kavrel
 
