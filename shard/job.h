@@ -8,8 +8,7 @@
 //     shard.sbatch  the batch script for Slurm
 //     common/       links to plan.json, the networks and the dictionaries: what every worker gets
 //     shards/N/     list.csv of the shard; for a worker elsewhere files/, the links to its
-//     pictures,
-//                   and start, the folder in it that their relative paths start from
+//                   pictures, and start, the folder in it that their relative paths start from
 //     attempts/     runs of shards that have not ended
 //     results/N/    a run that ended: shard.json, kavrel.log, output/
 //     spoiled/      results that did not verify
@@ -41,6 +40,7 @@ constexpr const char* kManifest = "run.json";
 constexpr const char* kShardFile = "shard.json";
 constexpr const char* kLogFile = "kavrel.log";
 constexpr const char* kOutput = "output";
+constexpr const char* kRestFile = "rest.csv";  // what was run where pictures cannot be read
 
 // A network or a dictionary of the run, by the name of its option without the dashes.
 struct PlannedFile {

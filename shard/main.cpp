@@ -109,8 +109,10 @@ void add_merge(CLI::App& app, Options& options, int& status) {
                   [&] { status = shard::merge(options.merge, std::cout); });
   merge.add_option("--output-dir", options.merge.output_dir, "where results go; not there yet")
       ->required();
-  merge.add_flag("--without-failed", options.merge.without_failed,
-                 "leave out shards whose run failed; exit status 4 if there are some");
+  merge.add_flag(
+      "--without-failed", options.merge.without_failed,
+      "leave out groups whose pictures cannot be read, and shards that failed otherwise; exit "
+      "status 4 if there are some");
   merge.add_flag("--fail-on-error", options.merge.fail_on_error,
                  "exit status 2 if a group is not \"correct\"");
   add_job(merge, options.merge.job);

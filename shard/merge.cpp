@@ -11,6 +11,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <queue>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
@@ -38,15 +39,17 @@ std::string shard_name(std::size_t number) { return "shard " + std::to_string(nu
 // A result whose files are listed in shard.json on the disk: those of all shards need not fit into
 // memory.
 struct Part {
-  bool left_out = false;
+  bool left_out = false;  // all of it: there is no output
   Result result;
+  std::size_t rows = 0, groups = 0;  // in its output
   RunTotals totals;
 };
 
 struct Job {
   std::string root;
   Plan plan;
-  std::vector<Part> parts;  // of each shard
+  std::vector<Part> parts;                // of each shard
+  std::set<std::string> left_out_groups;  // of all shards
   std::vector<std::string> findings;
 
   std::string output_of(std::size_t number) const {
@@ -87,11 +90,49 @@ void check_same(Job& job) {
   }
 }
 
+// Goes through the cases of the list with the shard of each.
+template <typename Take>
+void for_each_case(const Job& job, Take take) {
+  CaseReader list(job.root + "/" + kListFile);
+  std::ifstream rows(job.root + "/" + kRowsFile);
+  std::size_t number = 0;
+  for (CaseItem item; list.next(item) && rows >> number;) take(item, number);
+}
+
+// Which groups are not in the outputs: those of shards without one, and those of pictures that
+// cannot be read.
+void find_left_out_groups(Job& job) {
+  std::vector<std::size_t> seen(job.parts.size(), 0);
+  for_each_case(job, [&](const CaseItem& item, std::size_t number) {
+    const Part& part = job.parts.at(number - 1);
+    const std::vector<std::size_t>& unreadable = part.result.unreadable_rows;
+    const std::size_t row = seen[number - 1]++;
+    if (part.left_out || std::count(unreadable.begin(), unreadable.end(), row) > 0) {
+      job.left_out_groups.insert(item.group_id);
+    }
+  });
+}
+
+// What the output of each shard must count.
+void count_outputs(Job& job) {
+  for (std::size_t i = 0; i < job.parts.size(); ++i) {
+    job.parts[i].rows = job.plan.shards[i].rows;
+    job.parts[i].groups = job.plan.shards[i].groups;
+  }
+  if (job.left_out_groups.empty()) return;
+  std::set<std::string> counted;
+  for_each_case(job, [&](const CaseItem& item, std::size_t number) {
+    if (job.left_out_groups.count(item.group_id) == 0) return;
+    --job.parts.at(number - 1).rows;
+    if (counted.insert(item.group_id).second) --job.parts[number - 1].groups;
+  });
+}
+
 void read_totals(std::size_t number, Job& job) {
-  const std::string path = job.output_of(number) + "/" + output::kFinalResult;
-  const auto totals = read_final_result(text_of_file(path));
-  if (!totals || totals->frame_total != job.plan.shards[number - 1].rows ||
-      totals->group_total != job.plan.shards[number - 1].groups) {
+  Part& part = job.parts[number - 1];
+  const auto totals =
+      read_final_result(text_of_file(job.output_of(number) + "/" + output::kFinalResult));
+  if (!totals || totals->frame_total != part.rows || totals->group_total != part.groups) {
     job.find(number, "counts other rows or groups than were planned");
     return;
   }
@@ -99,59 +140,44 @@ void read_totals(std::size_t number, Job& job) {
       totals->use_plate_det != job.plan.use_plate_det) {
     job.find(number, "was run in another mode");
   }
-  job.parts[number - 1].totals = *totals;
+  part.totals = *totals;
+}
+
+void read_part(std::size_t number, bool without_failed, Job& job) {
+  const Verdict verdict =
+      verify_result(job.plan, number, result_of(job.root, number), Look::kAtBytes);
+  Part& part = job.parts[number - 1];
+  part.result = verdict.result;
+  part.result.files.clear();
+  const bool is_failed = verdict.state == State::kFailed;
+  part.left_out = verdict.state != State::kDone && part.result.unreadable_rows.empty();
+  if (is_failed && !without_failed) {
+    job.find(number, "failed: " + verdict.reason);
+  } else if (verdict.state == State::kSpoiled) {
+    job.find(number, "is spoiled: " + verdict.reason);
+  } else if (verdict.state == State::kMissing) {
+    job.find(number, "is not done");
+  }
 }
 
 Job read_job(const MergeRequest& request) {
-  Job job{request.job, read_plan(request.job), {}, {}};
+  Job job;
+  job.root = request.job;
+  job.plan = read_plan(request.job);
   check_kept(job.root + "/" + kListFile, job.plan.list_sha256, job);
   check_kept(job.root + "/" + kRowsFile, job.plan.rows_sha256, job);
   job.parts.resize(job.plan.shards.size());
   for (std::size_t number = 1; number <= job.parts.size(); ++number) {
-    const Verdict verdict =
-        verify_result(job.plan, number, result_of(job.root, number), Look::kAtBytes);
-    Part& part = job.parts[number - 1];
-    part.result = verdict.result;
-    part.result.files.clear();
-    if (verdict.state == State::kDone) {
-      read_totals(number, job);
-    } else if (verdict.state == State::kFailed && request.without_failed) {
-      part.left_out = true;
-    } else if (verdict.state == State::kFailed) {
-      job.find(number, "failed: " + verdict.reason);
-    } else if (verdict.state == State::kSpoiled) {
-      job.find(number, "is spoiled: " + verdict.reason);
-    } else {
-      job.find(number, "is not done");
-    }
+    read_part(number, request.without_failed, job);
   }
   check_same(job);
-  return job;
-}
-
-// Goes through the cases of the list with the shard of each.
-template <typename Take>
-void for_each_case(const Job& job, Take take) {
-  std::ifstream list(job.root + "/" + kListFile);
-  std::ifstream rows(job.root + "/" + kRowsFile);
-  ListColumns columns;
-  bool first_line = true;
-  for (std::string line; std::getline(list, line);) {
-    line = trim(line);
-    if (line.empty()) continue;
-    const ListCells cells = split_csv_simple(line);
-    const bool is_header = first_line && is_list_header(cells);
-    first_line = false;
-    if (is_header) {
-      columns = list_columns(cells);
-      continue;
-    }
-    const CaseItem item = case_of_row(cells, columns);
-    if (item.image_path.empty()) continue;
-    std::size_t number = 0;
-    rows >> number;
-    take(item, number);
+  if (!job.findings.empty()) return job;
+  find_left_out_groups(job);
+  count_outputs(job);
+  for (std::size_t number = 1; number <= job.parts.size(); ++number) {
+    if (!job.parts[number - 1].left_out) read_totals(number, job);
   }
+  return job;
 }
 
 // The picture at which a shard failed that comes first in the list.
@@ -159,7 +185,7 @@ std::string first_failing_picture(const Job& job) {
   std::vector<std::size_t> seen(job.parts.size(), 0);
   std::string first;
   for_each_case(job, [&](const CaseItem& item, std::size_t number) {
-    const Result& result = job.parts[number - 1].result;
+    const Result& result = job.parts.at(number - 1).result;
     const std::size_t row = seen[number - 1]++;
     const bool fails = result.exit_status != 0 && result.failed_row == row;
     if (fails && first.empty()) first = item.image_path + ": " + result.error;
@@ -202,7 +228,7 @@ void merge_frames(const Job& job, const std::string& dir) {
   Table table(dir + "/" + output::kFrameSummary, output::kFrameColumns);
   std::string record;
   for_each_case(job, [&](const CaseItem& item, std::size_t number) {
-    if (job.parts.at(number - 1).left_out) return;
+    if (job.left_out_groups.count(item.group_id) > 0) return;
     const std::string begin = csv_escape(item.group_id) + "," + csv_escape(item.image_path) + "," +
                               csv_escape(item.expected) + ",";
     if (!tables[number - 1].next(record) || record.compare(0, begin.size(), begin) != 0) {
@@ -318,27 +344,39 @@ void write_manifest(const Job& job, const std::string& output_dir) {
                               {"ended", result.ended},
                               {"version", result.version},
                               {"kavrel_sha256", result.kavrel_sha256},
-                              {"runtime_sha256", result.runtime_sha256},
-                              {"left_out", job.parts[i].left_out}});
+                              {"runtime_sha256", result.runtime_sha256}});
+  }
+  json["left_out_groups"] = Json::array();
+  for (const std::string& group : job.left_out_groups) {
+    json["left_out_groups"].push_back(to_json_text(group));
   }
   write_whole(job.root + "/" + kManifest, json.dump(1) + "\n");
 }
 
 // Loudly: who reads the figures must know.
 void tell_left_out(const Job& job) {
-  std::size_t shards = 0;
-  std::size_t rows = 0;
-  std::size_t groups = 0;
+  std::size_t rows = 0, all_rows = 0, all_groups = 0;
   for (std::size_t i = 0; i < job.parts.size(); ++i) {
-    if (!job.parts[i].left_out) continue;
-    ++shards;
-    rows += job.plan.shards[i].rows;
-    groups += job.plan.shards[i].groups;
-    log_line("[WARN] " + shard_name(i + 1) + " is left out: " + job.parts[i].result.error);
+    const Part& part = job.parts[i];
+    all_rows += job.plan.shards[i].rows;
+    all_groups += job.plan.shards[i].groups;
+    rows += job.plan.shards[i].rows - part.rows;
+    if (part.left_out) {
+      log_line("[WARN] all of " + shard_name(i + 1) + " is left out: " + part.result.error);
+    }
   }
-  log_line("[WARN] THE RESULT IS NOT THAT OF THE WHOLE LIST: " + std::to_string(shards) + " of " +
-           std::to_string(job.parts.size()) + " shards are left out, with " + std::to_string(rows) +
-           " rows and " + std::to_string(groups) + " groups");
+  std::vector<std::size_t> seen(job.parts.size(), 0);
+  for_each_case(job, [&](const CaseItem& item, std::size_t number) {
+    const std::vector<std::size_t>& unreadable = job.parts[number - 1].result.unreadable_rows;
+    const std::size_t row = seen[number - 1]++;
+    if (std::count(unreadable.begin(), unreadable.end(), row) == 0) return;
+    log_line("[WARN] group " + item.group_id + " is left out: " + kUnreadableImage +
+             item.image_path);
+  });
+  log_line("[WARN] THE RESULT IS NOT THAT OF THE WHOLE LIST: " +
+           std::to_string(job.left_out_groups.size()) + " of " + std::to_string(all_groups) +
+           " groups are left out, with " + std::to_string(rows) + " of " +
+           std::to_string(all_rows) + " rows");
 }
 
 // The directory's path without slashes at its end.
@@ -377,9 +415,7 @@ int merge(const MergeRequest& request, std::ostream& out) {
     throw;
   }
   out << final_result_block(totals, request.output_dir) << std::flush;
-  const bool left_out = std::any_of(job.parts.begin(), job.parts.end(),
-                                    [](const Part& part) { return part.left_out; });
-  if (!left_out) return exit_status_of(totals, request.fail_on_error);
+  if (job.left_out_groups.empty()) return exit_status_of(totals, request.fail_on_error);
   tell_left_out(job);
   return kExitLeftOut;
 }

@@ -20,8 +20,9 @@ struct MergeRequest {
 // different things, every finding is logged and 1 returned. Rows and totals are taken as they
 // stand; files are linked. What was run with what is told in run.json in the job.
 //
-// With `without_failed`, shards whose run failed are left out: the result is that of the list
-// without their rows, and 4 is returned.
+// With `without_failed`, groups with a picture that cannot be read are left out, and so are all of
+// a shard that failed for another reason: the result is that of the list without their rows, and 4
+// is returned.
 int merge(const MergeRequest& request, std::ostream& out);
 
 }  // namespace kavrel::shard

@@ -32,6 +32,7 @@ Json json_of(const Result& result) {
   json["exit_status"] = result.exit_status;
   json["error"] = to_json_text(result.error);
   if (result.failed_row) json["failed_row"] = *result.failed_row;
+  json["unreadable_rows"] = result.unreadable_rows;
   json["files"] = Json::array();
   for (const ResultFile& file : result.files) {
     json["files"].push_back({to_json_text(file.name), file.size, file.sha256});
@@ -55,6 +56,7 @@ Result result_of(const Json& json) {
   result.exit_status = json.at("exit_status");
   result.error = from_json_text(json.at("error"));
   if (json.contains("failed_row")) result.failed_row = json.at("failed_row").get<std::size_t>();
+  result.unreadable_rows = json.at("unreadable_rows").get<std::vector<std::size_t>>();
   for (const Json& file : json.at("files")) {
     result.files.push_back({from_json_text(file.at(0)), file.at(1), file.at(2)});
   }

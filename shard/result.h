@@ -33,6 +33,9 @@ struct Result {
   int exit_status = 0;                    // of kavrel; 1 as well where its output is not whole
   std::string error;                      // its last line, without exit status 0
   std::optional<std::size_t> failed_row;  // of the shard's cases from 0, the one it ended at
+  // Those whose pictures cannot be read. Where there are some, output/ is a run over the list
+  // without their groups.
+  std::vector<std::size_t> unreadable_rows;
   std::vector<ResultFile> files;
 };
 

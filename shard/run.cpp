@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <stdexcept>
 
 #include "app/base/case_list.h"
@@ -118,28 +119,37 @@ std::string start_directory(const RunRequest& request, const Plan& plan) {
   return pictures + "/" + text_of_file(start_of(request.job, request.shard));
 }
 
-std::vector<std::string> command_of(const RunRequest& request, const Plan& plan,
-                                    const std::string& attempt) {
+// One run of kavrel over a list of the attempt.
+struct Run {
+  const RunRequest& request;
+  const Plan& plan;
+  std::string attempt;
+  std::string list;
+
+  std::string output() const { return attempt + "/" + kOutput; }
+  std::string log() const { return attempt + "/" + kLogFile; }
+};
+
+std::vector<std::string> command_of(const Run& run) {
   std::vector<std::string> words = {kavrel_program()};
-  words.insert(words.end(), plan.options.begin(), plan.options.end());
-  for (const PlannedFile& file : plan.files) {
+  words.insert(words.end(), run.plan.options.begin(), run.plan.options.end());
+  for (const PlannedFile& file : run.plan.files) {
     words.push_back("--" + file.name);
-    words.push_back(fs::absolute(request.job + "/" + kCommon + "/" + file.name));
+    words.push_back(fs::absolute(run.request.job + "/" + kCommon + "/" + file.name));
   }
-  words.insert(words.end(), {"--input-list", fs::absolute(list_of(request.job, request.shard)),
-                             "--output-dir", attempt + "/" + kOutput});
+  words.insert(words.end(), {"--input-list", fs::absolute(run.list), "--output-dir", run.output()});
   return words;
 }
 
-// Runs the command with both of its streams in the log. Returns its exit status, or 128 and the
-// signal that ended it.
+// Runs the command with both of its streams behind what is in the log. Returns its exit status, or
+// 128 and the signal that ended it.
 int run_command(const std::vector<std::string>& words, const std::string& directory,
                 const std::string& log) {
   std::vector<std::string> copies = words;
   std::vector<char*> argv;
   for (std::string& word : copies) argv.push_back(word.data());
   argv.push_back(nullptr);
-  const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
   if (file < 0) throw std::runtime_error("failed to write: " + log);
   const pid_t parent = getpid();
   const pid_t child = fork();
@@ -203,30 +213,110 @@ void drop_pictures(const std::string& output, const std::string& keep) {
   }
 }
 
-// Runs kavrel and tells in `result` how that ended.
-void run_kavrel(const RunRequest& request, const Plan& plan, const std::string& attempt,
-                Result& result) {
-  const std::vector<CaseItem> cases = read_input_list(list_of(request.job, request.shard));
-  const std::string output = attempt + "/" + kOutput;
-  const std::string log = attempt + "/" + kLogFile;
-  result.exit_status =
-      run_command(command_of(request, plan, attempt), start_directory(request, plan), log);
-  if (result.exit_status == 0) {
-    const RunCheck check = check_whole_run(output, &cases);
-    if (check.faults.empty()) {
-      drop_pictures(output, plan.keep_pictures);
-      return;
-    }
-    result.exit_status = 1;
-    result.error = "the output is not whole, is the disk full? " + check.faults.front();
-  } else {
-    result.error = last_line_of(log);
-    if (result.error.empty()) {
-      result.error = "kavrel ended with " + std::to_string(result.exit_status);
-    }
-    if (result.exit_status == 1) result.failed_row = failed_row(output, cases.size());
+// How one run of kavrel ended.
+struct Ended {
+  int exit_status = 0;  // 1 as well where its output is not whole
+  std::string error;
+  std::optional<std::size_t> failed_row;  // of the cases of its list, from 0
+};
+
+Ended run_kavrel(const Run& run, const std::vector<CaseItem>& cases) {
+  fs::remove_all(run.output());
+  Ended ended;
+  ended.exit_status =
+      run_command(command_of(run), start_directory(run.request, run.plan), run.log());
+  if (ended.exit_status == 0) {
+    const RunCheck check = check_whole_run(run.output(), &cases);
+    if (check.faults.empty()) return ended;
+    ended.exit_status = 1;
+    ended.error = "the output is not whole, is the disk full? " + check.faults.front();
+    return ended;
   }
-  fs::remove_all(output);
+  ended.error = last_line_of(run.log());
+  if (ended.error.empty()) ended.error = "kavrel ended with " + std::to_string(ended.exit_status);
+  if (ended.exit_status == 1) ended.failed_row = failed_row(run.output(), cases.size());
+  return ended;
+}
+
+// A shard's cases, and the lines that they stand in.
+struct ShardList {
+  std::vector<CaseItem> cases;
+  std::vector<std::string> lines;
+  std::string header;
+};
+
+ShardList read_shard_list(const std::string& path) {
+  ShardList list;
+  CaseReader reader(path);
+  for (CaseItem item; reader.next(item);) {
+    list.cases.push_back(item);
+    list.lines.push_back(reader.line());
+  }
+  list.header = reader.header();
+  return list;
+}
+
+bool is_unreadable(const Ended& ended, const std::vector<CaseItem>& cases) {
+  return ended.failed_row &&
+         ended.error == trim("[ERROR] " + (kUnreadableImage + cases[*ended.failed_row].image_path));
+}
+
+// Runs kavrel over the rows from `first` on, without these groups. `rows` are those of them that
+// were given to it.
+Ended run_without(const std::set<std::string>& groups, std::size_t first, const ShardList& list,
+                  const Run& run, std::vector<std::size_t>& rows) {
+  rows.clear();
+  std::vector<CaseItem> cases;
+  std::string text = list.header + "\n";
+  for (std::size_t row = first; row < list.cases.size(); ++row) {
+    if (groups.count(list.cases[row].group_id) > 0) continue;
+    rows.push_back(row);
+    cases.push_back(list.cases[row]);
+    text += list.lines[row] + "\n";
+  }
+  write_whole(run.list, text);
+  Ended ended = run_kavrel(run, cases);
+  if (!is_unreadable(ended, cases)) ended.failed_row.reset();
+  return ended;
+}
+
+// After a run that ended at a picture that cannot be read: finds the other ones behind it, and
+// then runs all groups that have none. Each row is read twice at most, however many there are.
+// Returns whether output/ holds them.
+bool run_rest(const ShardList& list, std::size_t failed, const Run& run, Result& result) {
+  std::set<std::string> groups;
+  std::vector<std::size_t> rows;
+  for (;;) {
+    result.unreadable_rows.push_back(failed);
+    groups.insert(list.cases[failed].group_id);
+    Ended ended = run_without(groups, failed + 1, list, run, rows);
+    if (ended.exit_status == 0) ended = run_without(groups, 0, list, run, rows);
+    if (ended.exit_status == 0) return true;
+    if (!ended.failed_row) return false;
+    failed = rows[*ended.failed_row];
+  }
+}
+
+// Runs the shard and tells in `result` how that ended.
+void run_list(const RunRequest& request, const Plan& plan, const std::string& attempt,
+              Result& result) {
+  const ShardList list = read_shard_list(list_of(request.job, request.shard));
+  Run run{request, plan, attempt, list_of(request.job, request.shard)};
+  const Ended ended = run_kavrel(run, list.cases);
+  result.exit_status = ended.exit_status;
+  result.error = ended.error;
+  result.failed_row = ended.failed_row;
+  bool is_whole = ended.exit_status == 0;
+  if (is_unreadable(ended, list.cases)) {
+    run.list = attempt + "/" + kRestFile;
+    is_whole = run_rest(list, *ended.failed_row, run, result);
+  }
+  if (is_whole) {
+    drop_pictures(run.output(), plan.keep_pictures);
+  } else {
+    result.unreadable_rows.clear();
+    fs::remove_all(run.output());
+  }
 }
 
 void check_list(const RunRequest& request, const Plan& plan) {
@@ -307,7 +397,7 @@ int run_shard(const RunRequest& request) {
   }
   Result result = new_result(request, plan);
   const Attempt attempt(request.job, request.shard);
-  run_kavrel(request, plan, attempt.dir(), result);
+  run_list(request, plan, attempt.dir(), result);
   result.ended = utc_now();
   list_files(attempt.dir(), result);
   write_result(result, attempt.dir());

@@ -16,8 +16,10 @@ struct RunRequest {
 
 // Runs kavrel, the program beside this one, in a folder of this attempt alone, checks that its
 // output is whole, and gives the folder the shard's name in results/. A result that is there
-// already and verifies is kept. Returns 0 for a result without an error, else 1, with the error
-// logged. Throws std::runtime_error where nothing was run: another list, another network.
+// already and verifies is kept. Where a picture cannot be read, kavrel is run again without its
+// group, and so on, until the result is that of all groups that can be read. Returns 0 for a result
+// without an error, else 1, with the error logged. Throws std::runtime_error where nothing was run:
+// another list, another network.
 int run_shard(const RunRequest& request);
 
 }  // namespace kavrel::shard

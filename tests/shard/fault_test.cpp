@@ -60,6 +60,17 @@ TEST_F(Fault, AResultThatIsSpoiledIsMovedAsideAndRunAgain) {
   expect_same(merge(), one_);
 }
 
+TEST_F(Fault, AResultOfAnotherJobIsNotMerged) {
+  run_shards(todo());
+  const auto files_before = contents("job/results/1");
+  remove(kJob);
+  EXPECT_EQ(plan(2, {"--", "--plate-det-thresh", "0.5"}).status, 0);
+  run_shards(todo());
+  remove("job/results/1");
+  for (const auto& [name, bytes] : files_before) write("job/results/1/" + name, bytes);
+  expect_no_merge("shard 1 is spoiled: it is of shard 1 of plan ");
+}
+
 TEST_F(Fault, AFlippedByteIsFoundWhereSizesAreTheSame) {
   run_shards(todo());
   std::string table = read("job/results/2/output/frame_summary.csv");
@@ -173,9 +184,64 @@ TEST_F(BrokenPicture, LeavesAResultOfTheOtherGroupsWhereThatIsAskedFor) {
   const Left others = one_run("others.csv");
   const Outcome outcome = merge({"--without-failed"});
   EXPECT_EQ(outcome.status, 4);
-  EXPECT_THAT(outcome.err, HasSubstr("THE RESULT IS NOT THAT OF THE WHOLE LIST: 1 of 4 shards are "
-                                     "left out, with 1 rows and 1 groups\n"));
+  EXPECT_THAT(outcome.err,
+              HasSubstr("[WARN] group b is left out: failed to read image: b.png\n"
+                        "[WARN] THE RESULT IS NOT THAT OF THE WHOLE LIST: 1 of 4 groups are left "
+                        "out, with 1 of 4 rows\n"));
   expect_same(outcome, others);
+}
+
+TEST_F(BrokenPicture, IsRunAgainWhereItIsMended) {
+  write("b.png", read("a.png"));
+  const Left one = one_run();
+  run_shards(todo());
+  expect_same(merge({"--without-failed"}), one);
+}
+
+class BrokenPictures : public ShardTest {
+ protected:
+  // The rows of a, c and e are in one shard with those of the broken ones.
+  BrokenPictures() {
+    list(
+        "a1.png,x,a\nbroken1.png,,b\nb2.png,,b\nc/x.png,x,c\nd/x.png,,d\nbroken2.png,,d\n"
+        "e.png,,e\nbroken3.png,,e\na2.png,x,a\nf.png,x,f\n",
+        {"a1.png", "a2.png", "b2.png", "c/x.png", "d/x.png", "e.png", "f.png"});
+    write("others.csv", "a1.png,x,a\nc/x.png,x,c\na2.png,x,a\nf.png,x,f\n");
+    others_ = one_run("others.csv");
+  }
+  Left others_;
+};
+
+TEST_F(BrokenPictures, LeaveAResultOfTheOtherGroupsOfTheirShard) {
+  for (const int shards : {1, 2, 3}) {
+    SCOPED_TRACE(shards);
+    ASSERT_EQ(plan(shards).status, 0);
+    for (const std::string& number : todo()) shard({"run", kJob, number});
+    const Outcome outcome = merge({"--without-failed"});
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_THAT(outcome.err, HasSubstr("[WARN] the first failing picture in the list is "
+                                       "broken1.png: [ERROR] failed to read image: broken1.png\n"));
+    EXPECT_THAT(outcome.err, HasSubstr("[WARN] group b is left out: failed to read image: "
+                                       "broken1.png\n[WARN] group d is left out: failed to read "
+                                       "image: broken2.png\n[WARN] group e is left out: failed to "
+                                       "read image: broken3.png\n"));
+    EXPECT_THAT(outcome.err, HasSubstr("3 of 6 groups are left out, with 6 of 10 rows\n"));
+    EXPECT_THAT(read("job/run.json"), HasSubstr("\"left_out_groups\": [\n  \"b\",\n  \"d\",\n"));
+    expect_same(outcome, others_);
+    remove(kJob);
+  }
+}
+
+TEST_F(BrokenPictures, AreNoReasonToLeaveOutAShardThatFailsOtherwise) {
+  ASSERT_EQ(plan(1).status, 0);
+  write(kReaderModel, reader_script("fail run * -1"));
+  remove(kJob);
+  ASSERT_EQ(plan(1).status, 0);
+  shard({"run", kJob, "1"});
+  const Outcome outcome = merge({"--without-failed"});
+  EXPECT_EQ(outcome.status, 4);
+  EXPECT_THAT(outcome.err, HasSubstr("[WARN] all of shard 1 is left out: [ERROR] "));
+  EXPECT_THAT(outcome.err, HasSubstr("6 of 6 groups are left out, with 10 of 10 rows\n"));
 }
 
 class Verify : public ShardTest {
