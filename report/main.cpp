@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <opencv2/core/utils/logger.hpp>
 #include <sstream>
 #include <stdexcept>
@@ -14,6 +15,7 @@
 #include "report/assessment/slices.h"
 #include "report/base/resources.h"
 #include "report/base/unicode.h"
+#include "report/base/wording.h"
 #include "report/html/html_compare.h"
 #include "report/html/html_gallery.h"
 #include "report/html/html_report.h"
@@ -21,6 +23,7 @@
 #include "report/list/list_check.h"
 #include "report/list/list_mend.h"
 #include "report/list/list_sheet.h"
+#include "report/list/new_list.h"
 #include "report/output_file.h"
 #include "report/run/run.h"
 #include "report/run/truth.h"
@@ -54,6 +57,10 @@ struct Options {
   bool fix = false;
   bool separate_files = false;
   std::vector<std::string> runs;
+  // Of a new list.
+  std::vector<std::string> folders;
+  report::Grouping grouping;
+  std::string expected_from;
   // Of the gate, as they were typed.
   std::string base_dir;
   std::string min_groups;
@@ -203,6 +210,41 @@ int check(const Options& options) {
   return check_list(options.file, words);
 }
 
+constexpr std::size_t kNamesShown = 20;
+
+void log_remark(const report::ListRemark& remark) {
+  kavrel::log_line("[WARN] " + report::count_of(remark.names.size(), "name") + ": " + remark.text);
+  const std::size_t shown = std::min(remark.names.size(), kNamesShown);
+  for (std::size_t i = 0; i < shown; ++i) {
+    kavrel::log_line("[WARN]   " + report::printable(remark.names[i]));
+  }
+  if (remark.names.size() > shown) {
+    kavrel::log_line("[WARN]   and " + std::to_string(remark.names.size() - shown) + " more");
+  }
+}
+
+// Labels are a person's work: no list is overwritten.
+int write_list(const Options& options) {
+  std::error_code error;
+  if (options.file != "-" && std::filesystem::exists(options.file, error)) {
+    throw std::runtime_error("there is a list already: " + options.file);
+  }
+  const bool wants_pattern = options.grouping.by == report::GroupBy::kName;
+  if (wants_pattern == options.grouping.pattern.empty()) {
+    throw std::runtime_error("--group-by name and --pattern need each other");
+  }
+  report::NewList list = report::list_pictures_below(options.folders);
+  if (list.cases.empty()) throw std::runtime_error("there is no picture below the folders");
+  report::group_cases(options.grouping, list);
+  if (!options.expected_from.empty()) report::label_by_name(region_words(options), list);
+  report::remark_on_cases(list);
+  for (const report::ListRemark& remark : list.remarks) log_remark(remark);
+  report::write_file(options.file, [&](std::ostream& out) { out << report::list_text(list); });
+  kavrel::log_line(report::count_of(list.cases.size(), "picture") + " of " +
+                   report::count_of(report::count_groups(list), "group"));
+  return 0;
+}
+
 report::GateRules rules_of(const Options& options) {
   report::GateRules rules;
   if (!options.min_groups.empty()) rules.min_groups = report::parse_share(options.min_groups);
@@ -325,6 +367,31 @@ void add_check(CLI::App& app, Options& options, int& status) {
   fix.needs(&output);
   output.needs(&fix);
   add_words(check_command, options);
+}
+
+void add_list_command(CLI::App& app, Options& options, int& status) {
+  CLI::App& list = add_command(app, "list", "A case list of every picture below folders",
+                               "pictures -o list.csv --group-by name --pattern '(.*)_f[0-9]+'",
+                               [&] { status = write_list(options); });
+  list.add_option("DIR", options.folders, "folders of pictures")->required();
+  list.add_option("-o,--output", options.file, "the new list; - is standard output")->required();
+  const std::map<std::string, report::GroupBy> ways = {{"directory", report::GroupBy::kDirectory},
+                                                       {"name", report::GroupBy::kName},
+                                                       {"time", report::GroupBy::kTime}};
+  list.add_option("--group-by", options.grouping.by,
+                  "pictures of one vehicle: those of a folder, of a name (--pattern), or taken "
+                  "within --seconds in a folder [each is one of its own]")
+      ->transform(CLI::Transformer(ways).description("directory|name|time"))
+      ->type_name("");
+  list.add_option("--pattern", options.grouping.pattern,
+                  "expression for file names without extension; its parentheses hold the group");
+  list.add_option("--seconds", options.grouping.seconds,
+                  "from a group's first picture to its last, by their EXIF time")
+      ->capture_default_str()
+      ->check(CLI::NonNegativeNumber);
+  list.add_option("--expected-from", options.expected_from, "take labels that stand in file names")
+      ->check(CLI::IsMember({"name"}));
+  add_words(list, options);
 }
 
 void add_html(CLI::App& app, Options& options, int& status) {
@@ -457,8 +524,8 @@ int run(int argc, char** argv) {
   // None is let through here, so that a mistyped one is named by the error.
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", std::string(report::resources::kVersion));
-  for (const auto& add : {add_check, add_html, add_gallery, add_misread, add_compare, add_gate,
-                          add_trend, add_junit, add_json, add_explain}) {
+  for (const auto& add : {add_list_command, add_check, add_html, add_gallery, add_misread,
+                          add_compare, add_gate, add_trend, add_junit, add_json, add_explain}) {
     add(app, options, status);
   }
   refuse_unknown_command(app, argc, argv);

@@ -104,6 +104,66 @@ PlateFields fields_out_of_reach(const PlateFields& plate, const std::vector<std:
   return fields;
 }
 
+constexpr std::u32string_view kSeparators = U" _-.";
+
+// What stands at the beginning of a text, and is cut off it.
+class Cutter {
+ public:
+  explicit Cutter(std::u32string_view text) : text_(text) {}
+
+  void skip_separators() {
+    const std::size_t end = text_.find_first_not_of(kSeparators);
+    text_.remove_prefix(std::min(end, text_.size()));
+  }
+
+  std::string take(std::size_t count) {
+    const std::u32string_view head = text_.substr(0, count);
+    text_.remove_prefix(head.size());
+    return utf8(std::u32string(head));
+  }
+
+  std::string take_digits(std::size_t most) {
+    std::size_t count = 0;
+    while (count < std::min(most, text_.size()) && is_digit(text_[count])) ++count;
+    return take(count);
+  }
+
+  bool begins_with_digit() const { return !text_.empty() && is_digit(text_.front()); }
+
+ private:
+  static bool is_digit(char32_t character) { return character >= U'0' && character <= U'9'; }
+
+  std::u32string_view text_;
+};
+
+std::string take_serial(Cutter& cutter) {
+  const std::string first = cutter.take_digits(4);
+  if (first.size() != 2) return first;
+  if (cutter.take(1) != "-") return "";
+  const std::string second = cutter.take_digits(3);
+  return second.size() == 2 ? first + "-" + second : "";
+}
+
+std::optional<PlateFields> plate_behind(const std::string& region, std::u32string_view text,
+                                        const std::vector<std::string>& words) {
+  Cutter cutter(text);
+  PlateFields plate;
+  plate.region = region;
+  cutter.skip_separators();
+  plate.class_no = cutter.take_digits(4);
+  cutter.skip_separators();
+  plate.kana = hiragana(cutter.take(1));
+  cutter.skip_separators();
+  plate.serial = known_serial(take_serial(cutter));
+  const PlateFields wrong = fields_out_of_reach(plate, words);
+  plate.final_plate_number = assemble_plate_number(plate);
+  const bool is_plate = !plate.serial.empty() && !cutter.begins_with_digit() &&
+                        std::all_of(kFields.begin(), kFields.end(), [&](const Field& field) {
+                          return !(plate.*field.value).empty() && (wrong.*field.value).empty();
+                        });
+  return is_plate ? std::optional(plate) : std::nullopt;
+}
+
 }  // namespace
 
 bool Label::is_out_of_reach() const {
@@ -124,6 +184,22 @@ Label read_label(const std::string& expected, const std::vector<std::string>& re
       normalize_plate_text(expected) == normalize_plate_text(plate->final_plate_number);
   label.plate = std::move(plate);
   return label;
+}
+
+std::optional<PlateFields> find_label(const std::string& text,
+                                      const std::vector<std::string>& region_words) {
+  const std::u32string characters = code_points(plain_text(text));
+  const std::string bytes = utf8(characters);
+  for (const std::string& word : region_words) {
+    if (!contains(bytes, word)) continue;
+    const std::u32string name = code_points(word);
+    for (std::size_t at = characters.find(name); at != std::u32string::npos;
+         at = characters.find(name, at + 1)) {
+      const auto rest = std::u32string_view(characters).substr(at + name.size());
+      if (auto plate = plate_behind(word, rest, region_words)) return plate;
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace kavrel::report

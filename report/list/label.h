@@ -25,6 +25,12 @@ struct Label {
 // hyphen and katakana are taken for what they stand for.
 Label read_label(const std::string& expected, const std::vector<std::string>& region_words);
 
+// The plate that stands somewhere in a text, such as a file name: a region word, and behind it
+// class number, kana and serial, with blanks, "_", "-" and "." between them or nothing. Nothing if
+// there is none that a reading could give.
+std::optional<PlateFields> find_label(const std::string& text,
+                                      const std::vector<std::string>& region_words);
+
 }  // namespace kavrel::report
 
 #endif
