@@ -3,11 +3,13 @@
 # nine slots. Whatever is done to hosts, links, disks and files, what is merged has the bytes of one
 # run, or nothing is merged.
 #   tests/farm/hosts.sh [quick | FUNCTION...]     quick: one host and one fault; or some of those below
+#   tests/farm/hosts.sh measure_slots             how much of their time 1, 3, 6 and 9 slots work
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 PATH="$PATH:/usr/sbin" tools/need.sh parallel:parallel rsync:rsync sshd:openssh-server
 source tests/farm/farm.sh
 hosts=(1 2 3)
+port="${FARM_PORT:-22200}" # that of host N is N higher
 [[ "${1:-}" != quick ]] || hosts=(1)
 trap stop_farm EXIT
 
@@ -30,7 +32,7 @@ start_host() {
   local home="$farm/host$1"
   mkdir -p "$home"
   cat >"$home/sshd_config" <<END
-Port $((22200 + $1))
+Port $((port + $1))
 ListenAddress 127.0.0.1
 HostKey $farm/key
 AuthorizedKeysFile $farm/key.pub
@@ -67,7 +69,7 @@ write_ssh_files() {
     printf '%s\n' 'StrictHostKeyChecking no' 'UserKnownHostsFile /dev/null' 'LogLevel ERROR' \
       "IdentityFile $farm/key" 'ControlMaster auto' "ControlPath $farm/control-%p" 'ControlPersist 60'
     for host in "${hosts[@]}"; do
-      printf 'Host farm%s\n  HostName 127.0.0.1\n  Port 2220%s\n' "$host" "$host"
+      printf 'Host farm%s\n  HostName 127.0.0.1\n  Port %s\n' "$host" $((port + host))
       echo "3/farm$host" >>"$farm/hosts"
     done
   } >"$farm/ssh_config"
@@ -290,6 +292,43 @@ two_merges() {
   ((first + second == 1)) || give_up "two merges ended with $first and $second"
   cat merged2.txt >>merged.txt
   check_output
+}
+
+# A case for which the networks take 3 s and kavrel's own work next to nothing: what is measured is
+# the farm and not this machine's cores. A shard has so many cases.
+write_slow_inputs() {
+  local cases="$1" shards="$2" row
+  printf 'name corner\ninput image 1,128,256,3\noutput corners 1,8\nsleep * 3000\n%s\n' \
+    'answer * 0 floats 0 0 1 0 1 1 0 1' >models/corner
+  printf 'name reader\ninput image 1,48,320,3\noutput steps 1,16,8\n%s\n' \
+    'answer * 0 steps 8 1 2 6 7 0 7 3 4 5 4 5' >models/reader
+  mkdir -p pictures
+  echo image_path,expected,group_id >slow.csv
+  for ((row = 0; row < cases * shards; ++row)); do
+    ln -f samples/rendered/car01_f01.jpg "pictures/$row.jpg"
+    echo "pictures/$row.jpg,,$row" >>slow.csv
+  done
+}
+
+# Two shards for each slot. The work of a shard is the time that its networks take.
+measure_slots() {
+  local seconds="${SHARD_SECONDS:-60}" slots shards
+  TIMEFORMAT='%R %U %S'
+  for slots in 1 3 6 9; do
+    shards=$((2 * slots))
+    write_slow_inputs "$((seconds / 3))" "$shards"
+    rm -rf job out
+    kavrel-shard plan --input-list slow.csv --shards "$shards" job -- "${options[@]}" >/dev/null
+    sed -i '/^--bar$/d' job/parallel
+    printf '%s/farm%s\n' "$((slots < 3 ? slots : 3))" 1 3 2 3 3 | head -$(((slots + 2) / 3)) >slots.txt
+    kavrel-shard todo job >numbers
+    { time parallel --profile ./job/parallel --sshloginfile slots.txt <numbers; } 2>times.txt
+    [[ -z "$(kavrel-shard todo job)" ]] || give_up "shards are left to do"
+    tail -1 times.txt | awk -v slots="$slots" -v shards="$shards" -v seconds="$seconds" '{
+      printf "%d slots, %d shards of %d s: %.1f s, efficiency %.3f, CPU of the controller %.2f s per shard",
+        slots, shards, seconds, $1, 2 * seconds / $1, ($2 + $3) / shards }'
+    echo ", load $(cut -d ' ' -f 1 /proc/loadavg)"
+  done
 }
 
 write_ssh_files
