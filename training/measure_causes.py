@@ -29,7 +29,9 @@ import common
 
 ROOT = common.ROOT
 DETECTOR, CORNERS, RECOGNISER = "plate_det.onnx", "plate_corner.onnx", "plate_rec.onnx"
-BOX_SHIFTS, CORNER_SHIFTS = (0.3, 0.6), (0.1, 0.2)  # of the width of the box, of the plate
+# To the right and down, in widths and heights of the box, and of the plate.
+BOX_SHIFTS = ((0.3, 0), (0.6, 0), (-0.3, 0), (0, 0.3), (0, -0.3))
+CORNER_SHIFTS = ((0.1, 0), (0.2, 0), (-0.1, 0), (0, 0.2), (0, -0.2))
 
 
 # Networks with another last step
@@ -49,22 +51,25 @@ def spoiled(source, target, step, constant):
     return target
 
 
-def shifted_boxes(source, target, share):
-    """Every box goes to the right by a share of its width; rows are class, score, x1, y1, x2, y2."""
-    matrix = np.eye(6, dtype=np.float32)
-    for x in (2, 4):
-        matrix[2, x] -= share
-        matrix[4, x] += share
-    return spoiled(source, target, "MatMul", matrix)
+def shifting(size, points, shift, begin, end):
+    """The matrix that moves points by shares of the way from point `begin` to point `end`; these are
+    places of an x in a row of `size`, behind which its y stands."""
+    matrix = np.eye(size, dtype=np.float32)
+    for axis, share in enumerate(shift):
+        for point in points:
+            matrix[begin[axis] + axis, point + axis] -= share
+            matrix[end[axis] + axis, point + axis] += share
+    return matrix
 
 
-def shifted_corners(source, target, share):
-    """All four corners go to the right by a share of the plate's width, its upper side."""
-    matrix = np.eye(8, dtype=np.float32)
-    for x in (0, 2, 4, 6):
-        matrix[0, x] -= share
-        matrix[2, x] += share
-    return spoiled(source, target, "MatMul", matrix)
+def shifted_boxes(source, target, shift):
+    """Rows are class, score, x1, y1, x2, y2."""
+    return spoiled(source, target, "MatMul", shifting(6, (2, 4), shift, (2, 2), (4, 4)))
+
+
+def shifted_corners(source, target, shift):
+    """By shares of the plate's upper and of its left side."""
+    return spoiled(source, target, "MatMul", shifting(8, (0, 2, 4, 6), shift, (0, 0), (2, 6)))
 
 
 def other_classes(source, target):
@@ -117,14 +122,16 @@ def run(args, case_list, output, **networks):
 def spoiled_runs(args, folder, rows):
     """What was spoiled, the causes that name its stage, and the run's output directory."""
     whole = save_list(folder / "list.csv", rows)
-    for share in BOX_SHIFTS:
-        network = shifted_boxes(args.models / DETECTOR, folder / f"boxes_{share}.onnx", share)
-        yield (f"boxes shifted by {share}", {"no-plate", "box-beside"},
-               run(args, whole, folder / f"boxes_{share}", plate_det=network))
-    for share in CORNER_SHIFTS:
-        network = shifted_corners(args.models / CORNERS, folder / f"corners_{share}.onnx", share)
-        yield (f"corners shifted by {share}", {"corners"},
-               run(args, whole, folder / f"corners_{share}", plate_corner=network))
+    for shift in BOX_SHIFTS:
+        name = "boxes_{}_{}".format(*shift)
+        network = shifted_boxes(args.models / DETECTOR, folder / f"{name}.onnx", shift)
+        yield (f"boxes shifted by {shift}", {"no-plate", "box-beside"},
+               run(args, whole, folder / name, plate_det=network))
+    for shift in CORNER_SHIFTS:
+        name = "corners_{}_{}".format(*shift)
+        network = shifted_corners(args.models / CORNERS, folder / f"{name}.onnx", shift)
+        yield (f"corners shifted by {shift}", {"corners"},
+               run(args, whole, folder / name, plate_corner=network))
     network = other_classes(args.models / RECOGNISER, folder / "classes.onnx")
     yield ("recogniser of other classes", {"not-read"},
            run(args, whole, folder / "classes", plate_rec=network))
