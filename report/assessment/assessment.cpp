@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "report/base/progress.h"
+#include "report/run/suspicion.h"
 
 namespace kavrel::report {
 namespace {

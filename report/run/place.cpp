@@ -1,14 +1,7 @@
 #include "report/run/place.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <filesystem>
-#include <numeric>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
-#include <vector>
 
 #include "app/base/output_format.h"
 #include "report/run/picture.h"
@@ -16,181 +9,13 @@
 namespace kavrel::report {
 namespace {
 
-// A dot is drawn with a radius of four pixels; the file's colours are blurred by one.
-constexpr int kLeastDotSide = 3;
-constexpr int kMostDotSide = 11;
-constexpr int kLeastDotPixels = 6;
-constexpr float kDotRadius = 3.5F;
-constexpr int kRedder = 90;          // than green and blue
-constexpr int kUnlikeTheCrop = 100;  // sum over the three colours
-
-// Of 190 frames that were read right, half of them photographs, none lay beyond.
-constexpr float kNarrowest = 0.9F;  // width per height: a plate seen from far aside
-constexpr float kWidest = 3.2F;
-constexpr float kMostUnlikeSides = 1.5F;
-constexpr float kMostAside = 0.08F;  // from the crop's middle, in widths of the plate
-constexpr float kMostAbove = 0.12F;  // or below, in heights
-constexpr float kOnRim = 1.5F;
-
 // Of the plate's box, and of its width. Of 166 street frames that were read right, none had less in
 // its crop or its corners further off than half of that.
 constexpr double kLeastCovered = 0.95;
 constexpr double kMostCornerError = 0.05;
 
-constexpr int kGreener = 60;         // than red and blue
-constexpr float kLeastFrame = 0.8F;  // of a side must be green
-
-bool is_dot(const int* stats) {
-  const int width = stats[cv::CC_STAT_WIDTH];
-  const int height = stats[cv::CC_STAT_HEIGHT];
-  return std::min(width, height) >= kLeastDotSide && std::max(width, height) <= kMostDotSide &&
-         stats[cv::CC_STAT_AREA] >= kLeastDotPixels;
-}
-
-// What is red in the picture and was not in the crop, as a tail lamp is.
-cv::Mat drawn_red(const cv::Mat& picture, const cv::Mat& crop) {
-  cv::Mat mask(picture.size(), CV_8U);
-  for (int y = 0; y < picture.rows; ++y) {
-    for (int x = 0; x < picture.cols; ++x) {
-      const auto& now = picture.at<cv::Vec3b>(y, x);
-      const auto& was = crop.at<cv::Vec3b>(y, x);
-      int change = 0;
-      for (int c = 0; c < 3; ++c) change += std::abs(now[c] - was[c]);
-      const bool red = now[2] - std::max(now[0], now[1]) > kRedder;
-      mask.at<unsigned char>(y, x) = red && change > kUnlikeTheCrop ? 1 : 0;
-    }
-  }
-  return mask;
-}
-
-std::vector<cv::Rect> dots_of(const cv::Mat& mask) {
-  cv::Mat labels;
-  cv::Mat stats;
-  cv::Mat centroids;
-  const int count = cv::connectedComponentsWithStats(mask, labels, stats, centroids);
-  std::vector<cv::Rect> dots;
-  for (int i = 1; i < count; ++i) {
-    const int* dot = stats.ptr<int>(i);
-    if (!is_dot(dot)) continue;
-    dots.emplace_back(dot[cv::CC_STAT_LEFT], dot[cv::CC_STAT_TOP], dot[cv::CC_STAT_WIDTH],
-                      dot[cv::CC_STAT_HEIGHT]);
-  }
-  return dots;
-}
-
-cv::Point2f middle_of(const cv::Rect& box) {
-  return {static_cast<float>(box.x) + static_cast<float>(box.width - 1) / 2,
-          static_cast<float>(box.y) + static_cast<float>(box.height - 1) / 2};
-}
-
-// Clockwise from the upper left one.
-void put_in_order(std::vector<cv::Rect>& dots) {
-  cv::Point2f middle;
-  for (const cv::Rect& dot : dots) {
-    middle += middle_of(dot) * (1.0F / static_cast<float>(dots.size()));
-  }
-  const auto angle = [&](const cv::Rect& dot) {
-    const cv::Point2f from = middle_of(dot) - middle;
-    return std::atan2(from.y, from.x);
-  };
-  std::sort(dots.begin(), dots.end(),
-            [&](const cv::Rect& a, const cv::Rect& b) { return angle(a) < angle(b); });
-  const auto first = std::min_element(
-      dots.begin(), dots.end(), [](const auto& a, const auto& b) { return a.x + a.y < b.x + b.y; });
-  std::rotate(dots.begin(), first, dots.end());
-}
-
-// The one of four that cannot be seen, as where the crop's rim leaves no more than its lines: it
-// completes the other three to a parallelogram, inside of the crop.
-cv::Rect fourth_dot(const std::vector<cv::Rect>& dots, const cv::Size& crop) {
-  std::size_t middle = 0;  // the neighbour of both others, which are farthest apart
-  double farthest = 0;
-  for (std::size_t i = 0; i < dots.size(); ++i) {
-    const cv::Point2f apart = middle_of(dots[(i + 1) % 3]) - middle_of(dots[(i + 2) % 3]);
-    if (cv::norm(apart) <= farthest) continue;
-    farthest = cv::norm(apart);
-    middle = i;
-  }
-  const cv::Point2f place = middle_of(dots[(middle + 1) % 3]) + middle_of(dots[(middle + 2) % 3]) -
-                            middle_of(dots[middle]);
-  const cv::Point inside(std::clamp(cvRound(place.x), 0, crop.width - 1),
-                         std::clamp(cvRound(place.y), 0, crop.height - 1));
-  return {inside, cv::Size(1, 1)};
-}
-
-// The middle between two sides of a dot, of which one may be cut: by a line of the frame, or by
-// the crop's rim at 0 and `last`.
-float middle_between(int low, int high, int cut_side, int last) {
-  if (low == high) return static_cast<float>(low);
-  const bool low_is_cut = cut_side < 0 || low == 0;
-  const bool high_is_cut = cut_side > 0 || high == last;
-  if (high_is_cut && low != 0) return static_cast<float>(low) + kDotRadius;
-  if (low_is_cut && high != last) return static_cast<float>(high) - kDotRadius;
-  return static_cast<float>(low + high) / 2;
-}
-
-// The lines of the frame cut into the dots: from the first to the right and below, from the
-// others to the next.
-Corners middles_of(const std::vector<cv::Rect>& dots, const cv::Size& crop) {
-  const std::array<cv::Point, 4> kCutSides = {{{1, 1}, {0, 1}, {-1, 0}, {0, -1}}};
-  Corners corners;
-  for (std::size_t i = 0; i < corners.size(); ++i) {
-    const cv::Point low = dots[i].tl();
-    const cv::Point high = dots[i].br() - cv::Point(1, 1);
-    corners[i] = {middle_between(low.x, high.x, kCutSides[i].x, crop.width - 1),
-                  middle_between(low.y, high.y, kCutSides[i].y, crop.height - 1)};
-  }
-  return corners;
-}
-
 float distance(const cv::Point2f& a, const cv::Point2f& b) {
   return static_cast<float>(cv::norm(a - b));
-}
-
-bool is_convex(const Corners& corners) {
-  for (std::size_t i = 0; i < 4; ++i) {
-    const cv::Point2f side = corners[(i + 1) % 4] - corners[i];
-    const cv::Point2f next = corners[(i + 2) % 4] - corners[(i + 1) % 4];
-    if (side.cross(next) <= 0) return false;
-  }
-  return true;
-}
-
-bool are_alike(float a, float b) { return std::max(a, b) <= kMostUnlikeSides * std::min(a, b); }
-
-cv::Mat drawn_green(const cv::Mat& picture) {
-  cv::Mat mask(picture.size(), CV_8U);
-  for (int y = 0; y < picture.rows; ++y) {
-    for (int x = 0; x < picture.cols; ++x) {
-      const auto& colour = picture.at<cv::Vec3b>(y, x);
-      mask.at<unsigned char>(y, x) = colour[1] - std::max(colour[0], colour[2]) > kGreener ? 1 : 0;
-    }
-  }
-  return mask;
-}
-
-bool is_green(const cv::Mat& line) {
-  return static_cast<float>(cv::countNonZero(line)) >=
-         kLeastFrame * static_cast<float>(line.total());
-}
-
-// Whether the four sides of the frame are.
-bool is_green(const cv::Mat& mask, const cv::Rect& frame) {
-  const cv::Mat inside = mask(frame);
-  return is_green(inside.row(0)) && is_green(inside.row(frame.height - 1)) &&
-         is_green(inside.col(0)) && is_green(inside.col(frame.width - 1));
-}
-
-// Where in a row of the mask a green line of `length` pixels may begin.
-std::vector<int> starts_of_lines(const cv::Mat& row, int length) {
-  std::vector<int> starts;
-  const auto* pixel = row.ptr<unsigned char>();
-  int count = std::accumulate(pixel, pixel + std::min(length, row.cols), 0);
-  for (int x = 0; x + length <= row.cols; ++x) {
-    if (static_cast<float>(count) >= kLeastFrame * static_cast<float>(length)) starts.push_back(x);
-    if (x + length < row.cols) count += pixel[x + length] - pixel[x];
-  }
-  return starts;
 }
 
 double corner_error(const Corners& corners, const cv::Point& crop_at, const Corners& truth) {
@@ -200,23 +25,6 @@ double corner_error(const Corners& corners, const cv::Point& crop_at, const Corn
   }
   const double width = (distance(truth[0], truth[1]) + distance(truth[2], truth[3])) / 2.0;
   return sum / static_cast<double>(corners.size()) / width;
-}
-
-// Corners are kept inside of the crop: one on its rim tells that the plate goes on beyond it.
-bool reach_the_rim(const Corners& corners, const cv::Size& crop) {
-  return std::any_of(corners.begin(), corners.end(), [&](const cv::Point2f& corner) {
-    return corner.x <= kOnRim || static_cast<float>(crop.width - 1) - corner.x <= kOnRim ||
-           corner.y <= kOnRim || static_cast<float>(crop.height - 1) - corner.y <= kOnRim;
-  });
-}
-
-bool has_text_lines(const std::string& case_dir) {
-  namespace source = output::source;
-  const auto variants = {source::kOriginal, source::kGray, source::kClahe, source::kSharpen,
-                         source::kUp2x};
-  return std::any_of(variants.begin(), variants.end(), [&](const char* variant) {
-    return std::filesystem::exists(case_dir + "/" + output::picture::text_line(variant, 0));
-  });
 }
 
 }  // namespace
@@ -231,49 +39,12 @@ SeenPlace see_place(const RecordedRun& run, std::size_t frame) {
     place.picture = picture_size(dir + "/" + output::picture::kPlateDetections);
   }
   if (!place.crop || place.picture == place.crop) return place;
-  place.has_text_lines = has_text_lines(dir);
+  place.pixels = read_picture(crop);
   const cv::Mat corners = read_picture(dir + "/" + output::picture::kCorners);
-  if (!corners.empty()) place.corners = find_corners(corners, read_picture(crop));
+  if (corners.empty()) return place;
+  place.corners = find_corners(corners, place.pixels);
+  place.corners_hidden = !place.corners && corners.size() == place.pixels.size();
   return place;
-}
-
-std::optional<Corners> find_corners(const cv::Mat& picture, const cv::Mat& crop) {
-  if (picture.empty() || picture.size() != crop.size()) return std::nullopt;
-  std::vector<cv::Rect> dots = dots_of(drawn_red(picture, crop));
-  if (dots.size() == 3) dots.push_back(fourth_dot(dots, crop.size()));
-  if (dots.size() != 4) return std::nullopt;
-  put_in_order(dots);
-  return middles_of(dots, crop.size());
-}
-
-bool is_plausible(const Corners& corners, const cv::Size& crop) {
-  if (!is_convex(corners)) return false;
-  const float top = distance(corners[0], corners[1]);
-  const float right = distance(corners[1], corners[2]);
-  const float bottom = distance(corners[2], corners[3]);
-  const float left = distance(corners[3], corners[0]);
-  if (!are_alike(top, bottom) || !are_alike(left, right)) return false;
-  const float width = (top + bottom) / 2;
-  const float height = (left + right) / 2;
-  if (width < kNarrowest * height || width > kWidest * height) return false;
-  const cv::Point2f middle = (corners[0] + corners[1] + corners[2] + corners[3]) / 4.0F;
-  return std::abs(middle.x - static_cast<float>(crop.width - 1) / 2) <= kMostAside * width &&
-         std::abs(middle.y - static_cast<float>(crop.height - 1) / 2) <= kMostAbove * height;
-}
-
-std::optional<cv::Point> find_frame(const cv::Mat& picture, const cv::Size& crop) {
-  const cv::Mat green = drawn_green(picture);
-  std::vector<cv::Point> places;
-  for (int y = 0; y + crop.height <= green.rows; ++y) {
-    for (const int x : starts_of_lines(green.row(y), crop.width)) {
-      const cv::Rect frame({x, y}, crop);
-      if (is_green(green, frame)) places.emplace_back(x, y);
-    }
-  }
-  if (places.empty()) return std::nullopt;
-  // The line is three pixels wide; its middle is the box.
-  return std::accumulate(places.begin(), places.end(), cv::Point()) /
-         static_cast<int>(places.size());
 }
 
 std::optional<PlaceError> measure_place(const RecordedRun& run, std::size_t frame,
@@ -293,26 +64,14 @@ std::optional<PlaceError> measure_place(const RecordedRun& run, std::size_t fram
   return error;
 }
 
-PlaceFinding suspect_place(const SeenPlace& place, bool nothing_read) {
-  PlaceFinding finding;
-  if (!place.crop) return finding;
-  finding.whole_picture = place.picture == place.crop;
-  if (finding.whole_picture) return finding;
-  const bool cut_off = place.picture && place.corners && reach_the_rim(*place.corners, *place.crop);
-  if (!cut_off && place.corners && !is_plausible(*place.corners, *place.crop)) {
-    finding.corners = Finding::kSuspect;
-  } else if (cut_off || (place.picture && nothing_read && !place.has_text_lines)) {
-    finding.box = Finding::kSuspect;
-  }
-  return finding;
-}
-
 PlaceFinding judge_place(const SeenPlace& place, const PlaceError& error) {
   PlaceFinding finding;
   finding.whole_picture = place.picture == place.crop;
   finding.box = error.covered < kLeastCovered ? Finding::kWrong : Finding::kGood;
   if (error.corners) {
     finding.corners = *error.corners > kMostCornerError ? Finding::kWrong : Finding::kGood;
+  } else if (place.corners_hidden) {
+    finding.corners = Finding::kSuspect;
   }
   return finding;
 }

@@ -1,12 +1,15 @@
 // Boxes and corners, as they can be seen in the pictures that kavrel leaves.
 #include "report/run/place.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "report/run/picture.h"
+#include "report/run/strokes.h"
+#include "report/run/suspicion.h"
 #include "tests/report/output_dir.h"
 #include "tests/support/pictures.h"
 
@@ -160,22 +163,98 @@ TEST_F(SeenCase, IsTheWholePictureWhereNoPlateWasFound) {
   EXPECT_TRUE(suspect_place(see_place(run(), 0), true).whole_picture);
 }
 
-TEST_F(SeenCase, HasASuspectBoxWithoutTextLinesAndReadings) {
+// Two rows of strokes, as writing has them, from `left` to `right` of the crop.
+cv::Mat written_crop(int left, int right) {
+  cv::Mat picture(kCrop, CV_8UC3, cv::Scalar(200, 200, 200));
+  for (int x = left; x + 3 <= right; x += 7) {
+    picture(cv::Rect(x, 18, 3, 12)).setTo(30);
+    picture(cv::Rect(x, 36, 3, 16)).setTo(30);
+  }
+  return picture;
+}
+
+Corners shifted(Corners corners, float right) {
+  for (cv::Point2f& corner : corners) corner.x += right;
+  return corners;
+}
+
+TEST_F(SeenCase, HasASuspectBoxWithoutWritingAndReadings) {
   EXPECT_EQ(suspect_place(see_place(run(), 0), true).box, Finding::kSuspect);
   EXPECT_EQ(suspect_place(see_place(run(), 0), false).box, Finding::kUntold);
-  write("ocr_gray_crop_0.jpg", crop());
+  write("plate_roi.jpg", written_crop(22, 100));
   EXPECT_EQ(suspect_place(see_place(run(), 0), true).box, Finding::kUntold);
 }
 
-TEST_F(SeenCase, HasASuspectBoxThatCutsThePlate) {
-  write("corner_debug.jpg",
-        with_corners(crop(), {cv::Point2f(0, 12), {88, 10}, {89, 56}, {0, 60}}));
-  EXPECT_EQ(suspect_place(see_place(run(), 0), false).box, Finding::kSuspect);
+class WrittenCase : public SeenCase {
+ protected:
+  void write_crop(const cv::Mat& picture, const Corners& corners) const {
+    write("plate_roi.jpg", picture);
+    write("corner_debug.jpg", with_corners(picture.clone(), corners));
+  }
+
+  Finding box() const { return suspect_place(see_place(run(), 0), false).box; }
+  Finding corners() const { return suspect_place(see_place(run(), 0), false).corners; }
+};
+
+TEST_F(WrittenCase, HasNothingSuspectAroundAllWriting) {
+  write_crop(written_crop(22, 100), kPlate);
+  EXPECT_EQ(box(), Finding::kUntold);
+  EXPECT_EQ(corners(), Finding::kUntold);
 }
 
-TEST_F(SeenCase, HasSuspectCornersThatMakeNoPlate) {
-  write("corner_debug.jpg",
-        with_corners(crop(), {cv::Point2f(20, 20), {44, 20}, {104, 60}, {20, 60}}));
+// The box began in the middle of the plate, and the corners are right.
+TEST_F(WrittenCase, HasASuspectBoxWhoseRimCutsTheWriting) {
+  write_crop(written_crop(0, 84), {cv::Point2f(0, 12), {88, 10}, {89, 56}, {0, 60}});
+  EXPECT_EQ(box(), Finding::kSuspect);
+  EXPECT_EQ(corners(), Finding::kUntold);
+}
+
+// The same corners, and a plate that lies within the box.
+TEST_F(WrittenCase, HasSuspectCornersWhereOnlyTheyReachTheRim) {
+  write_crop(written_crop(22, 100), {cv::Point2f(0, 12), {88, 10}, {89, 56}, {0, 60}});
+  EXPECT_EQ(box(), Finding::kUntold);
+  EXPECT_EQ(corners(), Finding::kSuspect);
+}
+
+TEST_F(WrittenCase, HasSuspectCornersThatLeaveWritingOut) {
+  write_crop(written_crop(22, 100), shifted(kPlate, 5.5F));
+  EXPECT_EQ(corners(), Finding::kUntold);
+  write_crop(written_crop(15, 93), shifted(kPlate, 5.5F));
+  EXPECT_EQ(corners(), Finding::kSuspect);
+}
+
+TEST_F(WrittenCase, HasSuspectCornersThatTheRimHides) {
+  write_crop(written_crop(22, 100), {cv::Point2f(0, 0), {119, 0}, {119, 69}, {0, 69}});
+  ASSERT_TRUE(see_place(run(), 0).corners_hidden);
+  EXPECT_EQ(corners(), Finding::kSuspect);
+  EXPECT_EQ(judge_place(see_place(run(), 0), {1, 1, std::nullopt}).corners, Finding::kSuspect);
+  write_crop(written_crop(0, 90), {cv::Point2f(0, 0), {119, 0}, {119, 69}, {0, 69}});
+  EXPECT_EQ(box(), Finding::kSuspect);
+}
+
+TEST_F(WrittenCase, HasASuspectBoxThatNoPlateFits) {
+  write("plate_roi.jpg", gradient_image(120, 24));
+  EXPECT_EQ(box(), Finding::kSuspect);
+}
+
+TEST(Strokes, AreFoundWhereTheyReachARim) {
+  const Sides none = strokes_on_rim(find_strokes(written_crop(22, 100)));
+  EXPECT_THAT(none, testing::Each(0.0));
+  const Sides left = strokes_on_rim(find_strokes(written_crop(0, 90)));
+  // 28 of the crop's 70 rows, of which the middle 56 count.
+  EXPECT_NEAR(left[kLeft], 0.5, 0.08);
+  EXPECT_EQ(left[kRight] + left[kTop] + left[kBottom], 0);
+}
+
+TEST(Strokes, AreFoundBeyondThePlatesSides) {
+  const Sides left = strokes_beyond(find_strokes(written_crop(5, 90)), kPlate, kCrop);
+  EXPECT_GT(left[kLeft], 0.4);
+  EXPECT_EQ(left[kRight], 0);
+}
+
+TEST_F(WrittenCase, HasSuspectCornersThatMakeNoPlate) {
+  write_crop(written_crop(22, 100), {cv::Point2f(20, 20), {44, 20}, {104, 60}, {20, 60}});
+  EXPECT_EQ(corners(), Finding::kSuspect);
   EXPECT_EQ(suspect_place(see_place(run(), 0), true).corners, Finding::kSuspect);
 }
 
