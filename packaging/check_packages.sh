@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the packages of build/, as ./test.sh leaves it, and holds them to what Debian asks for.
+# Makes the packages of build/, which the preset dev configures, and holds them to what Debian asks for.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 tools/need.sh dpkg-shlibdeps:dpkg-dev file:file lintian:lintian mandoc:mandoc

@@ -26,6 +26,8 @@ if ((EUID != 0)); then
   fi
   as_root=(sudo)
 fi
+exec 9<"${BASH_SOURCE[0]}"
+flock 9 # one installation at a time
 echo "need.sh: installing ${missing[*]}" >&2
 "${as_root[@]}" apt-get update -qq
 DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
