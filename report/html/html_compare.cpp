@@ -7,6 +7,7 @@
 
 #include "app/base/output_format.h"
 #include "report/assessment/parting.h"
+#include "report/assessment/rereading.h"
 #include "report/base/progress.h"
 #include "report/base/resources.h"
 #include "report/base/unicode.h"
@@ -249,6 +250,7 @@ std::string render_comparison(const ComparedRuns& runs, const std::string& verdi
   view.set("new_facts", render_run_facts(runs.fresh, "new"));
   view.set("has_notices", !notices.empty());
   view.set("notices", list_of_texts(notices));
+  view.set("rereading", list_of_texts(sentences_on(find_rereading(runs))));
   view.set("totals", totals);
   const Parting parting = find_parting(runs.base, runs.fresh, runs.comparison);
   view.set("exchanged", list_of_texts(exchanged_in(parting)));

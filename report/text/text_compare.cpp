@@ -1,6 +1,7 @@
 #include "report/text/text_compare.h"
 
 #include "report/assessment/parting.h"
+#include "report/assessment/rereading.h"
 #include "report/base/unicode.h"
 
 namespace kavrel::report {
@@ -38,6 +39,7 @@ void print_notices(const char* name, const RecordedRun& run, std::ostream& out) 
 }  // namespace
 
 void print_comparison(const ComparedRuns& runs, std::ostream& out) {
+  for (const std::string& sentence : sentences_on(find_rereading(runs))) out << sentence << '\n';
   print_notices("base", runs.base, out);
   print_notices("new", runs.fresh, out);
   print_totals("groups", runs.base_assessment.groups, runs.fresh_assessment.groups,

@@ -7,7 +7,7 @@
 
 namespace kavrel::report {
 
-// The differences as text: the totals, and one line per group that changed.
+// The differences as text: what is read otherwise, the totals, and one line per group that changed.
 void print_comparison(const ComparedRuns& runs, std::ostream& out);
 
 }  // namespace kavrel::report

@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "report/assessment/rereading.h"
 #include "report/text/text_compare.h"
 #include "tests/report/output_dir.h"
 
@@ -109,6 +110,42 @@ TEST(Comparison, LosesAGroupWhoseLabelIsGone) {
   EXPECT_EQ(count_lost(comparison, false), 1);
   EXPECT_EQ(comparison.relabelled, 1);
   EXPECT_EQ(comparison.groups.labelled_broken, 0);  // nothing for the test to count
+}
+
+// By the run's own words; what was expected plays no part.
+TEST(Rereading, CountsPlatesFieldsAndCharactersThatChanged) {
+  const Sides sides = all_kinds();
+  EXPECT_EQ(
+      sentences_on(find_rereading(sides.both())),
+      (std::vector<std::string>{
+          "Read otherwise: 3 of 5 plates, 3 of 5 frames; fields that changed in frames: "
+          "Region 1, Kana 2.",
+          "Most often: Region 品 became 横 1 time, Region 川 became 浜 1 time, Kana あ became "
+          "い 1 time, Kana い became あ 1 time."}));
+}
+
+TEST(Rereading, SaysWhereNothingChanged) {
+  const Sides same({labelled("a", kWrong)}, {labelled("a", kWrong)});
+  EXPECT_EQ(sentences_on(find_rereading(same.both())),
+            std::vector<std::string>{"Read otherwise: 0 of 1 plates, 0 of 1 frames."});
+}
+
+TEST(Rereading, NamesTheFiveMostFrequentCharactersAndThoseThatAreGone) {
+  const std::vector<OcrText> short_serial = {{"gray_upper_row", "品川330"},
+                                             {"gray_lower_row", "あ1-23"}};
+  const Sides sides({labelled("a", kRight), labelled("b", kRight), labelled("c", kRight)},
+                    {labelled("a", kWrong), labelled("b", kWrong), labelled("c", short_serial)});
+  const std::string most_often = sentences_on(find_rereading(sides.both())).back();
+  EXPECT_EQ(most_often.rfind("Most often: Kana あ became い 2 times, Serial ", 0), 0U)
+      << most_often;
+  EXPECT_THAT(most_often, HasSubstr(" became nothing 1 time"));
+}
+
+TEST(Rereading, LeadsWhatIsPrinted) {
+  const Sides sides = all_kinds();
+  std::ostringstream out;
+  print_comparison(sides.both(), out);
+  EXPECT_EQ(out.str().rfind("Read otherwise: 3 of 5 plates", 0), 0U) << out.str();
 }
 
 TEST(Comparison, IsPrintedGroupByGroup) {
