@@ -12,7 +12,8 @@ UINT8, NHWC = 3, 1
 class TensorAttr(ctypes.Structure):
     _fields_ = [("index", ctypes.c_uint32), ("n_dims", ctypes.c_uint32),
                 ("dims", ctypes.c_uint32 * 16), ("name", ctypes.c_char * 256),
-                ("n_elems", ctypes.c_uint32), ("rest", ctypes.c_uint8 * 44)]
+                ("n_elems", ctypes.c_uint32), ("size", ctypes.c_uint32), ("fmt", ctypes.c_int32),
+                ("type", ctypes.c_int32), ("rest", ctypes.c_uint8 * 32)]
 
     def shape(self):
         return tuple(self.dims[:self.n_dims])

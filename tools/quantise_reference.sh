@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Writes our networks in 16 bits, 8 bits and both, in a minute:   tools/quantise_reference.sh [DIR]
+# DIR/float16, DIR/int8 and DIR/mixed have them under the names of models/reference; DIR is
+# output/quantised unless named. They are calibrated on the first frame of each vehicle of
+# samples/street. kavrel must have been built for the workstation.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+tools/need.sh python3-onnx python3-numpy
+networks="${1:-output/quantised}"
+models=models/reference
+recording="$networks/recording"
+mkdir -p "$recording" "$networks"/{float16,int8,mixed}
+
+sed -n '1p; /_f01\.jpg,/p' samples/street/street_expected.csv >"$recording/list.csv"
+if ! KAVREL_HOST_INPUTS="$recording" build/kavrel \
+  --input-mode frame \
+  --plate-det-model "$models/plate_det.onnx" \
+  --plate-corner-model "$models/plate_corner.onnx" \
+  --ppocr-det-model "$models/plate_text.onnx" \
+  --ppocr-rec-model "$models/plate_rec.onnx" \
+  --ocr-dict dict/plate_rec_dict.txt \
+  --input-list "$recording/list.csv" \
+  --output-dir "$recording/run" >"$recording/log" 2>&1; then
+  tail -n 1 "$recording/log" >&2
+  exit 1
+fi
+
+for network in plate_det plate_corner plate_text plate_rec; do
+  for precision in float16 int8 mixed; do
+    tools/quantise.py "$models/$network.onnx" --precision "$precision" --pictures "$recording" \
+      -o "$networks/$precision/$network.onnx"
+  done
+done
+rm -r "$recording"
