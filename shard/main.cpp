@@ -143,6 +143,10 @@ int run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
     return app.exit(help);
+  } catch (const CLI::ExtrasError& error) {
+    const bool plans = app.got_subcommand("plan");
+    throw std::runtime_error(error.what() +
+                             std::string(plans ? "; options of kavrel stand behind --" : ""));
   }
   if (app.get_subcommands().empty()) throw std::runtime_error("no command; --help lists them");
   return status;

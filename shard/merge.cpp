@@ -398,6 +398,9 @@ int merge(const MergeRequest& request, std::ostream& out) {
   const std::string picture = first_failing_picture(job);
   if (!picture.empty()) log_line("[WARN] the first failing picture in the list is " + picture);
   if (!job.findings.empty()) {
+    const bool fails = std::any_of(job.parts.begin(), job.parts.end(),
+                                   [](const Part& part) { return part.result.exit_status != 0; });
+    if (fails) log_line("[INFO] --without-failed makes a result of the groups that can be read");
     log_line("[ERROR] findings: " + std::to_string(job.findings.size()) + ", no " +
              request.output_dir + " was made");
     return kExitFailure;

@@ -165,6 +165,22 @@ std::string rows_text(const std::vector<std::uint32_t>& shard_of_row) {
   return text;
 }
 
+// A mistyped folder would otherwise be told by every shard. Absolute paths are the workers'.
+void warn_of_missing_pictures(const std::string& list) {
+  std::size_t missing = 0;
+  std::string first;
+  CaseReader cases(list);
+  for (CaseItem item; cases.next(item);) {
+    const bool is_there =
+        item.image_path.front() == '/' || access(item.image_path.c_str(), R_OK) == 0;
+    if (is_there) continue;
+    if (missing++ == 0) first = item.image_path;
+  }
+  if (missing == 0) return;
+  log_line("[WARN] pictures that cannot be opened from here: " + std::to_string(missing) +
+           ", the first is " + first);
+}
+
 void tell(const ListRows& list, const Plan& plan, std::size_t wished, std::ostream& out) {
   const std::size_t fair = std::max<std::size_t>(1, (list.rows() + wished - 1) / wished);
   for (std::size_t set = 0; set < list.size.size(); ++set) {
@@ -211,6 +227,7 @@ void fill_job(const PlanRequest& request, const std::string& job, std::ostream& 
   write_whole(job + "/" + kBatchFile, batch_of(job, program, plan.id));
   write_plan(plan, job + "/" + kPlanFile);
   link_to(std::string("../") + kPlanFile, job + "/" + kCommon + "/" + kPlanFile);
+  warn_of_missing_pictures(job + "/" + kListFile);
   tell(list, plan, request.shards, out);
 }
 

@@ -12,6 +12,8 @@
 
 namespace kavrel::shard {
 
+constexpr const char* kTimeFormat = "%Y-%m-%dT%H:%M:%SZ";  // of strftime and strptime, in UTC
+
 struct ResultFile {
   std::string name;  // relative to the result's folder
   std::uintmax_t size = 0;

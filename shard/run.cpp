@@ -41,7 +41,7 @@ std::string utc_now() {
   std::tm time{};
   gmtime_r(&now, &time);
   std::array<char, 32> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &time);
+  std::strftime(text.data(), text.size(), kTimeFormat, &time);
   return text.data();
 }
 

@@ -1,7 +1,11 @@
 #include "shard/todo.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <ctime>
 #include <filesystem>
+#include <limits>
 #include <stdexcept>
 #include <vector>
 
@@ -99,6 +103,54 @@ std::string ranges(const std::vector<std::size_t>& numbers) {
   return text;
 }
 
+// How fast results came, by this machine's clock: workers may have none that is right.
+class Pace {
+ public:
+  void add(const std::string& dir, const Result& result, std::size_t rows) {
+    struct stat file {};
+    if (stat((dir + "/" + kShardFile).c_str(), &file) != 0) return;
+    const std::time_t lasted = time_of(result.ended) - time_of(result.started);
+    arrivals_.push_back({file.st_ctime, file.st_ctime - std::max<std::time_t>(0, lasted), rows});
+  }
+
+  // Tells the rows of the hour before the last result, and how long as many take as are left.
+  void tell(std::size_t left, std::ostream& out) const {
+    std::time_t begin = std::numeric_limits<std::time_t>::max(), last = 0;
+    for (const Arrival& arrival : arrivals_) {
+      begin = std::min(begin, arrival.began);
+      last = std::max(last, arrival.came);
+    }
+    begin = std::max(begin, last - kWindow);
+    std::size_t rows = 0;
+    for (const Arrival& arrival : arrivals_) rows += arrival.came > begin ? arrival.rows : 0;
+    if (rows == 0 || left == 0) return;
+    const auto seconds = static_cast<std::size_t>(last - begin);
+    out << "the last result came " << minutes(static_cast<std::size_t>(std::time(nullptr) - last))
+        << " ago; at the pace of the " << minutes(seconds) << " before it (" << rows
+        << " rows) the rest takes " << minutes(left * seconds / rows) << '\n';
+  }
+
+ private:
+  static constexpr std::time_t kWindow = 3600;
+  struct Arrival {
+    std::time_t came, began;
+    std::size_t rows;
+  };
+
+  static std::time_t time_of(const std::string& text) {
+    std::tm time{};
+    return strptime(text.c_str(), kTimeFormat, &time) == nullptr ? 0 : timegm(&time);
+  }
+
+  static std::string minutes(std::size_t seconds) {
+    const std::size_t minutes = (seconds + 59) / 60;
+    if (minutes < 60) return std::to_string(minutes) + " min";
+    return std::to_string(minutes / 60) + " h " + std::to_string(minutes % 60) + " min";
+  }
+
+  std::vector<Arrival> arrivals_;
+};
+
 std::string shard_name(std::size_t number) { return "shard " + std::to_string(number); }
 
 }  // namespace
@@ -119,11 +171,16 @@ void print_todo(const std::string& job, bool array, std::ostream& out) {
       remove_links(job, number);
       continue;
     }
+    if (verdict.state == State::kFailed) {
+      log_line("[WARN] " + shard_name(number) +
+               " failed and is to be run again: " + verdict.reason);
+    }
     wanted.push_back(number);
     if (array) continue;
     make_links(job, plan, number);
     out << number << '\n';
   }
+  if (wanted.empty()) log_line("[INFO] nothing is left to do");
   if (array && !wanted.empty()) out << ranges(wanted) << '\n';
   if (!out.flush()) throw std::runtime_error("failed to write to standard output");
 }
@@ -136,11 +193,15 @@ void print_status(const std::string& job, std::ostream& out) {
     std::size_t rows = 0;
   };
   std::vector<Count> counts = {{"not done"}, {"spoiled"}, {"failed"}, {"done"}};
+  Pace pace;
   for (std::size_t number = 1; number <= plan.shards.size(); ++number) {
-    const Verdict verdict = verify_result(plan, number, result_of(job, number), Look::kAtSizes);
+    const std::string result = result_of(job, number);
+    const Verdict verdict = verify_result(plan, number, result, Look::kAtSizes);
     Count& count = counts.at(static_cast<std::size_t>(verdict.state));
+    const std::size_t rows = plan.shards[number - 1].rows;
     ++count.shards;
-    count.rows += plan.shards[number - 1].rows;
+    count.rows += rows;
+    if (verdict.state == State::kDone) pace.add(result, verdict.result, rows);
     if (verdict.state == State::kFailed || verdict.state == State::kSpoiled) {
       out << shard_name(number) << " " << count.name << ": " << verdict.reason << '\n';
     }
@@ -149,6 +210,7 @@ void print_status(const std::string& job, std::ostream& out) {
     out << count->name << ": " << count->shards << " of " << plan.shards.size() << " shards, "
         << count->rows << " rows\n";
   }
+  pace.tell(counts.front().rows, out);
   if (!out.flush()) throw std::runtime_error("failed to write to standard output");
 }
 

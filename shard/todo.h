@@ -13,8 +13,9 @@ namespace kavrel::shard {
 // line in the log.
 void print_todo(const std::string& job, bool array, std::ostream& out);
 
-// Prints how many shards and rows are done, failed and not done, and where runs failed. Results are
-// held to the plan by names and sizes alone, and stay where they are.
+// Prints how many shards and rows are done, failed and not done, where runs failed, and how long
+// the rest takes at the pace of the last hour. Results are held to the plan by names and sizes
+// alone, and stay where they are.
 void print_status(const std::string& job, std::ostream& out);
 
 }  // namespace kavrel::shard

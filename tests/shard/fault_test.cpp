@@ -9,6 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 class Fault : public ShardTest {
  protected:
@@ -82,9 +83,21 @@ TEST_F(Fault, AFlippedByteIsFoundWhereSizesAreTheSame) {
 TEST_F(Fault, AShardThatIsMissingIsNamed) {
   run_shards({"2"});
   expect_no_merge("[FINDING] shard 1 is not done\n");
-  EXPECT_EQ(shard({"status", kJob}).out,
-            "done: 1 of 2 shards, 2 rows\nfailed: 0 of 2 shards, 0 rows\n"
-            "spoiled: 0 of 2 shards, 0 rows\nnot done: 1 of 2 shards, 2 rows\n");
+  EXPECT_THAT(shard({"status", kJob}).out,
+              StartsWith("done: 1 of 2 shards, 2 rows\nfailed: 0 of 2 shards, 0 rows\n"
+                         "spoiled: 0 of 2 shards, 0 rows\nnot done: 1 of 2 shards, 2 rows\n"));
+}
+
+TEST_F(Fault, TheRestTakesAsLongAsTheLastHourTells) {
+  run_shards({"2"});
+  std::string result = read("job/results/2/shard.json");
+  const std::string key = "\"started\": \"";
+  result.replace(result.find(key) + key.size(), 4, "2001");
+  write("job/results/2/shard.json", result);
+  EXPECT_THAT(
+      shard({"status", kJob}).out,
+      HasSubstr(" ago; at the pace of the 1 h 0 min before it (2 rows) the rest takes 1 h 0 "
+                "min\n"));
 }
 
 TEST_F(Fault, AListThatWasEditedIsRefused) {
@@ -174,8 +187,12 @@ TEST_F(BrokenPicture, IsNamedByTheMerge) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.err, HasSubstr("[FINDING] shard 2 failed: [ERROR] failed to read image: "
                                      "b.png\n[WARN] the first failing picture in the list is "
-                                     "b.png: [ERROR] failed to read image: b.png\n"));
+                                     "b.png: [ERROR] failed to read image: b.png\n[INFO] "
+                                     "--without-failed makes a result of the groups that can be "
+                                     "read\n"));
   EXPECT_FALSE(exists(kMerged));
+  EXPECT_THAT(shard({"todo", kJob}).err,
+              HasSubstr("[WARN] shard 2 failed and is to be run again: [ERROR] failed to read "));
   EXPECT_THAT(todo(), ElementsAre("2"));
 }
 

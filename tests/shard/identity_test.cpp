@@ -83,12 +83,25 @@ TEST_F(Plan, KeepsGroupsAndNamesTogetherAndFillsShardsEvenly) {
 }
 
 TEST_F(Plan, NamesWhatTiesMoreThanAFairShareTogether) {
-  list("a/1.png,,a\nb/1.png,,b\nc/1.png,,c\nd/2.png,,d\n", {});
+  list("a/1.png,,a\nb/1.png,,b\nc/1.png,,c\nd/2.png,,d\n",
+       {"a/1.png", "b/1.png", "c/1.png", "d/2.png"});
   const Outcome outcome = plan(3);
   EXPECT_EQ(outcome.out, "2 shards of 1 to 3 rows, not 3: no more can be parted\n");
   EXPECT_EQ(outcome.err,
             "[WARN] 3 of 4 rows stay together, more than a shard's fair share of 2; most of them "
             "share the image name 1\n");
+}
+
+TEST_F(Plan, WarnsOfPicturesThatAreNotThere) {
+  list("a.png\nhere/1.png\nhere/2.png\n/elsewhere/3.png\n", {"a.png"});
+  EXPECT_EQ(plan(2).err,
+            "[WARN] pictures that cannot be opened from here: 2, the first is here/1.png\n");
+}
+
+TEST_F(Plan, TellsWhereOptionsOfKavrelStand) {
+  EXPECT_THAT(plan(2, {"--ocr-dict", "x"}),
+              FailsWith("The following argument was not expected: --ocr-dict; options of kavrel "
+                        "stand behind --"));
 }
 
 TEST_F(Plan, OfAListWithoutCasesIsOneShard) {
