@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """What kavrel-shard takes for a long list: time and memory of plan, todo, status and merge.
 
-    bench/shard_scale.py [ROWS [SHARDS]]     1,000,000 rows in 1,000 shards unless told
+    bench/shard_scale.py [ROWS [SHARDS [FILES]]]     1,000,000 rows in 1,000 shards unless told
 
-The results are made up: tables with the rows of a real run under other names, and no case folders, as
-if every picture had been dropped. Needs build/ as ./test.sh leaves it, and 6 GB for a million rows.
+The results are made up: tables with the rows of a real run under other names, and for each row a folder
+with so many files of one byte; without FILES there are none. Needs build/ as ./test.sh leaves it, and
+6 GB for a million rows.
 """
 import hashlib
 import json
@@ -60,7 +61,7 @@ def totals_of(template, rows, groups):
     return re.sub(r'("group_(?:total|correct)": )\d+', rf"\g<1>{groups}", text)
 
 
-def write_result(job, plan, number, templates):
+def write_result(job, plan, number, templates, files_of_a_case):
     """A whole result of a shard, from its list and the rows of the one picture."""
     frame, group, totals = templates
     cases = [line.split(",") for line in
@@ -75,8 +76,12 @@ def write_result(job, plan, number, templates):
     files = {"kavrel.log": "", "output/FINAL_RESULT.json": totals_of(totals, len(cases), len(names)),
              "output/frame_summary.csv": "\n".join(frames) + "\n",
              "output/summary.csv": "\n".join(groups) + "\n"}
+    for case in cases[:len(cases) if files_of_a_case else 0]:
+        folder = "output/cases/" + pathlib.PurePath(case[0]).stem
+        (output.parent / folder).mkdir()
+        files.update((f"{folder}/{file}.jpg", "x") for file in range(files_of_a_case))
     listed = []
-    for name, text in files.items():
+    for name, text in sorted(files.items()):
         data = text.encode()
         (output.parent / name).write_bytes(data)
         listed.append([name, len(data), sha256(data)])
@@ -91,6 +96,7 @@ def write_result(job, plan, number, templates):
 def main():
     rows = int(sys.argv[1]) if len(sys.argv) > 1 else 1_000_000
     shards = int(sys.argv[2]) if len(sys.argv) > 2 else 1_000
+    files = int(sys.argv[3]) if len(sys.argv) > 3 else 0
     with tempfile.TemporaryDirectory() as scratch:
         folder = pathlib.Path(scratch)
         templates = real_run(folder)
@@ -105,7 +111,7 @@ def main():
         measure("plan", "--input-list", folder / "list.csv", "--shards", str(shards), job, "--", *OPTIONS)
         plan = json.loads((job / "plan.json").read_text())
         for number in range(1, len(plan["shards"]) + 1):
-            write_result(job, plan, number, templates)
+            write_result(job, plan, number, templates, files)
         measure("todo", job)
         measure("status", job)
         measure("merge", job, "--output-dir", folder / "out")
