@@ -29,15 +29,15 @@ two_processes() {
   build/kavrel-shard merge "$scratch/job" --output-dir "$scratch/out"
 } >"$scratch/two.txt" 2>/dev/null
 
-# The least time in seconds of a name, "least NAME"; one more is "timed NAME COMMAND...".
-least() { sort -n "$scratch/$1" | head -1; }
+# Seconds on the clock and of the processors' time are kept by name; the least of those on the clock.
 timed() {
-  local name="$1"
+  local name="$1" TIMEFORMAT='%R %U %S'
   shift
   rm -rf "$scratch/out" "$scratch/job"
-  local TIMEFORMAT=%R
   { time "$@"; } 2>>"$scratch/$name"
 }
+least() { sort -n "$scratch/$1" | head -1 | cut -d ' ' -f 1; }
+last() { tail -1 "$scratch/$1" | awk '{ printf "%.1f s (%.1f s of CPU)", $1, $2 + $3 }'; }
 
 for ((round = 1; round <= rounds; ++round)); do
   timed one_thread one_process 1
@@ -45,9 +45,8 @@ for ((round = 1; round <= rounds; ++round)); do
   cp "$scratch/out/frame_summary.csv" "$scratch/frames.csv"
   timed processes two_processes
   cmp "$scratch/frames.csv" "$scratch/out/frame_summary.csv"
-  echo "round $round: one thread $(tail -1 "$scratch/one_thread") s, two threads" \
-    "$(tail -1 "$scratch/two_threads") s, two processes $(tail -1 "$scratch/processes") s;" \
-    "load $(cut -d ' ' -f 1 /proc/loadavg) on $(nproc) cores"
+  echo "round $round: one thread $(last one_thread), two threads $(last two_threads)," \
+    "two processes $(last processes); load $(cut -d ' ' -f 1 /proc/loadavg) on $(nproc) cores"
 done
 awk -v two="$(least processes)" -v one="$(least one_thread)" -v threads="$(least two_threads)" 'BEGIN {
   printf "two processes take %.2f of the time of one with one thread, and %.2f of one with two threads\n",
