@@ -70,6 +70,7 @@ struct Options {
   std::vector<std::string> min_slices;
   std::string markdown;
   std::string json;
+  int max_unlabelled = 0;
   int max_broken = 0;
   bool lower_bound = false;
 };
@@ -260,6 +261,7 @@ report::GateRules rules_of(const Options& options) {
   for (const std::string& text : options.min_slices) {
     rules.min_slices.push_back(report::parse_named_share(text));
   }
+  rules.max_unlabelled = options.max_unlabelled;
   rules.max_broken = options.max_broken;
   rules.lower_bound = options.lower_bound;
   return rules;
@@ -272,7 +274,7 @@ report::GateVerdict judge(const Options& options, const report::RecordedRun& run
     return report::judge_release(run, assessment, slices, nullptr, rules);
   }
   const report::RecordedRun base = report::read_run(options.base_dir);
-  const report::Assessment base_assessment = report::assess(base, region_words(options));
+  const report::Assessment base_assessment = assess(base, options);
   const report::Comparison comparison =
       report::compare_runs(base, base_assessment, run, assessment);
   const report::ComparedRuns runs{base, base_assessment, run, assessment, comparison};
@@ -281,7 +283,7 @@ report::GateVerdict judge(const Options& options, const report::RecordedRun& run
 
 int gate(const Options& options) {
   const report::RecordedRun run = report::read_run(options.output_dir);
-  const report::Assessment assessment = report::assess(run, region_words(options));
+  const report::Assessment assessment = assess(run, options);
   const report::Slices slices = report::slice_run(run, assessment, options.list);
   const report::GateVerdict verdict = judge(options, run, assessment, slices);
   const report::JudgedRun judged{run, assessment, slices, verdict};
@@ -440,6 +442,11 @@ void add_gate(CLI::App& app, Options& options, int& status) {
                           "COLUMN=SHARE or COLUMN:VALUE=SHARE: of groups, by a column of the list");
   gate_command.add_flag("--lower-bound", options.lower_bound,
                         "the worse end of each 95 % interval has to hold");
+  gate_command
+      .add_option("--max-unlabelled", options.max_unlabelled,
+                  "so many groups may be without an expected text")
+      ->capture_default_str()
+      ->check(complaint_about_count);
   gate_command.add_option("--base", options.base_dir, "a run in which no more groups were right");
   gate_command.add_option("--max-broken", options.max_broken, "so many of its groups may be lost")
       ->capture_default_str()
@@ -448,6 +455,7 @@ void add_gate(CLI::App& app, Options& options, int& status) {
   gate_command.add_option("--json", options.json, "the verdict for machines");
   add_words(gate_command, options);
   add_list(gate_command, options);
+  add_truth(gate_command, options);
 }
 
 void add_trend(CLI::App& app, Options& options, int& status) {

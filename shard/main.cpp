@@ -32,7 +32,9 @@ struct Options {
 int verify(const Options& options) {
   const std::vector<kavrel::CaseItem> list = kavrel::read_input_list(options.list);
   const kavrel::RunCheck check = kavrel::check_whole_run(options.output_dir, &list);
-  for (const std::string& fault : check.faults) kavrel::log_line("[FINDING] " + fault);
+  for (const kavrel::RunFault& fault : check.faults) {
+    kavrel::log_line("[FINDING] " + fault.text);
+  }
   if (!check.faults.empty()) {
     throw std::runtime_error("not a whole run of " + options.list + ": " + options.output_dir);
   }

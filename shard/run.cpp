@@ -229,7 +229,7 @@ Ended run_kavrel(const Run& run, const std::vector<CaseItem>& cases) {
     const RunCheck check = check_whole_run(run.output(), &cases);
     if (check.faults.empty()) return ended;
     ended.exit_status = 1;
-    ended.error = "the output is not whole, is the disk full? " + check.faults.front();
+    ended.error = "the output is not whole, is the disk full? " + check.faults.front().text;
     return ended;
   }
   ended.error = last_line_of(run.log());

@@ -1,6 +1,7 @@
 #include "report/assessment/confusion.h"
 
 #include <algorithm>
+#include <set>
 
 #include "app/base/output_format.h"
 #include "app/base/text.h"
@@ -9,16 +10,6 @@
 
 namespace kavrel::report {
 namespace {
-
-int count_expected(const CharacterCounts& counts, char32_t expected) {
-  if (expected == kNoCharacter) return 0;
-  int total = 0;
-  for (auto pair = counts.lower_bound({expected, 0});
-       pair != counts.end() && pair->first.first == expected; ++pair) {
-    total += pair->second;
-  }
-  return total;
-}
 
 // A part of the plate: its characters, and the field of each.
 struct Row {
@@ -111,15 +102,27 @@ const Row* row_meant(const std::vector<const Row*>& rows, const std::u32string& 
   return nearest;
 }
 
+using Pairs = std::set<std::pair<char32_t, char32_t>>;
+
 // A character that was added counts for the field of the one before it.
-void add_pairs(const Row& row, const std::u32string& text, ConfusionCounts& counts) {
+void add_pairs(const Row& row, const std::u32string& text,
+               std::array<Pairs, kFields.size()>& pairs_of_fields) {
   std::size_t next = 0;
   for (const AlignedPair& pair : align(row.text, text)) {
     const std::size_t field =
         row.fields[next > 0 && pair.expected == kNoCharacter ? next - 1 : next];
-    ++counts[field][{pair.expected, pair.read}];
+    pairs_of_fields[field].insert({pair.expected, pair.read});
     if (pair.expected != kNoCharacter) ++next;
   }
+}
+
+void count_once(const Pairs& pairs, FieldConfusions& counts) {
+  std::set<char32_t> expected;
+  for (const auto& pair : pairs) {
+    ++counts.pairs[pair];
+    if (pair.first != kNoCharacter) expected.insert(pair.first);
+  }
+  for (const char32_t character : expected) ++counts.expected[character];
 }
 
 }  // namespace
@@ -127,19 +130,24 @@ void add_pairs(const Row& row, const std::u32string& text, ConfusionCounts& coun
 void add_confusions(const PlateFields& expected, const std::vector<OcrText>& readings,
                     ConfusionCounts& counts) {
   const PlateRows rows = rows_of(expected);
+  std::array<Pairs, kFields.size()> pairs;
   for (const OcrText& reading : readings) {
     const std::u32string text = characters_of(reading.text);
     const Row* row = row_meant(rows_shown(reading.source, rows), text);
-    if (row != nullptr) add_pairs(*row, text, counts);
+    if (row != nullptr) add_pairs(*row, text, pairs);
+  }
+  for (std::size_t field = 0; field < pairs.size(); ++field) {
+    count_once(pairs[field], counts[field]);
   }
 }
 
 std::vector<Confusion> most_frequent(const ConfusionCounts& counts) {
   std::vector<Confusion> confusions;
   for (std::size_t field = 0; field < counts.size(); ++field) {
-    for (const auto& [pair, count] : counts[field]) {
+    for (const auto& [pair, count] : counts[field].pairs) {
       if (pair.first == pair.second) continue;
-      const int of = count_expected(counts[field], pair.first);
+      const auto expected = counts[field].expected.find(pair.first);
+      const int of = expected == counts[field].expected.end() ? 0 : expected->second;
       confusions.push_back({field, pair.first, pair.second, count, of});
     }
   }

@@ -12,13 +12,18 @@
 
 namespace kavrel::report {
 
-// How often readings had the second character in the place of the first one, which was expected;
-// kNoCharacter where one of them is missing. Equal ones are counted too.
+// In how many frames a reading had the second character in the place of the first one, which was
+// expected; kNoCharacter where one of them is missing. Equal ones are counted too.
 using CharacterCounts = std::map<std::pair<char32_t, char32_t>, int>;
 
-// Of each field.
-using ConfusionCounts = std::array<CharacterCounts, kFields.size()>;
+struct FieldConfusions {
+  CharacterCounts pairs;
+  std::map<char32_t, int> expected;  // frames with a reading that should have had the character
+};
 
+using ConfusionCounts = std::array<FieldConfusions, kFields.size()>;
+
+// Of a frame: a confusion counts once, however many of its readings have it.
 // Compares every reading with the row of the plate that its window shows; a detected text line
 // with that part of the plate which it resembles most. A reading that has less than half of the
 // expected characters did not mean them, and is not counted; nor are blanks and the serial's
@@ -30,8 +35,8 @@ struct Confusion {
   std::size_t field;
   char32_t expected;
   char32_t read;
-  int count;
-  int of;  // how often readings should have had the expected character; 0 if it is missing
+  int count;  // of frames
+  int of;     // frames whose readings should have had the expected character; 0 if it is missing
 };
 
 // Of characters that differ, most frequent first, then in the order of fields and characters.

@@ -71,6 +71,11 @@ void judge_slice(const Slices& slices, const std::string& name, double least, bo
   if (!any) throw std::runtime_error("no value " + name + " in the list");
 }
 
+GateLine mostly_labelled(const Score& groups, int most) {
+  return {"groups without an expected text are at most " + std::to_string(most),
+          groups.unlabelled <= most, std::to_string(groups.unlabelled)};
+}
+
 GateLine not_broken(const ComparedRuns& compared, int most) {
   const int lost = count_lost(compared.comparison, false);
   return {"groups that were correct and no longer are at most " + std::to_string(most),
@@ -125,6 +130,7 @@ GateVerdict judge_release(const RecordedRun& run, const Assessment& assessment,
   GateVerdict verdict;
   std::vector<GateLine>& lines = verdict.lines;
   lines.push_back(whole("the run", run));
+  lines.push_back(mostly_labelled(assessment.groups, rules.max_unlabelled));
   if (rules.min_groups) {
     lines.push_back(at_least("groups correct", assessment.groups.plates.share(), *rules.min_groups,
                              of_interval));

@@ -18,6 +18,7 @@ struct GateRules {
   std::vector<std::pair<std::size_t, double>> min_fields;  // of groups; where it stands in kFields
   std::vector<std::pair<std::size_t, double>> max_causes;  // of frames; where it stands in kCauses
   std::vector<std::pair<std::string, double>> min_slices;  // "COLUMN" or "COLUMN:VALUE"; of groups
+  int max_unlabelled = 0;                                  // groups without an expected text
   int max_broken = 0;                                      // with a base run
   bool lower_bound = false;  // the worse end of the 95 % interval has to hold, not the value
 };
@@ -42,7 +43,8 @@ struct GateVerdict {
   bool passes() const;
 };
 
-// The first line is that the run is whole and labelled, and the same of `base`; null without one.
+// The first lines are that the run is whole and labelled, and how many of its groups are not; then
+// come the rules, and then the same of `base`; null without one.
 // Throws std::runtime_error if a rule names a column or a value that the slices do not have.
 GateVerdict judge_release(const RecordedRun& run, const Assessment& assessment,
                           const Slices& slices, const ComparedRuns* compared,

@@ -25,7 +25,7 @@ bool is_digit_or_none(char32_t character) {
 CharacterCounts digit_counts(const ConfusionCounts& counts) {
   CharacterCounts digits;
   for (const std::size_t field : {kClass, kSerial}) {
-    for (const auto& [pair, count] : counts[field]) {
+    for (const auto& [pair, count] : counts[field].pairs) {
       if (is_digit_or_none(pair.first) && is_digit_or_none(pair.second)) digits[pair] += count;
     }
   }
@@ -104,8 +104,8 @@ void add_map(const char* id, const char* caption, const CharacterCounts& counts,
 
 View heat_maps(const ConfusionCounts& counts) {
   View maps = make_list();
-  add_map("kana", "Kana that were confused: expected down, read across", counts[kKana],
-          axes_of(counts[kKana]), maps);
+  add_map("kana", "Kana that were confused: expected down, read across", counts[kKana].pairs,
+          axes_of(counts[kKana].pairs), maps);
   const CharacterCounts digits = digit_counts(counts);
   Axes all_digits = axes_of(digits);
   for (char32_t digit = U'0'; digit <= U'9'; ++digit) {

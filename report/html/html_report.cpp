@@ -109,8 +109,8 @@ std::string top_confusion(const std::vector<Confusion>& confusions) {
   if (confusions.empty()) return "";
   const Confusion& top = confusions.front();
   return "Most frequent confusion: " + character_name(top.expected) + " read as " +
-         character_name(top.read) + " in " + kFields[top.field].name + ", " + digits(top.count) +
-         (top.count == 1 ? " time." : " times.");
+         character_name(top.read) + " in " + kFields[top.field].name + ", in readings of " +
+         count_of(top.count, "frame") + ".";
 }
 
 std::string main_cause(const Assessment& assessment) {

@@ -6,9 +6,7 @@
 #include <array>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -16,6 +14,7 @@
 
 #include "app/base/output_format.h"
 #include "app/base/text.h"
+#include "app/base/whole_run.h"
 #include "reading/status.h"
 #include "report/base/csv_file.h"
 #include "report/base/unicode.h"
@@ -38,27 +37,53 @@ constexpr const char* kEmpty = "empty";
 constexpr const char* kUnlabelled = "unlabelled";
 }  // namespace fault
 
+constexpr std::size_t kFaultsTold = 5;
+
 void add_fault(const char* key, const std::string& text, RecordedRun& run) {
   run.faults.push_back({key, text});
   run.notices.push_back(text);
+}
+
+const char* key_of(RunFaultKind kind) {
+  switch (kind) {
+    case RunFaultKind::kAborted:
+      return fault::kAborted;
+    case RunFaultKind::kCut:
+      return fault::kCut;
+    case RunFaultKind::kMixed:
+      break;
+  }
+  return fault::kMixed;
+}
+
+// A copy of a run may leave its cases out.
+void check_wholeness(RecordedRun& run) {
+  const bool has_cases = fs::is_directory(run.dir + "/" + output::kCases);
+  const RunCheck check =
+      check_whole_run(run.dir, nullptr, has_cases ? RunDepth::kAll : RunDepth::kTables);
+  const std::size_t told = std::min(check.faults.size(), kFaultsTold);
+  for (std::size_t i = 0; i < told; ++i) {
+    const auto& [kind, text] = check.faults[i];
+    const std::size_t more = i + 1 == told ? check.faults.size() - told : 0;
+    add_fault(key_of(kind),
+              printable(text) + (more == 0 ? "." : "; and " + count_of(more, "more finding") + "."),
+              run);
+  }
+  run.input_mode = printable(check.totals.input_mode);
+  if (!run.input_mode.empty()) run.used_plate_det = check.totals.use_plate_det;
 }
 
 // The rows of a file without its header and without those that are no rows of it; nothing without
 // the file, or of an empty one.
 std::optional<Rows> read_rows(const std::string& name, output::Columns columns, RecordedRun& run) {
   auto file = read_csv(run.dir + "/" + name);
-  if (!file) return std::nullopt;
-  if (file->rows.empty()) {
-    add_fault(fault::kCut, name + " is empty: was the disk full?", run);
-    return std::nullopt;
-  }
-  if (file->cut) add_fault(fault::kCut, name + ": the last row is cut and left out.", run);
+  if (!file || file->rows.empty()) return std::nullopt;
   const CsvRow header(columns.begin(), columns.end());
   if (file->rows.front() != header) {
     throw std::runtime_error(run.dir + "/" + name + " does not begin with kavrel's header");
   }
   Rows rows;
-  std::size_t damaged = 0;
+  std::size_t damaged = file->cut ? 1 : 0;
   for (std::size_t i = 1; i < file->rows.size(); ++i) {
     if (file->rows[i].size() == header.size()) {
       rows.push_back(output::make_row(columns, file->rows[i]));
@@ -67,7 +92,8 @@ std::optional<Rows> read_rows(const std::string& name, output::Columns columns, 
     }
   }
   if (damaged > 0) {
-    add_fault(fault::kCut, name + ": " + count_of(damaged, "damaged row") + " left out.", run);
+    run.notices.push_back(count_of(damaged, "row") + " of " + name +
+                          (damaged == 1 ? " is" : " are") + " cut or damaged, and left out.");
   }
   return rows;
 }
@@ -145,53 +171,12 @@ void compare_with_summary(const Rows& rows, RecordedRun& run) {
   }
   for (const auto& [group_id, result] : written) differing.insert(group_id);
   if (differing.empty()) return;
-  add_fault(fault::kMixed,
-            std::string(output::kGroupSummary) + " tells otherwise of " +
-                count_of(differing.size(), "group") + ", " + printable(*differing.begin()) +
-                " the first: it belongs to an earlier run, or a file was cut or edited. "
-                "The figures here follow " +
-                output::kFrameSummary + ".",
-            run);
-}
-
-struct Totals {
-  std::string input_mode;
-  bool used_plate_det;
-  std::size_t frames;
-  std::size_t groups;
-};
-
-// Nothing if the file is missing or no JSON of kavrel.
-std::optional<Totals> read_totals(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
-  try {
-    const auto json = nlohmann::json::parse(text);
-    return Totals{json.at(output::total::kInputMode), json.at(output::total::kUsePlateDet),
-                  json.at(output::total::kFrameTotal), json.at(output::total::kGroupTotal)};
-  } catch (const nlohmann::json::exception&) {
-    return std::nullopt;
-  }
-}
-
-void compare_with_totals(RecordedRun& run) {
-  const std::string path = run.dir + "/" + output::kFinalResult;
-  const auto totals = read_totals(path);
-  if (totals) {
-    run.input_mode = printable(totals->input_mode);
-    run.used_plate_det = totals->used_plate_det;
-    if (totals->frames == run.frames.size() && totals->groups == run.groups.size()) return;
-    add_fault(fault::kMixed,
-              std::string(output::kFinalResult) + " counts " + count_of(totals->frames, "frame") +
-                  " and " + count_of(totals->groups, "group") + ", the rows are those of " +
-                  count_of(run.frames.size(), "frame") + " and " +
-                  count_of(run.groups.size(), "group") + ".",
-              run);
-  } else if (fs::exists(path)) {
-    add_fault(fault::kCut, std::string(output::kFinalResult) + " cannot be read.", run);
-  } else if (fs::exists(run.dir + "/" + output::kGroupSummary)) {
-    add_fault(fault::kAborted, std::string("There is no ") + output::kFinalResult + ".", run);
-  }
+  const std::string text = std::string(output::kGroupSummary) + " tells otherwise of " +
+                           count_of(differing.size(), "group") + ", " +
+                           printable(*differing.begin()) + " the first. The figures here follow " +
+                           output::kFrameSummary + ".";
+  if (!run.faults.empty()) return run.notices.push_back(text);
+  add_fault(fault::kMixed, text, run);  // both tables are whole, and edited
 }
 
 std::string utc_time(const fs::path& path) {
@@ -225,36 +210,8 @@ void take_frames(const Rows& rows, RecordedRun& run) {
 }
 
 void take_groups(const Rows& rows, RecordedRun& run) {
-  add_fault(fault::kCut,
-            std::string("There is no ") + output::kFrameSummary + ": only the groups are known.",
-            run);
+  run.notices.emplace_back("Only the groups are known.");
   for (const output::Row& row : rows) run.groups.push_back({group_of(row), {}});
-}
-
-void compare_with_groups(const std::optional<Rows>& group_rows, RecordedRun& run) {
-  if (group_rows) return compare_with_summary(*group_rows, run);
-  if (fs::exists(run.dir + "/" + output::kGroupSummary)) return;  // empty, which was told
-  add_fault(fault::kAborted,
-            std::string("The run did not finish, there is no ") + output::kGroupSummary +
-                ": these are the " + count_of(run.frames.size(), "frame") +
-                " that it read before, and the last group may lack some.",
-            run);
-}
-
-// An aborted run leaves the folder of the case that it could not read.
-void find_older_cases(RecordedRun& run) {
-  std::set<std::string> names;
-  for (const FrameResult& frame : run.frames) names.insert(case_name(frame));
-  std::error_code error;
-  std::size_t others = 0;
-  for (const auto& entry : fs::directory_iterator(run.dir + "/" + output::kCases, error)) {
-    if (names.count(entry.path().filename().string()) == 0) ++others;
-  }
-  if (others == 0 || !run.faults.empty()) return;
-  add_fault(fault::kMixed,
-            std::string(output::kCases) + "/ has " + count_of(others, "folder") +
-                " of no case of this run: an earlier one wrote into the same directory.",
-            run);
 }
 
 // First what spoils every reading: no detector, another dictionary.
@@ -307,6 +264,7 @@ RecordedRun read_run(const std::string& dir) {
   RecordedRun run;
   run.dir = dir;
   run.log = read_run_log(dir);
+  check_wholeness(run);
   const auto frame_rows = read_rows(output::kFrameSummary, output::kFrameColumns, run);
   const auto group_rows = read_rows(output::kGroupSummary, output::kGroupColumns, run);
   if (!frame_rows && !group_rows) {
@@ -316,9 +274,12 @@ RecordedRun read_run(const std::string& dir) {
   run.ended = utc_time(dir + "/" + (frame_rows ? output::kFrameSummary : output::kGroupSummary));
   if (frame_rows) {
     take_frames(*frame_rows, run);
-    compare_with_groups(group_rows, run);
-    compare_with_totals(run);
-    find_older_cases(run);
+    if (group_rows) {
+      compare_with_summary(*group_rows, run);
+    } else {
+      run.notices.push_back("These are the " + count_of(run.frames.size(), "frame") +
+                            " that were read, and the last group may lack some.");
+    }
     compare_with_log(run);
   } else {
     take_groups(*group_rows, run);

@@ -15,11 +15,17 @@ cv::Point2f point_of(const json& point) {
   return {point.at(0).get<float>(), point.at(1).get<float>()};
 }
 
+// Shares and widths of it are measured.
+bool is_empty(const TruePlace& place) {
+  const auto& [top_left, top_right, bottom_right, bottom_left] = place.corners;
+  return place.box.empty() || (top_left == top_right && bottom_left == bottom_right);
+}
+
 TruePlace place_of(const json& plate) {
   const json& box = plate.at("box");
-  TruePlace place{{cv::Point2f(box.at(0).get<float>(), box.at(1).get<float>()),
-                   cv::Point2f(box.at(2).get<float>(), box.at(3).get<float>())},
-                  {}};
+  const auto left = box.at(0).get<float>();
+  const auto top = box.at(1).get<float>();
+  TruePlace place{{left, top, box.at(2).get<float>() - left, box.at(3).get<float>() - top}, {}};
   for (std::size_t i = 0; i < place.corners.size(); ++i) {
     place.corners[i] = point_of(plate.at("corners").at(i));
   }
@@ -48,7 +54,11 @@ Truth read_truth(const std::string& path) {
   try {
     Truth truth;
     for (const json& plate : json::parse(file)) {
-      truth.add(plate.at("image_path"), place_of(plate));
+      const TruePlace place = place_of(plate);
+      const std::string image_path = plate.at("image_path");
+      if (is_empty(place))
+        throw std::runtime_error("an empty place in " + path + ": " + image_path);
+      truth.add(image_path, place);
     }
     return truth;
   } catch (const json::exception& error) {

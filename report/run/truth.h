@@ -35,7 +35,7 @@ class Truth {
 //   box          left, top, right and bottom
 //   corners      four points x, y: top left, top right, bottom right, bottom left
 // in pixels of the image, 0 in the middle of the first one. Throws std::runtime_error with the
-// file's name if it is no such file.
+// file's name if it is no such file, or a box has no size.
 Truth read_truth(const std::string& path);
 
 }  // namespace kavrel::report

@@ -24,7 +24,7 @@ std::vector<Confusion> confusions_in(const std::vector<OcrText>& readings) {
   return most_frequent(counts);
 }
 
-// The kana of a1 to a3 was read as い once; that of b in two readings, one of them as き. What the
+// The kana of a1 to a3 was read as い once; that of b1 in two readings, one of them as き. What the
 // kana search made of b2 is no reading.
 TEST(Confusions, AreListedMostFrequentFirst) {
   const kavrel_test::OutputDir dir;
@@ -32,8 +32,8 @@ TEST(Confusions, AreListedMostFrequentFirst) {
   const auto list = most_frequent(assess(read_run(dir.path()), kavrel_test::kWords).confusions);
   ASSERT_EQ(list.size(), 3U);
   expect_confusion(list[0], "kana", U'あ', U'い', 1, 3);
-  expect_confusion(list[1], "kana", U'さ', U'き', 1, 2);
-  expect_confusion(list[2], "serial", U'8', kNoCharacter, 1, 5);
+  expect_confusion(list[1], "kana", U'さ', U'き', 1, 1);
+  expect_confusion(list[2], "serial", U'8', kNoCharacter, 1, 3);
 }
 
 // Both 3 and 7 are there: what the vote made of the two rows does not tell which character failed.
@@ -51,8 +51,21 @@ TEST(Confusions, TakeATextLineForThePartThatItResembles) {
                                    {"gray_det_crop_2", "801"},
                                    {"gray_det_crop_3", "福岡301わ7788"}});
   ASSERT_EQ(list.size(), 2U);
-  expect_confusion(list[0], "class_no", U'3', U'8', 1, 3);
-  expect_confusion(list[1], "serial", U'7', U'T', 1, 4);
+  expect_confusion(list[0], "class_no", U'3', U'8', 1, 1);
+  expect_confusion(list[1], "serial", U'7', U'T', 1, 1);
+}
+
+TEST(Confusions, CountAFrameOnceHoweverManyReadingsItHas) {
+  ConfusionCounts counts;
+  const PlateFields plate = {"福岡", "301", "わ", "77-88", ""};
+  const std::vector<OcrText> wrong = {
+      {"gray_upper_row", "福岡801"}, {"clahe_upper_row", "福岡801"}, {"up2x_upper_row", "福岡301"}};
+  add_confusions(plate, wrong, counts);
+  add_confusions(plate, wrong, counts);
+  add_confusions(plate, {{"gray_upper_row", "福岡301"}}, counts);
+  const auto list = most_frequent(counts);
+  ASSERT_EQ(list.size(), 1U);
+  expect_confusion(list[0], "class_no", U'3', U'8', 2, 3);
 }
 
 TEST(Confusions, LeaveOutAReadingOfSomethingElse) {

@@ -66,6 +66,7 @@ TEST_F(Gate, HasALineForEachRuleAndEndsWithItsStatus) {
   EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
   EXPECT_EQ(outcome.out, "holds  the run is whole and labelled: " + dir_.path() +
                              "\n"
+                             "holds  groups without an expected text are at most 0: 0\n"
                              "holds  groups correct at least 90.0 %: 9 of 10, 90.0 % (59.6 to "
                              "98.2)\n"
                              "holds  kana of groups correct at least 90.0 %: 9 of 10, 90.0 % (59.6 "
@@ -110,6 +111,21 @@ TEST_F(Gate, LetsNoRunPassThatIsNotWhole) {
   EXPECT_EQ(gate({"--base", aborted.path()}).status, 3);
 }
 
+TEST_F(Gate, LetsGroupsWithoutAnExpectedTextPassOnlyWhereToldSo) {
+  OutputDir partly;
+  partly.write_finished(small_run());
+  const ProgramOutcome outcome = gate({}, partly.path());
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_THAT(outcome.out, HasSubstr("fails  groups without an expected text are at most 0: 1\n"));
+  EXPECT_EQ(gate({"--max-unlabelled", "1"}, partly.path()).status, 0);
+}
+
+TEST_F(Gate, TakesThePlacesOfPlates) {
+  const std::string truth = dir_.write("truth.json", "[]");
+  EXPECT_EQ(gate({"--truth", truth}).status, 0);
+  EXPECT_EQ(gate({"--truth", dir_.path("none.json")}).status, 1);
+}
+
 TEST_F(Gate, HoldsARunAgainstABase) {
   std::vector<FrameResult> frames = ten_groups();
   frames[0] = frame_of("g0", "in/0.jpg", "品川 330 あ 12-34", {});
@@ -144,7 +160,7 @@ TEST_F(Gate, WritesMarkdownAndJson) {
             HasSubstr("There is no kavrel.log")));
   const auto json = nlohmann::json::parse(dir_.read("gate.json"));
   EXPECT_EQ(json["passes"], false);
-  EXPECT_EQ(json["rules"][1]["holds"], false);
+  EXPECT_EQ(json["rules"][2]["holds"], false);
   EXPECT_EQ(json["slices"][1]["value"], "south");
   EXPECT_EQ(json["slices"][1]["groups"]["correct"], 4);
 }

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <opencv2/imgcodecs.hpp>
 
+#include "app/base/output_format.h"
 #include "app/final_report.h"
 #include "app/frame_report.h"
 #include "reading/plate_parser.h"
@@ -29,6 +30,10 @@ StatusCounts write_frames(const std::vector<FrameResult>& frames, const std::str
     const auto report = make_frame_report(frame);
     counts.add(report.status);
     summary.add_row(report);
+    const std::string case_dir = kavrel::output::case_dir(dir, frame.image_path);
+    std::filesystem::create_directories(case_dir);
+    kavrel::write_result_txt(report, case_dir);
+    kavrel::write_result_json(report, case_dir);
   }
   return counts;
 }

@@ -116,7 +116,7 @@ TEST(Page, SaysInShortWhatIsWrong) {
   EXPECT_EQ(text_between(small_page(), "class=\"tile short\"", "</div>"),
             "In short Most frequent cause: text never read, in 3 of 5 frames that are not correct. "
             "Kana is the weakest field: misread in 1, not read in 1 of 4 groups. Most frequent "
-            "confusion: あ read as い in Kana, 1 time.");
+            "confusion: あ read as い in Kana, in readings of 1 frame.");
 }
 
 // Columns: right, misread, not read and accuracy of groups and of frames; then never read, taken
@@ -134,8 +134,9 @@ TEST(Page, ShowsTheFiguresOfEachField) {
 TEST(Page, ListsConfusionsMostFrequentFirst) {
   EXPECT_EQ(
       text_between(small_page(), "id=\"confusion-list\"", "</table>"),
-      "Characters of readings, most frequent first Field Expected Read Times Of Kana あ い 1 3 "
-      "Kana さ き 1 2 Serial 8 nothing 1 5");
+      "Characters that readings confused, those of most frames first Field Expected Read Frames Of "
+      "Kana あ い 1 3 "
+      "Kana さ き 1 1 Serial 8 nothing 1 3");
 }
 
 TEST(Page, ShowsConfusedKanaAsAHeatMap) {
@@ -151,7 +152,7 @@ TEST(Page, ShowsConfusedKanaAsAHeatMap) {
 TEST(Page, ShowsDigitsAsAHeatMap) {
   EXPECT_EQ(text_between(small_page(), "id=\"heat-digits\"", "</table>"),
             "Digits of class number and serial: expected down, read across; – is none "
-            "0 1 2 3 4 5 6 7 8 9 – 0 10 1 4 2 3 3 10 4 3 5 6 6 3 7 5 8 4 1 9");
+            "0 1 2 3 4 5 6 7 8 9 – 0 6 1 4 2 3 3 7 4 3 5 4 6 2 7 3 8 3 1 9");
 }
 
 TEST(Page, HasACardForEachGroupThatIsNotCorrect) {

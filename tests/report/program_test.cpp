@@ -139,7 +139,7 @@ TEST_F(ReportProgram, ReportsAnAbortedRun) {
   const OutputDir aborted;
   aborted.write_aborted(small_run());
   EXPECT_EQ(run_report({"html", aborted.path()}).status, 0);
-  EXPECT_THAT(aborted.read("report.html"), HasSubstr("The run did not finish"));
+  EXPECT_THAT(aborted.read("report.html"), HasSubstr("the run did not finish"));
 }
 
 // A disk that was full leaves the file without a byte.

@@ -56,6 +56,12 @@ TEST(Truth, NamesTheFileThatIsNone) {
                 testing::HasSubstr("no places of plates in " + dir.path("truth.json")))
         << text;
   }
+  const std::string corners = R"(, "corners": [[1, 2], [11, 2], [11, 7], [1, 7]]}])";
+  for (const char* box : {"[1, 2, 1, 7]", "[1, 2, 11, 2]", "[11, 2, 1, 7]"}) {
+    const std::string text = R"([{"image_path": "a.jpg", "box": )" + std::string(box) + corners;
+    EXPECT_EQ(message_of(dir.write("truth.json", text)),
+              "an empty place in " + dir.path("truth.json") + ": a.jpg");
+  }
 }
 
 }  // namespace

@@ -33,52 +33,65 @@ class Check {
  public:
   Check(const std::string& dir, const std::vector<CaseItem>* list) : dir_(dir), list_(list) {}
 
-  RunCheck run() {
+  RunCheck run(RunDepth depth) {
     check_table(output::kFrameSummary, output::kFrameColumns,
                 [this](const output::Row& row) { take_frame(row); });
     if (list_ != nullptr && list_->size() != frames_.rows) {
-      fault(output::kFrameSummary, "has " + std::to_string(frames_.rows) + " rows, the list has " +
-                                       std::to_string(list_->size()));
+      fault(RunFaultKind::kMixed, output::kFrameSummary,
+            "has " + std::to_string(frames_.rows) + " rows, the list has " +
+                std::to_string(list_->size()));
+    }
+    if (!result_.faults.empty()) {  // all else would differ for that alone
+      check_existence(output::kGroupSummary);
+      check_existence(output::kFinalResult);
+      return result_;
     }
     group_ = frames_.groups.begin();
     check_table(output::kGroupSummary, output::kGroupColumns,
                 [this](const output::Row& row) { take_group(row); });
-    if (group_ != frames_.groups.end()) {
-      fault(output::kGroupSummary, "has no row of group " + group_->first);
+    if (result_.faults.empty() && group_ != frames_.groups.end()) {
+      fault(RunFaultKind::kMixed, output::kGroupSummary, "has no row of group " + group_->first);
     }
     check_totals();
-    check_cases();
+    if (depth == RunDepth::kAll) check_cases();
     return result_;
   }
 
  private:
-  void fault(const std::string& where, const std::string& what) {
-    result_.faults.push_back(where + " " + what);
+  void fault(RunFaultKind kind, const std::string& where, const std::string& what) {
+    result_.faults.push_back({kind, where + " " + what});
+  }
+
+  bool check_existence(const char* name) {
+    if (fs::exists(dir_ + "/" + name)) return true;
+    fault(RunFaultKind::kAborted, name, "is missing: the run did not finish");
+    return false;
   }
 
   template <typename Take>
   void check_table(const char* name, output::Columns columns, Take take) {
-    if (!fs::exists(dir_ + "/" + name)) {
-      fault(name, "is missing: the run did not finish");
-      return;
-    }
+    if (!check_existence(name)) return;
     CsvRecords records(dir_ + "/" + name);
     std::string record;
     try {
-      if (!records.next(record) || record != output::csv_header(columns)) {
-        fault(name, "does not begin with kavrel's header");
+      if (!records.next(record)) {
+        fault(RunFaultKind::kCut, name, "is empty: was the disk full?");
+        return;
+      }
+      if (record != output::csv_header(columns)) {
+        fault(RunFaultKind::kCut, name, "does not begin with kavrel's header");
         return;
       }
       while (records.next(record)) {
         const std::vector<std::string> cells = csv_cells(record);
         if (cells.size() != columns.size()) {
-          fault(name, "has a damaged row: " + record.substr(0, 80));
+          fault(RunFaultKind::kCut, name, "has a damaged row: " + record.substr(0, 80));
           return;
         }
         take(output::make_row(columns, cells));
       }
     } catch (const std::runtime_error&) {
-      fault(name, "cannot be read to its end, or is cut");
+      fault(RunFaultKind::kCut, name, "cannot be read to its end, or is cut");
     }
   }
 
@@ -88,9 +101,9 @@ class Check {
       const CaseItem& item = (*list_)[index];
       if (row.at(column::kImagePath) != item.image_path ||
           row.at(column::kExpected) != item.expected || row.at(column::kGroupId) != item.group_id) {
-        fault(output::kFrameSummary, "has in row " + std::to_string(index + 1) + " " +
-                                         row.at(column::kImagePath) + ", the list has " +
-                                         item.image_path + ", or another group or expected text");
+        fault(RunFaultKind::kMixed, output::kFrameSummary,
+              "has in row " + std::to_string(index + 1) + " " + row.at(column::kImagePath) +
+                  ", the list has " + item.image_path + ", or another group or expected text");
       }
     }
     if (row.at(column::kStatus) == output::status::kCorrect) ++frames_.correct;
@@ -103,27 +116,25 @@ class Check {
   void take_group(const output::Row& row) {
     ++group_rows_;
     if (row.at(column::kStatus) == output::status::kCorrect) ++groups_correct_;
+    if (!result_.faults.empty()) return;  // one tells that the table is of another run
     if (group_ == frames_.groups.end()) {
-      fault(output::kGroupSummary, "has group " + row.at(column::kGroupId) + ", of no frame");
+      fault(RunFaultKind::kMixed, output::kGroupSummary,
+            "has group " + row.at(column::kGroupId) + ", of no frame");
       return;
     }
     const auto& [id, group] = *group_++;
     if (row.at(column::kGroupId) != id || row.at(column::kExpected) != group.expected ||
         row.at(column::kFrameCount) != std::to_string(group.frames)) {
-      fault(output::kGroupSummary,
-            "tells of group " + row.at(column::kGroupId) + " where the frames are those of " + id);
+      fault(RunFaultKind::kMixed, output::kGroupSummary,
+            "tells otherwise of group " + row.at(column::kGroupId) + " than the frames of " + id);
     }
   }
 
   void check_totals() {
-    const std::string path = dir_ + "/" + output::kFinalResult;
-    if (!fs::exists(path)) {
-      fault(output::kFinalResult, "is missing: the run did not finish");
-      return;
-    }
-    const auto totals = read_final_result(text_of(path));
+    if (!check_existence(output::kFinalResult)) return;
+    const auto totals = read_final_result(text_of(dir_ + "/" + output::kFinalResult));
     if (!totals) {
-      fault(output::kFinalResult, "is cut or edited");
+      fault(RunFaultKind::kCut, output::kFinalResult, "is cut or edited");
       return;
     }
     result_.totals = *totals;
@@ -134,7 +145,9 @@ class Check {
         totals->group_total == group_rows_ &&
         totals->group_correct == static_cast<int>(groups_correct_) &&
         totals->group_check_or_failed == static_cast<int>(group_rows_ - groups_correct_);
-    if (!same) fault(output::kFinalResult, "counts otherwise than the tables");
+    if (!same && result_.faults.empty()) {
+      fault(RunFaultKind::kMixed, output::kFinalResult, "counts otherwise than the tables");
+    }
   }
 
   // The files of every case that no later one of its name took, by a second walk over the rows:
@@ -152,7 +165,8 @@ class Check {
     for (const auto& entry : fs::directory_iterator(dir_ + "/" + output::kCases)) {
       const std::string name = entry.path().filename();
       if (entry.is_directory() && frames_.last_of_case.count(name) == 0) {
-        fault(std::string(output::kCases) + "/" + name, "is of no row: it is of another run");
+        fault(RunFaultKind::kMixed, std::string(output::kCases) + "/" + name,
+              "is of no row: it is of another run");
       }
     }
   }
@@ -161,15 +175,17 @@ class Check {
     const std::string case_dir = output::case_dir(dir_, row.at(column::kImagePath));
     const std::string name = case_dir.substr(dir_.size() + 1);
     if (text_of(case_dir + "/" + output::kResultTxt) != output::result_txt(row)) {
-      fault(name + "/" + output::kResultTxt, "is missing, cut or of another run");
+      fault(RunFaultKind::kCut, name + "/" + output::kResultTxt,
+            "is missing, cut or of another run");
     }
     if (text_of(case_dir + "/" + output::kResultJson) != output::result_json(row)) {
-      fault(name + "/" + output::kResultJson, "is missing, cut or of another run");
+      fault(RunFaultKind::kCut, name + "/" + output::kResultJson,
+            "is missing, cut or of another run");
     }
     if (!fs::is_directory(case_dir)) return;
     for (const auto& entry : fs::directory_iterator(case_dir)) {
       if (entry.path().extension() == ".jpg" && !is_whole_jpeg(entry.path())) {
-        fault(name + "/" + entry.path().filename().string(), "is empty or cut");
+        fault(RunFaultKind::kCut, name + "/" + entry.path().filename().string(), "is empty or cut");
       }
     }
   }
@@ -200,8 +216,9 @@ class Check {
 
 }  // namespace
 
-RunCheck check_whole_run(const std::string& dir, const std::vector<CaseItem>* list) {
-  return Check(dir, list).run();
+RunCheck check_whole_run(const std::string& dir, const std::vector<CaseItem>* list,
+                         RunDepth depth) {
+  return Check(dir, list).run(depth);
 }
 
 }  // namespace kavrel
