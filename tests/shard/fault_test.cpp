@@ -284,7 +284,7 @@ TEST_F(Verify, FindsWhatIsNot) {
   const std::map<std::string, std::function<void()>> faults = {
       {"frame_summary.csv cannot be read to its end, or is cut", [&] { cut("frame_summary.csv"); }},
       {"summary.csv is missing: the run did not finish", [&] { remove("out/summary.csv"); }},
-      {"summary.csv does not begin with kavrel's header", [&] { write("out/summary.csv", ""); }},
+      {"summary.csv is empty: was the disk full?", [&] { write("out/summary.csv", ""); }},
       {"FINAL_RESULT.json is cut or edited", [&] { cut("FINAL_RESULT.json"); }},
       {"frame_summary.csv has 3 rows, the list has 2",
        [&] { write(kCaseList, "a.png,x,a\nb.png,,a\n"); }},
