@@ -18,11 +18,11 @@ list="${1:-samples/street/street_expected.csv}"
 output_dir="${2:-output/demo}"
 
 # A complete tree may be another user's, who alone can build in it.
-if [[ -w "$root" || ! -x "$root/build/kavrel-report" ]]; then
+if [[ -w "$root" || ! -x "$root/build/kavrel-shard" ]]; then
   "$root/tools/setup.sh"
   echo "demo.sh: building"
   [[ -f "$root/build/build.ninja" ]] || (cd "$root" && cmake --preset default >/dev/null)
-  ninja -C "$root/build" --quiet kavrel kavrel-report
+  ninja -C "$root/build" --quiet kavrel kavrel-report kavrel-shard
 fi
 
 if (($# == 0)); then
@@ -59,6 +59,10 @@ final_result="$({
 } 3>&1)" || status=$?
 
 echo "$final_result"
+if ((status == 0 || status == 2)); then
+  "$root/build/kavrel-shard" verify "$output_dir" --input-list "$list" >/dev/null ||
+    echo "demo.sh: the output directory does not hold one whole run, see above" >&2
+fi
 if [[ -f "$output_dir/frame_summary.csv" ]]; then
   "$root/build/kavrel-report" html "$output_dir" >/dev/null
   echo "
