@@ -31,8 +31,10 @@ NETWORKS = {"plate_det": "detector", "plate_corner": "corners", "plate_text": "t
             "plate_rec": "recogniser"}
 OPTIONS = {"plate_det": "--plate-det-model", "plate_corner": "--plate-corner-model",
            "plate_text": "--ppocr-det-model", "plate_rec": "--ppocr-rec-model"}
+PUBLIC = {"plate_text": "ppocr_det.onnx", "plate_rec": "ppocr_rec.onnx"}
 SETS = ("street", "hard", "second", "rendered")
 WITH_PLACES = SETS[:3]
+EVERY = 4                              # frame of a set is enough for boxes and corners
 READING = "_det_crop_"                 # of a line that the text detector has found
 
 
@@ -72,6 +74,20 @@ def planned(folder, set_name, precisions):
     return files, case_list, run_folder(folder, files, case_list)
 
 
+def planned_public(folder, precisions):
+    """The same with the public text networks, over plates that fill the picture."""
+    files, case_list, _ = planned(folder, "rendered", {})
+    for name, public in PUBLIC.items():
+        home = folder / "public" / precisions[name] if name in precisions else ROOT / "models/host"
+        files[name] = home / public
+    return files, case_list, run_folder(folder, files, case_list)
+
+
+def dictionary_of(files):
+    is_ours = files["plate_rec"].name == "plate_rec.onnx"
+    return ROOT / ("dict/plate_rec_dict.txt" if is_ours else "models/host/ppocr_rec_dict.txt")
+
+
 def run(files, case_list, output):
     """kavrel over the list."""
     if (output / "FINAL_RESULT.json").exists():
@@ -80,7 +96,7 @@ def run(files, case_list, output):
     part = output.with_suffix(".part")
     done = subprocess.run(
         [ROOT / "build/kavrel", "--input-mode", "frame" if "plate_det" in files else "roi",
-         *networks, "--ocr-dict", ROOT / "dict/plate_rec_dict.txt", "--input-list", case_list,
+         *networks, "--ocr-dict", dictionary_of(files), "--input-list", case_list,
          "--output-dir", part],
         cwd=ROOT, env={**os.environ, "KAVREL_HOST_THREADS": "1"}, check=False,
         capture_output=True, text=True)
@@ -122,7 +138,7 @@ def places(folder, precision):
         for name in WITH_PLACES:
             case_list = list_of(folder, name)
             truths = json.loads((case_list.parent / "street_truth.json").read_text("utf-8"))
-            found.extend(measure_chain.places(args, rows_of(case_list), {
+            found.extend(measure_chain.places(args, rows_of(case_list)[::EVERY], {
                 truth["image_path"]: truth for truth in truths}))
         found = [{name: float(value) for name, value in one.items()} for one in found]
         kept.write_text(json.dumps({"of": stamp, "found": found}))
@@ -134,6 +150,13 @@ def places(folder, precision):
 
 
 # Tables
+
+def print_networks(folder):
+    """By which one can tell whether the tables are of the networks of today."""
+    files = network_files(folder, {}).values()
+    print("Of", ", ".join(f"{path.name} {hashlib.sha256(path.read_bytes()).hexdigest()[:8]}"
+                          for path in files) + ":\n")
+
 
 def table_rows():
     """Name and precisions of every row."""
@@ -147,16 +170,24 @@ def table_rows():
             yield f"{NETWORKS[name]} in {precision}", {name: precision}
 
 
-def results(folder, jobs):
-    """Of every row, the folders of its runs by set."""
-    rows = [(title, {name: planned(folder, name, precisions) for name in SETS})
-            for title, precisions in table_rows()]
+def public_rows():
+    yield "both in float32", {}
+    for precision in PRECISIONS:
+        yield f"both in {precision}", dict.fromkeys(PUBLIC, precision)
+    for name in PUBLIC:
+        yield f"{NETWORKS[name]} in int8", {name: "int8"}
+
+
+def make_runs(rows, jobs):
+    """Runs what the rows need; of every row that is whole, its folders by set."""
     runs = {output: (files, case_list, output)
             for _, by_set in rows for files, case_list, output in by_set.values()}
-    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        list(pool.map(lambda one: run(*one), runs.values()))
+    if jobs:
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            list(pool.map(lambda one: run(*one), runs.values()))
     return [(title, {name: output for name, (_, _, output) in by_set.items()})
-            for title, by_set in rows]
+            for title, by_set in rows
+            if all((output / "FINAL_RESULT.json").exists() for _, _, output in by_set.values())]
 
 
 def count_cells(by_set):
@@ -168,39 +199,50 @@ def count_cells(by_set):
     return [*cells, f"{total[0]} / {total[1]}"], total
 
 
-def print_counts(rows):
-    plain = count_cells(rows[0][1])[1]
+def print_counts(first, rows):
+    if not rows:
+        return
+    sizes = count_cells(rows[0][1])[1]
     table = []
     for title, by_set in rows:
         cells, total = count_cells(by_set)
-        points = [100 * (total[place] - plain[place]) / plain[place + 2] for place in (0, 1)]
+        points = [100 * (total[place] - sizes[place]) / sizes[place + 2] for place in (0, 1)]
         table.append((title, *cells, *(f"{point:+.1f}" for point in points)))
-    sizes = count_cells(rows[0][1])[1]
-    print_table(("networks", *SETS, f"all {sizes[2]} / {sizes[3]}", "points of vehicles",
+    print_table((first, *rows[0][1], f"of {sizes[2]} / {sizes[3]}", "points of vehicles",
                  "points of frames"), table)
+    print()
 
 
 def print_own(folder, rows):
     by_title, table = dict(rows), []
     for precision in ("float32", *PRECISIONS):
+        if f"all in {precision}" not in by_title:
+            continue
         overlap, on_plate, frames, corners = places(folder, precision)
-        title = f"recogniser in {precision}" if precision != "float32" else "all in float32"
-        table.append((precision, f"{on_plate} of {frames}", f"{overlap:.3f}", f"{corners:.2f}",
+        title = f"all in {precision}"
+        table.append((title, f"{on_plate} of {frames}", f"{overlap:.3f}", f"{corners:.2f}",
                       f"{lines_exact(by_title[title].values()):.1f}"))
-    print_table(("precision", "boxes on the plate", "mean IoU of these",
+    print_table(("our networks", "boxes on the plate", "mean IoU of these",
                  "corners off, % of the plate's width", "lines exact, %"), table)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("folder", type=Path)
-    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(),
+                        help="runs at a time; 0 prints the rows that are there")
     args = parser.parse_args()
     (args.folder / "runs").mkdir(exist_ok=True)
-    rows = results(args.folder.resolve(), args.jobs)
-    print_counts(rows)
+    folder = args.folder.resolve()
+    rows = make_runs([(title, {name: planned(folder, name, precisions) for name in SETS})
+                      for title, precisions in table_rows()], args.jobs)
+    print_networks(folder)
+    print_counts("our networks", rows)
+    print_own(folder, rows)
     print()
-    print_own(args.folder.resolve(), rows)
+    print_counts("the public networks", make_runs(
+        [(title, {"rendered": planned_public(folder, precisions)})
+         for title, precisions in public_rows()], args.jobs))
 
 
 if __name__ == "__main__":
