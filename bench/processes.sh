@@ -24,7 +24,7 @@ one_process() {
 }
 
 two_processes() {
-  build/kavrel-shard plan --input-list "$list" --shards 4 "$scratch/job" -- "${options[@]}"
+  build/kavrel-shard plan --input-list "$list" --shards 2 "$scratch/job" -- "${options[@]}"
   build/kavrel-shard todo "$scratch/job" | parallel --profile "$scratch/job/parallel" --jobs 2
   build/kavrel-shard merge "$scratch/job" --output-dir "$scratch/out"
 } >"$scratch/two.txt" 2>/dev/null
