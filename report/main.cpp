@@ -18,6 +18,7 @@
 #include "report/base/wording.h"
 #include "report/html/html_compare.h"
 #include "report/html/html_gallery.h"
+#include "report/html/html_label.h"
 #include "report/html/html_report.h"
 #include "report/html/html_trend.h"
 #include "report/list/list_check.h"
@@ -171,6 +172,28 @@ int write_gallery(const Options& options) {
   report::write_file(file_or(options, options.output_dir, "gallery.html"), [&](std::ostream& out) {
     out << report::render_gallery(run, assessment, way_to_run(options));
   });
+  return 0;
+}
+
+// That of --list, or else of the run's frames.
+report::ListRows rows_to_label(const Options& options, const report::RecordedRun& run) {
+  if (!options.list.empty()) return report::read_list_rows(options.list);
+  std::vector<kavrel::CaseItem> cases;
+  for (const kavrel::FrameResult& frame : run.frames) {
+    cases.push_back({frame.image_path, frame.expected, frame.group_id});
+  }
+  return report::rows_of_cases(cases);
+}
+
+int write_label_page(const Options& options) {
+  const report::RecordedRun run = report::read_run(options.output_dir);
+  const std::string name = options.list.empty()
+                               ? "labelled.csv"
+                               : std::filesystem::path(options.list).filename().string();
+  const std::string page =
+      report::render_label_page(run, rows_to_label(options, run), name, region_words(options));
+  report::write_file(file_or(options, options.output_dir, "label.html"),
+                     [&](std::ostream& out) { out << page; });
   return 0;
 }
 
@@ -508,6 +531,18 @@ void add_gallery(CLI::App& app, Options& options, int& status) {
   add_truth(gallery, options);
 }
 
+void add_label(CLI::App& app, Options& options, int& status) {
+  CLI::App& label =
+      add_command(app, "label", "One page on which a person labels the vehicles",
+                  "output/demo --list list.csv", [&] { status = write_label_page(options); });
+  add_output_dir(label, options);
+  label.add_option("-o,--output", options.file,
+                   "the page [OUTPUT_DIR/label.html]; - is standard output");
+  label.add_option("--list", options.list,
+                   "the list whose rows the page saves with labels [the run's frames]");
+  add_words(label, options);
+}
+
 void add_explain(CLI::App& app, Options& options, int& status) {
   CLI::App& why = add_command(app, "explain", "The votes that decided a case's four fields",
                               "output/demo car05_f02", [&] { status = explain(options); });
@@ -532,8 +567,9 @@ int run(int argc, char** argv) {
   // None is let through here, so that a mistyped one is named by the error.
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", std::string(report::resources::kVersion));
-  for (const auto& add : {add_list_command, add_check, add_html, add_gallery, add_misread,
-                          add_compare, add_gate, add_trend, add_junit, add_json, add_explain}) {
+  for (const auto& add :
+       {add_list_command, add_label, add_check, add_html, add_gallery, add_misread, add_compare,
+        add_gate, add_trend, add_junit, add_json, add_explain}) {
     add(app, options, status);
   }
   refuse_unknown_command(app, argc, argv);

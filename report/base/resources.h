@@ -27,6 +27,15 @@ extern const char* const kScript;
 extern const char* const kStyleHash;
 extern const char* const kScriptHash;
 
+// The page for labelling: its template, its texts, how region names are read, style and script.
+extern const char* const kLabel;
+extern const char* const kLabelTexts;
+extern const char* const kRegionReadings;
+extern const char* const kLabelStyle;
+extern const char* const kLabelScript;
+extern const char* const kLabelStyleHash;
+extern const char* const kLabelScriptHash;
+
 }  // namespace kavrel::report::resources
 
 #endif

@@ -70,4 +70,26 @@ std::string printable(const std::u32string& text) {
 
 std::string printable(const std::string& text) { return printable(code_points(text)); }
 
+std::string bytes_as_text(const std::string& bytes) {
+  constexpr char32_t kFirst = 0x10FF00;
+  std::string text;
+  const auto add_byte = [&](char byte) {
+    utf8::unchecked::append(kFirst + static_cast<unsigned char>(byte), std::back_inserter(text));
+  };
+  for (auto at = bytes.begin(); at != bytes.end();) {
+    auto next = at;
+    const bool is_valid =
+        utf8::internal::validate_next(next, bytes.end()) == utf8::internal::UTF8_OK;
+    if (!is_valid) next = std::next(at);
+    const bool is_plain = is_valid && utf8::unchecked::peek_next(at) < kFirst;
+    if (is_plain) {
+      text.append(at, next);
+    } else {
+      std::for_each(at, next, add_byte);
+    }
+    at = next;
+  }
+  return text;
+}
+
 }  // namespace kavrel::report

@@ -6,8 +6,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <cctype>
+#include <chrono>
 #include <csignal>
+#include <map>
 #include <stdexcept>
+#include <thread>
 
 #include "tests/report/report_program.h"
 
@@ -53,6 +57,10 @@ Browser::Browser() {
   close(answers[1]);
   to_browser_ = commands[1];
   from_browser_ = answers[0];
+  attach_to_new_page();
+}
+
+void Browser::attach_to_new_page() {
   const json target = call("Target.createTarget", {{"url", "about:blank"}});
   session_ = call("Target.attachToTarget", {{"targetId", target.at("targetId")}, {"flatten", true}})
                  .at("sessionId");
@@ -86,7 +94,6 @@ json Browser::next_message() {
 
 void Browser::note(const json& event) {
   const std::string method = event.value("method", "");
-  if (method == "Page.loadEventFired") loaded_ = true;
   if (method == "Network.requestWillBeSent") {
     const std::string url = event.at("params").at("request").at("url");
     if (url.rfind("data:", 0) != 0) requests_.push_back(url);
@@ -116,10 +123,20 @@ json Browser::call(const std::string& method, const json& parameters) {
   }
 }
 
+// A page that is left may still answer, and so it is marked; the empty one comes between.
 void Browser::open(const std::string& path) {
-  loaded_ = false;
+  evaluate("window.isLeft = true");
   call("Page.navigate", {{"url", "file://" + path}});
-  while (!loaded_) note(next_message());
+  const auto is_open = [this] {
+    try {
+      return evaluate(
+                 "!window.isLeft && location.protocol === 'file:' &&"
+                 " document.readyState === 'complete'") == true;
+    } catch (const std::runtime_error&) {
+      return false;  // between two pages
+    }
+  };
+  while (!is_open()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 json Browser::evaluate(const std::string& expression) {
@@ -146,11 +163,37 @@ void Browser::click(const std::string& selector) {
 
 void Browser::type(const std::string& text) { call("Input.insertText", {{"text", text}}); }
 
-void Browser::press_enter() {
-  for (const char* type : {"keyDown", "keyUp"}) {
-    call("Input.dispatchKeyEvent",
-         {{"type", type}, {"key", "Enter"}, {"text", "\r"}, {"windowsVirtualKeyCode", 13}});
-  }
+void Browser::press(const std::string& key) {
+  const std::map<std::string, int> codes = {{"Enter", 13},   {"Shift+Tab", 9}, {"Tab", 9},
+                                            {"Escape", 27},  {"PageUp", 33},   {"PageDown", 34},
+                                            {"ArrowUp", 38}, {"ArrowDown", 40}};
+  const auto named = codes.find(key);
+  const bool is_character = named == codes.end();
+  const bool is_upper = is_character && std::isupper(static_cast<unsigned char>(key[0])) != 0;
+  const bool is_shifted = is_upper || key == "Shift+Tab";
+  const int code = is_character ? std::toupper(static_cast<unsigned char>(key[0])) : named->second;
+  const std::string text = key == "Enter" ? "\r" : is_character ? key : "";
+  json parameters = {{"key", key == "Shift+Tab" ? "Tab" : key},
+                     {"windowsVirtualKeyCode", code},
+                     {"modifiers", is_shifted ? 8 : 0}};
+  parameters["type"] = text.empty() ? "rawKeyDown" : "keyDown";
+  if (!text.empty()) parameters["text"] = text;
+  call("Input.dispatchKeyEvent", parameters);
+  parameters.erase("text");
+  parameters["type"] = "keyUp";
+  call("Input.dispatchKeyEvent", parameters);
+}
+
+void Browser::save_to(const std::string& dir) {
+  call("Page.setDownloadBehavior", {{"behavior", "allow"}, {"downloadPath", dir}});
+}
+
+std::string Browser::open_another(const std::string& path) {
+  std::string before;
+  before.swap(session_);
+  attach_to_new_page();
+  open(path);
+  return before;
 }
 
 void Browser::set_width(int pixels, int height) {

@@ -30,7 +30,15 @@ class Browser {
   void click(const std::string& selector);
   // Types into what has the focus.
   void type(const std::string& text);
-  void press_enter();
+  // A key as a browser names it: "a", "Enter", "PageDown". A letter in upper case is one with
+  // Shift.
+  void press(const std::string& key);
+  // Where files go that a page saves.
+  void save_to(const std::string& dir);
+  // Opens one more page of the same browser; from now on it is the one that is driven. Returns the
+  // page that was.
+  std::string open_another(const std::string& path);
+  void drive(const std::string& page) { session_ = page; }
   void set_width(int pixels, int height);
   void forbid_scripts();
   // A PNG file.
@@ -42,6 +50,7 @@ class Browser {
   const std::vector<std::string>& requests() const { return requests_; }
 
  private:
+  void attach_to_new_page();
   nlohmann::json call(const std::string& method, const nlohmann::json& parameters = {});
   nlohmann::json next_message();
   void note(const nlohmann::json& event);
@@ -51,7 +60,6 @@ class Browser {
   int to_browser_ = -1;
   int from_browser_ = -1;
   int last_id_ = 0;
-  bool loaded_ = false;
   std::string session_;
   std::string received_;
   std::vector<std::string> complaints_;

@@ -88,7 +88,7 @@ TEST_F(ReportInBrowser, OpensACard) {
 TEST_F(ReportInBrowser, OpensACardByKeyboard) {
   open_report(small_run());
   browser_->evaluate("document.querySelector('#group-2 > summary').focus()");
-  browser_->press_enter();
+  browser_->press("Enter");
   EXPECT_EQ(count("#group-2[open]"), 1);
 }
 

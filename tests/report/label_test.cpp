@@ -1,0 +1,402 @@
+// The page for labelling in a real browser, worked by keys as a person would.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "app/base/case_list.h"
+#include "app/base/text.h"
+#include "report/base/fields.h"
+#include "report/html/html_label.h"
+#include "report/run/run.h"
+#include "tests/report/browser.h"
+#include "tests/report/output_dir.h"
+#include "tests/report/report_program.h"
+
+namespace kavrel_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using kavrel::CaseItem;
+using kavrel::PlateFields;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const std::string kStreetList = KAVREL_SOURCE_DIR "/samples/street/street_expected.csv";
+const std::string kPageFolder = KAVREL_SOURCE_DIR "/report/html/page/";
+
+const std::string kFieldOrder = "region class_no kana serial";
+
+// How region names are typed in these tests, and the kana of plates.
+const std::map<std::string, std::string> kRomaji = {
+    {"名古屋", "nagoya"}, {"大阪", "osaka"},  {"八王子", "hachio"},     {"日光", "nikkou"},
+    {"一宮", "ichinomi"}, {"札幌", "sapp"},   {"伊勢志摩", "iseshima"}, {"福岡", "fukuo"},
+    {"つくば", "tsuku"},  {"上越", "jouetu"}, {"沖縄", "oki"},          {"尾張小牧", "owari"}};
+const std::string kKanaRows =
+    "a あ i い u う e え o お ka か ki き ku く ke け ko こ sa さ su す se せ so そ ta た chi ち "
+    "tsu つ "
+    "te て to と na な ni に nu ぬ ne ね no の ha は hi ひ fu ふ ho ほ ma ま mi み mu む me め mo "
+    "も "
+    "ya や yu ゆ yo よ ra ら ri り ru る re れ ro ろ wa わ";
+
+std::string romaji_of_kana(const std::string& kana) {
+  std::istringstream words(kKanaRows);
+  for (std::string romaji, word; words >> romaji >> word;) {
+    if (word == kana) return romaji;
+  }
+  throw std::runtime_error("no kana of plates: " + kana);
+}
+
+FrameResult frame_with(const CaseItem& item, const PlateFields& fields) {
+  FrameResult frame;
+  frame.image_path = item.image_path;
+  frame.group_id = item.group_id;
+  frame.fields = fields;
+  frame.fields.final_plate_number = assemble_plate_number(fields);
+  frame.ocr_texts = {{"gray_upper_row", fields.region + fields.class_no},
+                     {"gray_lower_row", fields.kana + fields.serial}};
+  return frame;
+}
+
+// What a run may have made of the street's vehicles: most are right, others have one field wrong.
+std::vector<FrameResult> street_run() {
+  std::vector<FrameResult> frames;
+  std::map<std::string, std::size_t> numbers;
+  for (const CaseItem& item : kavrel::read_input_list(kStreetList)) {
+    const std::size_t number = numbers.emplace(item.group_id, numbers.size()).first->second;
+    PlateFields fields = *kavrel::report::split_plate_number(item.expected);
+    if (number % 6 == 1) fields.kana = fields.kana == "あ" ? "お" : "あ";
+    if (number % 6 == 3) fields.serial = "12-34";
+    if (number % 7 == 5) fields.class_no = "301";
+    if (kRomaji.count(fields.region) > 0) fields.region = number % 2 == 0 ? "" : "横浜";
+    frames.push_back(frame_with(item, fields));
+  }
+  return frames;
+}
+
+class LabelPage : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!Browser::is_installed()) GTEST_SKIP() << "chromium is not installed";
+    browser_ = std::make_unique<Browser>();
+  }
+
+  void TearDown() override {
+    if (!browser_) return;
+    EXPECT_THAT(browser_->complaints(), IsEmpty());
+    for (const std::string& request : browser_->requests()) {
+      EXPECT_THAT(request, testing::AnyOf("file://" + page_, HasSubstr("blob:"))) << request;
+    }
+  }
+
+  void write_page(const std::vector<FrameResult>& frames, const std::string& list = "") {
+    dir_.write_finished(frames);
+    std::vector<std::string> words = {"label", dir_.path()};
+    if (!list.empty()) words.insert(words.end(), {"--list", dir_.path(list)});
+    const ProgramOutcome outcome = run_report(words);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    page_ = dir_.path("label.html");
+  }
+
+  void open_page(const std::vector<FrameResult>& frames, const std::string& list = "") {
+    write_page(frames, list);
+    browser_->open(page_);
+    if (text("#language") == "English") browser_->click("#language");
+  }
+
+  std::string text(const std::string& selector) {
+    return browser_->evaluate("document.querySelector('" + selector + "').textContent");
+  }
+
+  std::string group() { return text("#name").substr(0, text("#name").find(' ')); }
+
+  std::string value(const std::string& field) {
+    return browser_->evaluate("document.getElementById('" + field + "').value");
+  }
+
+  std::string plate() {
+    return value("region") + " " + value("class_no") + " " + value("kana") + " " + value("serial");
+  }
+
+  void press_all(const std::string& keys) {
+    for (const char key : keys) browser_->press({key});
+  }
+
+  // From anywhere to a field, by Tab alone.
+  void go_to(const std::string& field) {
+    browser_->press("Escape");
+    browser_->press("Tab");
+    const auto place = [&](const std::string& id) { return kFieldOrder.find(id); };
+    for (int i = 0; i < 4; ++i) {
+      const std::string at = browser_->evaluate("document.activeElement.id");
+      if (at == field) return;
+      browser_->press(place(at) < place(field) ? "Tab" : "Shift+Tab");
+    }
+    FAIL() << "Tab does not lead to " << field;
+  }
+
+  // Types what is wrong, and takes the plate.
+  void label_as(const PlateFields& truth) {
+    if (value("region") != truth.region) {
+      go_to("region");
+      press_all(kRomaji.at(truth.region));
+      browser_->press("Enter");
+    }
+    if (value("class_no") != truth.class_no) {
+      go_to("class_no");
+      press_all(truth.class_no);
+    }
+    if (value("kana") != truth.kana) {
+      go_to("kana");
+      press_all(romaji_of_kana(truth.kana));
+    }
+    if (value("serial") != truth.serial) {
+      go_to("serial");
+      press_all(truth.serial);
+    }
+    ASSERT_EQ(plate(), assemble_plate_number(truth));
+    browser_->press("Enter");
+    ASSERT_THAT(text("#warnings"), testing::Not(HasSubstr("Enter")));
+  }
+
+  // What the button saves, once the browser has written it.
+  std::string saved(const std::string& button, const std::string& name) {
+    fs::create_directories(dir_.path("saved"));
+    browser_->save_to(dir_.path("saved"));
+    browser_->evaluate("document.querySelector('" + button + "').click()");
+    const std::string path = dir_.path("saved/" + name);
+    for (int i = 0; i < 600 && !(fs::exists(path) && fs::file_size(path) > 0); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    const std::string bytes = dir_.read("saved/" + name);
+    fs::remove(path);
+    return bytes;
+  }
+
+  std::string saved_list(const std::string& name = "labelled.csv") {
+    return saved("#saveList", name);
+  }
+
+  OutputDir dir_;
+  std::string page_;
+  std::unique_ptr<Browser> browser_;
+};
+
+std::vector<FrameResult> two_vehicles() {
+  const PlateFields a = {"品川", "330", "あ", "12-34", ""};
+  PlateFields other = a;
+  other.kana = "お";
+  const PlateFields b = {"横浜", "500", "さ", "56-78", ""};
+  return {frame_with({"in/a1.jpg", "", "a"}, a), frame_with({"in/a2.jpg", "", "a"}, a),
+          frame_with({"in/a3.jpg", "", "a"}, other), frame_with({"in/b1.jpg", "", "b"}, b)};
+}
+
+const std::string kHeader = "image_path,expected,group_id\n";
+
+TEST_F(LabelPage, MakesTheStreetsListOfKeysAlone) {
+  std::map<std::string, PlateFields> truth;
+  std::string unlabelled;
+  std::string expected;
+  for (const std::string& line : lines_of(read_file(kStreetList))) {
+    const auto cells = kavrel::split_csv_simple(line);
+    const bool is_header = expected.empty();
+    expected += line + "\n";
+    unlabelled += is_header ? line + "\n" : cells[0] + ",," + cells[2] + "," + cells[3] + "\n";
+    if (!is_header) truth[cells[2]] = *kavrel::report::split_plate_number(cells[1]);
+  }
+  dir_.write("street.csv", unlabelled);
+  open_page(street_run(), "street.csv");
+  int right_at_once = 0;
+  for (std::size_t i = 0; i < truth.size(); ++i) {
+    const PlateFields& fields = truth.at(group());
+    right_at_once += plate() == assemble_plate_number(fields) ? 1 : 0;
+    label_as(fields);
+    if (HasFatalFailure()) return;
+    if (i == truth.size() / 2) browser_->open(page_);
+  }
+  EXPECT_EQ(truth.size(), 42U);
+  EXPECT_GT(right_at_once, 10);  // one key each
+  EXPECT_THAT(text("#progress"), HasSubstr("42 done, 0 left"));
+  EXPECT_EQ(saved_list("street.csv"), expected);
+}
+
+TEST_F(LabelPage, ShowsDoubtfulVehiclesFirstAndMarksWhereFramesDisagree) {
+  auto frames = two_vehicles();
+  std::rotate(frames.begin(), frames.begin() + 3, frames.end());
+  frames[0].group_id = "0";
+  open_page(frames);
+  EXPECT_EQ(group(), "a");
+  EXPECT_EQ(text(".shown mark"), "あ");
+  EXPECT_THAT(text("#fields"), HasSubstr("frames disagree"));
+}
+
+TEST_F(LabelPage, TakesAnotherReadingByItsDigitAndTakesBack) {
+  open_page(two_vehicles());
+  browser_->press("1");
+  EXPECT_EQ(plate(), "品川 330 お 12-34");
+  browser_->press("Enter");
+  EXPECT_EQ(group(), "b");
+  browser_->press("z");
+  EXPECT_EQ(group(), "a");
+  EXPECT_THAT(text("#progress"), HasSubstr("0 done, 2 left"));
+  EXPECT_EQ(plate(), "品川 330 あ 12-34");
+}
+
+TEST_F(LabelPage, LeavesRowsUnlabelledThatNobodyLookedAtOrCouldRead) {
+  open_page(two_vehicles());
+  browser_->press("Enter");
+  EXPECT_EQ(saved_list(), kHeader +
+                              "in/a1.jpg,品川 330 あ 12-34,a\nin/a2.jpg,品川 330 あ 12-34,a\n"
+                              "in/a3.jpg,品川 330 あ 12-34,a\nin/b1.jpg,,b\n");
+  browser_->press("u");
+  EXPECT_THAT(text("#progress"), HasSubstr("2 done, 0 left"));
+  EXPECT_THAT(saved_list(), HasSubstr("in/b1.jpg,,b\n"));
+}
+
+TEST_F(LabelPage, LetsAFrameLeaveItsGroup) {
+  open_page(two_vehicles());
+  browser_->press("ArrowUp");
+  browser_->press("d");
+  browser_->press("Enter");
+  EXPECT_THAT(saved_list(), HasSubstr("in/a2.jpg,品川 330 あ 12-34,a\nin/a3.jpg,,a_a3\n"));
+}
+
+TEST_F(LabelPage, KeepsWhatCannotBeAPlateAfterASecondEnter) {
+  open_page(two_vehicles());
+  go_to("serial");
+  press_all("7");
+  EXPECT_THAT(text("#warnings"), HasSubstr("as the serial"));
+  browser_->press("Enter");
+  EXPECT_EQ(group(), "a");
+  browser_->press("Enter");
+  EXPECT_EQ(group(), "b");
+  EXPECT_THAT(saved_list(), HasSubstr("in/a1.jpg,品川 330 あ 7,a\n"));
+}
+
+TEST_F(LabelPage, KeepsTheLabelsThatTheListHas) {
+  dir_.write("half.csv",
+             "image_path,camera,expected,group_id\nin/b1.jpg,\"x, y\",福岡 301 わ 77-88,b\n"
+             "in/other.jpg,,,c\nin/a1.jpg,,,a\n");
+  open_page(two_vehicles(), "half.csv");
+  EXPECT_THAT(text("#progress"), HasSubstr("1 done, 1 left"));
+  browser_->press("Enter");
+  EXPECT_EQ(saved_list("half.csv"),
+            "image_path,camera,expected,group_id\nin/b1.jpg,\"x, y\",福岡 301 わ 77-88,b\n"
+            "in/other.jpg,,,c\nin/a1.jpg,,品川 330 あ 12-34,a\n");
+}
+
+TEST_F(LabelPage, SharesItsWorkWithAnotherPage) {
+  open_page(two_vehicles());
+  const std::string first = browser_->open_another(page_);
+  browser_->press("PageDown");
+  EXPECT_EQ(group(), "b");
+  browser_->press("Enter");
+  browser_->drive(first);
+  browser_->press("Enter");
+  EXPECT_THAT(text("#progress"), HasSubstr("2 done, 0 left"));
+  EXPECT_THAT(saved_list(), HasSubstr("in/b1.jpg,横浜 500 さ 56-78,b\n"));
+}
+
+TEST_F(LabelPage, MergesTheFileOfAnotherPersonAndShowsDifferences) {
+  open_page(two_vehicles());
+  browser_->press("1");
+  browser_->press("Enter");
+  browser_->press("Enter");
+  nlohmann::json theirs = nlohmann::json::parse(saved("#saveWork", "labels.json"));
+  for (int i = 0; i < 2; ++i) browser_->press("z");
+  browser_->press("Enter");
+  theirs["works"]["<b>"] = theirs["works"]["b"];
+  browser_->evaluate(
+      "(() => { const files = new DataTransfer();"
+      " files.items.add(new File([" +
+      nlohmann::json(theirs.dump()).dump() +
+      "], 'labels.json'));"
+      " const input = document.getElementById('workFile'); input.files = files.files;"
+      " input.dispatchEvent(new Event('change')); })()");
+  for (int i = 0; i < 100 && text("#notice").empty(); ++i) browser_->evaluate("1");
+  EXPECT_EQ(text("#notice"), "1 taken from the file, 1 differ, 1 are not of this list");
+  EXPECT_THAT(text("#differences"), HasSubstr("a: 品川 330 あ 12-34 / 品川 330 お 12-34"));
+  browser_->press("PageUp");
+  EXPECT_EQ(group(), "a");
+  browser_->press("1");
+  EXPECT_THAT(text("#progress"), HasSubstr("2 done, 0 left"));
+  EXPECT_THAT(saved_list(), HasSubstr("in/a1.jpg,品川 330 お 12-34,a\n"));
+}
+
+TEST_F(LabelPage, KeepsHostileTextsHarmlessAndTheirBytes) {
+  auto frames = two_vehicles();
+  const std::string image = "in/</script><img src=x onerror=alert(1)>\xFF\x01&quot;'.jpg";
+  frames[3].image_path = image;
+  frames[3].group_id = "</script><script>alert(2)</script>__proto__\xC3";
+  frames[3].ocr_texts = {{"gray_full", "<!--<script>\xE3\x81 {{data}}"}};
+  open_page(frames);
+  EXPECT_THAT(text("#name"), HasSubstr("</script><script>alert(2)"));
+  browser_->press("Enter");
+  EXPECT_THAT(saved_list(), HasSubstr(image + ",横浜 500 さ 56-78," + frames[3].group_id + "\n"));
+}
+
+TEST_F(LabelPage, SpeaksJapaneseAndRemembersIt) {
+  open_page(two_vehicles());
+  browser_->click("#language");
+  EXPECT_EQ(text("h1"), "車両のラベル付け");
+  browser_->open(page_);
+  EXPECT_EQ(text("h1"), "車両のラベル付け");
+  EXPECT_EQ(browser_->evaluate("document.documentElement.lang"), "ja");
+  browser_->click("#language");
+}
+
+TEST_F(LabelPage, FitsAWindowOf1280By720AndATablet) {
+  open_page(two_vehicles());
+  for (const auto& [width, height] : {std::pair(1280, 720), std::pair(768, 1024)}) {
+    browser_->set_width(width, height);
+    EXPECT_LE(browser_->evaluate("document.documentElement.scrollWidth"), width);
+    EXPECT_LE(
+        browser_->evaluate("document.getElementById('accept').getBoundingClientRect().bottom"),
+        height);
+  }
+}
+
+// Texts of both languages stand side by side; the page uses each of them and no others.
+TEST(LabelTexts, AreWholeInBothLanguages) {
+  const auto texts = nlohmann::json::parse(kavrel::report::label_page_texts());
+  const std::string sources =
+      read_file(kPageFolder + "label.js") + read_file(kPageFolder + "label.mustache");
+  std::set<std::string> keys;
+  for (const auto& [key, languages] : texts.items()) {
+    keys.insert(key);
+    for (const char* language : {"en", "ja"}) {
+      EXPECT_NE(languages.value(language, ""), "") << key << " " << language;
+    }
+    EXPECT_EQ(languages.size(), 2U) << key;
+    EXPECT_THAT(sources, HasSubstr("\"" + key + "\"")) << key;
+  }
+  for (const std::string mark : {"data-text=\"", "say(\""}) {
+    for (std::size_t at = sources.find(mark); at != std::string::npos;
+         at = sources.find(mark, at + 1)) {
+      const std::size_t begin = at + mark.size();
+      EXPECT_EQ(keys.count(sources.substr(begin, sources.find('"', begin) - begin)), 1U)
+          << sources.substr(at, 40);
+    }
+  }
+}
+
+TEST(LabelTexts, TellHowEveryRegionIsRead) {
+  std::set<std::string> read;
+  for (const std::string& line : lines_of(read_file(kPageFolder + "region_readings.txt"))) {
+    read.insert(line.substr(0, line.find(' ')));
+  }
+  for (const std::string& word : lines_of(read_file(KAVREL_SOURCE_DIR "/dict/region_words.txt"))) {
+    EXPECT_EQ(read.count(word), 1U) << word;
+  }
+}
+
+}  // namespace
+}  // namespace kavrel_test
