@@ -174,7 +174,7 @@ def shrunk_for(plate, width):
     scale = np.float32(size) / np.float32(picture.shape[1::-1])
     return (cv2.resize(picture, size, interpolation=cv2.INTER_AREA),
             cv2.resize(plate.mask, size, interpolation=cv2.INTER_AREA),
-            np.float32(outline * scale))
+            np.float32((outline + 0.5) * scale - 0.5))
 
 
 def into_scene(plate, spot, rng):
