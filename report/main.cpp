@@ -96,8 +96,13 @@ report::Assessment assess(const report::RecordedRun& run, const Options& options
   return report::assess(run, region_words(options), truth);
 }
 
+// What only shows a run holds its tables against each other; what decides on it opens all files.
+report::RecordedRun read_shown(const std::string& dir) {
+  return report::read_run(dir, kavrel::RunDepth::kTables);
+}
+
 int write_html(const Options& options) {
-  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::RecordedRun run = read_shown(options.output_dir);
   const std::vector<std::string> words = region_words(options);
   const std::string words_name = options.dict_region.empty()
                                      ? "the region words that kavrel-report was built with"
@@ -140,7 +145,7 @@ int write_junit(const Options& options) {
 }
 
 int write_json(const Options& options) {
-  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::RecordedRun run = read_shown(options.output_dir);
   const report::Assessment assessment = assess(run, options);
   const report::Slices slices = report::slice_run(run, assessment, options.list);
   report::write_file(options.file.empty() ? "-" : options.file,
@@ -149,7 +154,7 @@ int write_json(const Options& options) {
 }
 
 int write_misread(const Options& options) {
-  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::RecordedRun run = read_shown(options.output_dir);
   const report::Assessment assessment = assess(run, options);
   report::write_file(options.file.empty() ? "-" : options.file,
                      [&](std::ostream& out) { report::write_misread(run, assessment, out); });
@@ -167,7 +172,7 @@ std::string way_to_run(const Options& options) {
 }
 
 int write_gallery(const Options& options) {
-  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::RecordedRun run = read_shown(options.output_dir);
   const report::Assessment assessment = assess(run, options);
   report::write_file(file_or(options, options.output_dir, "gallery.html"), [&](std::ostream& out) {
     out << report::render_gallery(run, assessment, way_to_run(options));
@@ -186,7 +191,7 @@ report::ListRows rows_to_label(const Options& options, const report::RecordedRun
 }
 
 int write_label_page(const Options& options) {
-  const report::RecordedRun run = report::read_run(options.output_dir);
+  const report::RecordedRun run = read_shown(options.output_dir);
   const std::string name = options.list.empty()
                                ? "labelled.csv"
                                : std::filesystem::path(options.list).filename().string();
@@ -198,7 +203,7 @@ int write_label_page(const Options& options) {
 }
 
 int explain(const Options& options) {
-  report::explain(report::read_run(options.output_dir), options.case_name, region_words(options),
+  report::explain(read_shown(options.output_dir), options.case_name, region_words(options),
                   std::cout);
   return 0;
 }
@@ -325,7 +330,7 @@ int gate(const Options& options) {
 int write_trend(const Options& options) {
   std::vector<report::TrendRun> runs;
   for (const std::string& dir : options.runs) {
-    report::RecordedRun run = report::read_run(dir);
+    report::RecordedRun run = read_shown(dir);
     report::Assessment assessment = report::assess(run, region_words(options));
     runs.push_back({std::move(run), std::move(assessment)});
   }

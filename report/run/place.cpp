@@ -39,8 +39,9 @@ SeenPlace see_place(const RecordedRun& run, std::size_t frame) {
     place.picture = picture_size(dir + "/" + output::picture::kPlateDetections);
   }
   if (!place.crop || place.picture == place.crop) return place;
-  place.pixels = read_picture(crop);
   const cv::Mat corners = read_picture(dir + "/" + output::picture::kCorners);
+  if (corners.empty() && !place.picture) return place;  // neither box nor corners to be judged
+  place.pixels = read_picture(crop);
   if (corners.empty()) return place;
   place.corners = find_corners(corners, place.pixels);
   place.corners_hidden = !place.corners && corners.size() == place.pixels.size();

@@ -57,10 +57,9 @@ const char* key_of(RunFaultKind kind) {
 }
 
 // A copy of a run may leave its cases out.
-void check_wholeness(RecordedRun& run) {
+void check_wholeness(RunDepth depth, RecordedRun& run) {
   const bool has_cases = fs::is_directory(run.dir + "/" + output::kCases);
-  const RunCheck check =
-      check_whole_run(run.dir, nullptr, has_cases ? RunDepth::kAll : RunDepth::kTables);
+  const RunCheck check = check_whole_run(run.dir, nullptr, has_cases ? depth : RunDepth::kTables);
   const std::size_t told = std::min(check.faults.size(), kFaultsTold);
   for (std::size_t i = 0; i < told; ++i) {
     const auto& [kind, text] = check.faults[i];
@@ -259,12 +258,12 @@ void find_nothing_to_judge(RecordedRun& run) {
 
 std::string case_name(const FrameResult& frame) { return basename_no_ext(frame.image_path); }
 
-RecordedRun read_run(const std::string& dir) {
+RecordedRun read_run(const std::string& dir, RunDepth depth) {
   if (!fs::is_directory(dir)) throw std::runtime_error("there is no directory " + dir);
   RecordedRun run;
   run.dir = dir;
   run.log = read_run_log(dir);
-  check_wholeness(run);
+  check_wholeness(depth, run);
   const auto frame_rows = read_rows(output::kFrameSummary, output::kFrameColumns, run);
   const auto group_rows = read_rows(output::kGroupSummary, output::kGroupColumns, run);
   if (!frame_rows && !group_rows) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/base/whole_run.h"
 #include "reading/frame_result.h"
 #include "reading/group_vote.h"
 #include "report/run/run_log.h"
@@ -41,7 +42,8 @@ struct RecordedRun {
 // Groups are voted from the frames, as a run does when it ends; summary.csv and FINAL_RESULT.json
 // are compared with that. Without frame_summary.csv the groups are those of summary.csv. Throws
 // std::runtime_error if the directory holds neither, or a file has another header than kavrel's.
-RecordedRun read_run(const std::string& dir);
+// The files of all cases are opened only at the full depth.
+RecordedRun read_run(const std::string& dir, RunDepth depth = RunDepth::kAll);
 
 // The frame's directory in cases/.
 std::string case_name(const FrameResult& frame);
