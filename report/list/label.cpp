@@ -137,7 +137,7 @@ class Cutter {
 };
 
 std::string take_serial(Cutter& cutter) {
-  const std::string first = cutter.take_digits(4);
+  std::string first = cutter.take_digits(4);
   if (first.size() != 2) return first;
   if (cutter.take(1) != "-") return "";
   const std::string second = cutter.take_digits(3);
