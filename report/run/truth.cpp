@@ -56,8 +56,9 @@ Truth read_truth(const std::string& path) {
     for (const json& plate : json::parse(file)) {
       const TruePlace place = place_of(plate);
       const std::string image_path = plate.at("image_path");
-      if (is_empty(place))
+      if (is_empty(place)) {
         throw std::runtime_error("an empty place in " + path + ": " + image_path);
+      }
       truth.add(image_path, place);
     }
     return truth;
