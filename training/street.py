@@ -11,7 +11,8 @@ import cv2
 import numpy as np
 from PIL import Image, ImageDraw, ImageFont
 
-from plates import OPENTYPE, TRUETYPE, pick, require_fonts
+from kanji import FONTS, OPENTYPE, TRUETYPE, require_fonts
+from plates import pick
 
 FAR = 20000      # px; what a near camera throws further out is not seen anyway
 SMOOTH_AREA = 20000     # px
@@ -65,9 +66,9 @@ def texture(image, rng, amount):
 
 BOARD_FONTS = {      # name: (path, index in a collection, Debian package)
     "noto bold": (OPENTYPE + "noto/NotoSansCJK-Bold.ttc", 0, "fonts-noto-cjk"),
-    "noto": (OPENTYPE + "noto/NotoSansCJK-Regular.ttc", 0, "fonts-noto-cjk"),
+    "noto": FONTS["notosans"],
     "mplus bold": (OPENTYPE + "mplus/Mplus1-Bold.otf", 0, "fonts-mplus"),
-    "maruberi": (TRUETYPE + "motoya-l-maruberi/MTLmr3m.ttf", 0, "fonts-motoya-l-maruberi"),
+    "maruberi": FONTS["maruberi"],
     "dejavu": (TRUETYPE + "dejavu/DejaVuSans-Bold.ttf", 0, "fonts-dejavu-core"),
     "dejavu serif": (TRUETYPE + "dejavu/DejaVuSerif-Bold.ttf", 0, "fonts-dejavu-core"),
 }
