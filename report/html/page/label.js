@@ -199,7 +199,7 @@
     const hours = (Date.now() - started.time) / 3600000;
     const speed = started.done > 1 ? Math.round((started.done - 1) / hours) : "–";
     element("progress").textContent = say("progress", done, vehicles.length - done, speed);
-    if (done === vehicles.length) element("notice").textContent = say("finished");
+    element("notice").textContent = done === vehicles.length ? say("finished") : "";
     const differing = vehicles.map((_, i) => i).filter((i) => workOf(i) && workOf(i).other);
     element("differences").hidden = differing.length === 0;
     element("differenceCount").textContent = say("differences", differing.length);
