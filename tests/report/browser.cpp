@@ -1,6 +1,7 @@
 #include "tests/report/browser.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -139,6 +140,16 @@ void Browser::open(const std::string& path) {
   while (!is_open()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
+void Browser::wait_until(const std::string& expression) {
+  using std::chrono::milliseconds;
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + milliseconds(kMillisecondsToAnswer);
+  while (evaluate(expression) != true) {
+    if (Clock::now() > end) throw std::runtime_error("not true within a minute: " + expression);
+    std::this_thread::sleep_for(milliseconds(10));
+  }
+}
+
 json Browser::evaluate(const std::string& expression) {
   const json answer =
       call("Runtime.evaluate", {{"expression", expression}, {"returnByValue", true}});
@@ -204,5 +215,19 @@ void Browser::set_width(int pixels, int height) {
 void Browser::forbid_scripts() { call("Emulation.setScriptExecutionDisabled", {{"value", true}}); }
 
 std::string Browser::screenshot() { return from_base64(call("Page.captureScreenshot").at("data")); }
+
+void BrowserTest::SetUp() {
+  if (!Browser::is_installed()) GTEST_SKIP() << "chromium is not installed";
+  browser_ = std::make_unique<Browser>();
+}
+
+void BrowserTest::TearDown() {
+  if (!browser_) return;
+  EXPECT_THAT(browser_->complaints(), testing::IsEmpty());
+  // What a page saves is a request to itself.
+  for (const std::string& request : browser_->requests()) {
+    EXPECT_THAT(request, testing::AnyOf("file://" + page_, testing::StartsWith("blob:")));
+  }
+}
 
 }  // namespace kavrel_test

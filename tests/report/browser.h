@@ -2,8 +2,10 @@
 #ifndef KAVREL_TESTS_REPORT_BROWSER_H
 #define KAVREL_TESTS_REPORT_BROWSER_H
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -26,6 +28,8 @@ class Browser {
   void open(const std::string& path);
   // The value of a JavaScript expression.
   nlohmann::json evaluate(const std::string& expression);
+  // Waits until a JavaScript expression is true. Throws when it is not within a minute.
+  void wait_until(const std::string& expression);
   // Clicks in the middle of what the selector finds first.
   void click(const std::string& selector);
   // Types into what has the focus.
@@ -64,6 +68,16 @@ class Browser {
   std::string received_;
   std::vector<std::string> complaints_;
   std::vector<std::string> requests_;
+};
+
+// Tests of one page, page_, which loads nothing else, asks for nothing and complains of nothing.
+class BrowserTest : public testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  std::string page_;
+  std::unique_ptr<Browser> browser_;
 };
 
 }  // namespace kavrel_test

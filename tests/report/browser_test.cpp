@@ -12,23 +12,10 @@
 namespace kavrel_test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
-class ReportInBrowser : public testing::Test {
+class ReportInBrowser : public BrowserTest {
  protected:
-  void SetUp() override {
-    if (!Browser::is_installed()) GTEST_SKIP() << "chromium is not installed";
-    browser_ = std::make_unique<Browser>();
-  }
-
-  void TearDown() override {
-    if (!browser_) return;
-    EXPECT_THAT(browser_->complaints(), IsEmpty());
-    EXPECT_THAT(browser_->requests(), ElementsAre("file://" + page_));
-  }
-
   void open_report(const std::vector<FrameResult>& frames) {
     dir_.write_finished(frames);
     for (const char* name : {"b1", "b2", "c1", "d1", "e1"}) dir_.write_pictures(name);
@@ -55,8 +42,6 @@ class ReportInBrowser : public testing::Test {
   }
 
   OutputDir dir_;
-  std::string page_;
-  std::unique_ptr<Browser> browser_;
 };
 
 TEST_F(ReportInBrowser, FiltersWhatIsTyped) {

@@ -26,9 +26,7 @@ namespace fs = std::filesystem;
 
 using kavrel::CaseItem;
 using kavrel::PlateFields;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 const std::string kStreetList = KAVREL_SOURCE_DIR "/samples/street/street_expected.csv";
 const std::string kPageFolder = KAVREL_SOURCE_DIR "/report/html/page/";
@@ -82,21 +80,8 @@ std::vector<FrameResult> street_run() {
   return frames;
 }
 
-class LabelPage : public testing::Test {
+class LabelPage : public BrowserTest {
  protected:
-  void SetUp() override {
-    if (!Browser::is_installed()) GTEST_SKIP() << "chromium is not installed";
-    browser_ = std::make_unique<Browser>();
-  }
-
-  void TearDown() override {
-    if (!browser_) return;
-    EXPECT_THAT(browser_->complaints(), IsEmpty());
-    for (const std::string& request : browser_->requests()) {
-      EXPECT_THAT(request, testing::AnyOf("file://" + page_, HasSubstr("blob:"))) << request;
-    }
-  }
-
   void write_page(const std::vector<FrameResult>& frames, const std::string& list = "") {
     dir_.write_finished(frames);
     std::vector<std::string> words = {"label", dir_.path()};
@@ -186,8 +171,6 @@ class LabelPage : public testing::Test {
   }
 
   OutputDir dir_;
-  std::string page_;
-  std::unique_ptr<Browser> browser_;
 };
 
 std::vector<FrameResult> two_vehicles() {
@@ -313,6 +296,7 @@ TEST_F(LabelPage, MergesTheFileOfAnotherPersonAndShowsDifferences) {
   nlohmann::json theirs = nlohmann::json::parse(saved("#saveWork", "labels.json"));
   for (int i = 0; i < 2; ++i) browser_->press("z");
   browser_->press("Enter");
+  EXPECT_EQ(text("#notice"), "") << "not all vehicles are done any more";
   theirs["works"]["<b>"] = theirs["works"]["b"];
   browser_->evaluate(
       "(() => { const files = new DataTransfer();"
@@ -321,7 +305,7 @@ TEST_F(LabelPage, MergesTheFileOfAnotherPersonAndShowsDifferences) {
       "], 'labels.json'));"
       " const input = document.getElementById('workFile'); input.files = files.files;"
       " input.dispatchEvent(new Event('change')); })()");
-  for (int i = 0; i < 100 && text("#notice").empty(); ++i) browser_->evaluate("1");
+  browser_->wait_until("document.querySelector('#notice').textContent !== ''");
   EXPECT_EQ(text("#notice"), "1 taken from the file, 1 differ, 1 are not of this list");
   EXPECT_THAT(text("#differences"), HasSubstr("a: 品川 330 あ 12-34 / 品川 330 お 12-34"));
   browser_->press("PageUp");
