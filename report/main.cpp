@@ -21,6 +21,7 @@
 #include "report/html/html_label.h"
 #include "report/html/html_report.h"
 #include "report/html/html_trend.h"
+#include "report/list/foreign_labels.h"
 #include "report/list/list_check.h"
 #include "report/list/list_mend.h"
 #include "report/list/list_sheet.h"
@@ -33,6 +34,7 @@
 #include "report/text/json_report.h"
 #include "report/text/junit.h"
 #include "report/text/misread.h"
+#include "report/text/pre_annotations.h"
 #include "report/text/text_check.h"
 #include "report/text/text_compare.h"
 
@@ -58,6 +60,10 @@ struct Options {
   bool fix = false;
   bool separate_files = false;
   std::vector<std::string> runs;
+  // Of labels that another tool is to make, or made.
+  std::string export_format;
+  std::string image_prefix;
+  std::string import_file;
   // Of a new list.
   std::vector<std::string> folders;
   report::Grouping grouping;
@@ -190,8 +196,7 @@ report::ListRows rows_to_label(const Options& options, const report::RecordedRun
   return report::rows_of_cases(cases);
 }
 
-int write_label_page(const Options& options) {
-  const report::RecordedRun run = read_shown(options.output_dir);
+int write_label_page(const Options& options, const report::RecordedRun& run) {
   const std::string name = options.list.empty()
                                ? "labelled.csv"
                                : std::filesystem::path(options.list).filename().string();
@@ -253,11 +258,15 @@ void log_remark(const report::ListRemark& remark) {
 }
 
 // Labels are a person's work: no list is overwritten.
-int write_list(const Options& options) {
+void refuse_to_overwrite(const std::string& path) {
   std::error_code error;
-  if (options.file != "-" && std::filesystem::exists(options.file, error)) {
-    throw std::runtime_error("there is a list already: " + options.file);
+  if (path != "-" && std::filesystem::exists(path, error)) {
+    throw std::runtime_error("there is a list already: " + path);
   }
+}
+
+int write_list(const Options& options) {
+  refuse_to_overwrite(options.file);
   const bool wants_pattern = options.grouping.by == report::GroupBy::kName;
   if (wants_pattern == options.grouping.pattern.empty()) {
     throw std::runtime_error("--group-by name and --pattern need each other");
@@ -272,6 +281,40 @@ int write_list(const Options& options) {
   kavrel::log_line(report::count_of(list.cases.size(), "picture") + " of " +
                    report::count_of(report::count_groups(list), "group"));
   return 0;
+}
+
+int export_labels(const Options& options, const report::RecordedRun& run) {
+  const report::ListRows rows = rows_to_label(options, run);
+  const auto plates = report::pre_annotations(run, rows);
+  if (options.export_format == "csv") {
+    report::write_file(file_or(options, options.output_dir, "boxes.csv"),
+                       [&](std::ostream& out) { report::write_boxes_csv(plates, rows, out); });
+  } else if (options.export_format == "coco") {
+    report::write_file(file_or(options, options.output_dir, "coco.json"),
+                       [&](std::ostream& out) { report::write_coco(plates, out); });
+  } else {
+    report::write_file(
+        file_or(options, options.output_dir, "label_studio.json"),
+        [&](std::ostream& out) { report::write_label_studio(plates, options.image_prefix, out); });
+  }
+  return 0;
+}
+
+int import_labels(const Options& options, const report::RecordedRun& run) {
+  if (options.file.empty()) throw std::runtime_error("--import needs -o with the new list");
+  refuse_to_overwrite(options.file);
+  report::ListRows rows = rows_to_label(options, run);
+  const auto labels = report::read_foreign_labels(options.import_file);
+  for (const auto& remark : report::label_rows(labels, rows)) log_remark(remark);
+  report::write_file(options.file, [&](std::ostream& out) { out << report::rows_text(rows); });
+  return 0;
+}
+
+int label(const Options& options) {
+  const report::RecordedRun run = read_shown(options.output_dir);
+  if (!options.export_format.empty()) return export_labels(options, run);
+  if (!options.import_file.empty()) return import_labels(options, run);
+  return write_label_page(options, run);
 }
 
 report::GateRules rules_of(const Options& options) {
@@ -537,15 +580,26 @@ void add_gallery(CLI::App& app, Options& options, int& status) {
 }
 
 void add_label(CLI::App& app, Options& options, int& status) {
-  CLI::App& label =
-      add_command(app, "label", "One page on which a person labels the vehicles",
-                  "output/demo --list list.csv", [&] { status = write_label_page(options); });
-  add_output_dir(label, options);
-  label.add_option("-o,--output", options.file,
-                   "the page [OUTPUT_DIR/label.html]; - is standard output");
-  label.add_option("--list", options.list,
-                   "the list whose rows the page saves with labels [the run's frames]");
-  add_words(label, options);
+  CLI::App& command = add_command(app, "label", "One page on which a person labels the vehicles",
+                                  "output/demo --list list.csv", [&] { status = label(options); });
+  add_output_dir(command, options);
+  command.add_option("-o,--output", options.file,
+                     "the page [OUTPUT_DIR/label.html]; - is standard output");
+  command.add_option("--list", options.list,
+                     "the list whose rows are saved with labels [the run's frames]");
+  CLI::Option& to = *command
+                         .add_option("--export", options.export_format,
+                                     "instead of the page, boxes and texts for another tool")
+                         ->check(CLI::IsMember({"label-studio", "coco", "csv"}));
+  command
+      .add_option("--image-prefix", options.image_prefix,
+                  "of label-studio: what stands before each image path")
+      ->needs(&to);
+  command
+      .add_option("--import", options.import_file,
+                  "instead of the page, the list of -o, with labels from this file of such a tool")
+      ->excludes(&to);
+  add_words(command, options);
 }
 
 void add_explain(CLI::App& app, Options& options, int& status) {

@@ -10,6 +10,7 @@ namespace kavrel::report {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+constexpr char32_t kFirstByte = 0x10FF00;  // characters that stand for bytes
 
 struct Range {
   char32_t first;
@@ -71,17 +72,17 @@ std::string printable(const std::u32string& text) {
 std::string printable(const std::string& text) { return printable(code_points(text)); }
 
 std::string bytes_as_text(const std::string& bytes) {
-  constexpr char32_t kFirst = 0x10FF00;
   std::string text;
   const auto add_byte = [&](char byte) {
-    utf8::unchecked::append(kFirst + static_cast<unsigned char>(byte), std::back_inserter(text));
+    utf8::unchecked::append(kFirstByte + static_cast<unsigned char>(byte),
+                            std::back_inserter(text));
   };
   for (auto at = bytes.begin(); at != bytes.end();) {
     auto next = at;
     const bool is_valid =
         utf8::internal::validate_next(next, bytes.end()) == utf8::internal::UTF8_OK;
     if (!is_valid) next = std::next(at);
-    const bool is_plain = is_valid && utf8::unchecked::peek_next(at) < kFirst;
+    const bool is_plain = is_valid && utf8::unchecked::peek_next(at) < kFirstByte;
     if (is_plain) {
       text.append(at, next);
     } else {
@@ -90,6 +91,18 @@ std::string bytes_as_text(const std::string& bytes) {
     at = next;
   }
   return text;
+}
+
+std::string text_as_bytes(const std::string& text) {
+  std::string bytes;
+  for (const char32_t point : code_points(text)) {
+    if (point >= kFirstByte) {
+      bytes += static_cast<char>(point - kFirstByte);
+    } else {
+      utf8::unchecked::append(point, std::back_inserter(bytes));
+    }
+  }
+  return bytes;
 }
 
 }  // namespace kavrel::report

@@ -12,6 +12,7 @@ std::string utf8(const std::u32string& points);
 // `bytes` as valid UTF-8 from which they can be had again: a byte XX that is no part of valid UTF-8
 // is U+10FFXX, and so is each byte of such a character itself.
 std::string bytes_as_text(const std::string& bytes);
+std::string text_as_bytes(const std::string& text);
 
 // `text` as it may stand on a page, in XML, in JSON and on a terminal: valid UTF-8 in which control
 // characters are their pictures (U+2400 to U+2421), and characters that a page must not carry or

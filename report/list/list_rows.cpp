@@ -12,6 +12,12 @@ ListCells kavrels_header() {
   return {list_column::kImagePath, list_column::kExpected, list_column::kGroupId};
 }
 
+std::string line_of(const ListCells& row) {
+  std::vector<std::string> cells;
+  for (const std::string& cell : row) cells.push_back(csv_escape(cell));
+  return join_strings(cells, ",") + '\n';
+}
+
 void add_missing_columns(ListCells& header) {
   for (const std::string& name : kavrels_header()) {
     if (std::find(header.begin(), header.end(), name) == header.end()) header.push_back(name);
@@ -52,6 +58,12 @@ ListRows rows_of_cases(const std::vector<CaseItem>& cases) {
     list.rows.push_back({item.image_path, item.expected, item.group_id});
   }
   return list;
+}
+
+std::string rows_text(const ListRows& list) {
+  std::string text = line_of(list.header);
+  for (const ListCells& row : list.rows) text += line_of(row);
+  return text;
 }
 
 }  // namespace kavrel::report

@@ -22,6 +22,9 @@ ListRows read_list_rows(const std::string& path);
 // The list of these cases.
 ListRows rows_of_cases(const std::vector<CaseItem>& cases);
 
+// The list's text, as kavrel reads it.
+std::string rows_text(const ListRows& list);
+
 }  // namespace kavrel::report
 
 #endif

@@ -1,7 +1,9 @@
 #include "report/run/place.h"
 
 #include <algorithm>
+#include <opencv2/imgproc.hpp>
 #include <string>
+#include <vector>
 
 #include "app/base/output_format.h"
 #include "report/run/picture.h"
@@ -16,6 +18,14 @@ constexpr double kMostCornerError = 0.05;
 
 float distance(const cv::Point2f& a, const cv::Point2f& b) {
   return static_cast<float>(cv::norm(a - b));
+}
+
+// Where the crop was cut from the picture.
+std::optional<cv::Point> crop_at(const RecordedRun& run, std::size_t frame,
+                                 const SeenPlace& place) {
+  if (!place.picture || place.picture == place.crop) return cv::Point();
+  const std::string dir = output::case_dir(run.dir, run.frames[frame].image_path);
+  return find_frame(read_picture(dir + "/" + output::picture::kPlateDetections), *place.crop);
 }
 
 double corner_error(const Corners& corners, const cv::Point& crop_at, const Corners& truth) {
@@ -51,11 +61,7 @@ SeenPlace see_place(const RecordedRun& run, std::size_t frame) {
 std::optional<PlaceError> measure_place(const RecordedRun& run, std::size_t frame,
                                         const SeenPlace& place, const TruePlace& truth) {
   if (!place.crop) return std::nullopt;
-  std::optional<cv::Point> at = cv::Point();
-  if (place.picture && place.picture != place.crop) {
-    const std::string dir = output::case_dir(run.dir, run.frames[frame].image_path);
-    at = find_frame(read_picture(dir + "/" + output::picture::kPlateDetections), *place.crop);
-  }
+  const std::optional<cv::Point> at = crop_at(run, frame, place);
   if (!at) return std::nullopt;
   const cv::Rect2f crop(cv::Rect(*at, *place.crop));
   const double shared = (crop & truth.box).area();
@@ -63,6 +69,25 @@ std::optional<PlaceError> measure_place(const RecordedRun& run, std::size_t fram
                    std::nullopt};
   if (place.corners) error.corners = corner_error(*place.corners, *at, truth.corners);
   return error;
+}
+
+std::optional<LocatedPlate> locate_plate(const RecordedRun& run, std::size_t frame) {
+  const SeenPlace place = see_place(run, frame);
+  if (!place.crop) return std::nullopt;
+  LocatedPlate plate{place.picture ? *place.picture : *place.crop, std::nullopt, std::nullopt};
+  const std::optional<cv::Point> at = crop_at(run, frame, place);
+  if (!at || place.picture == place.crop) return plate;
+  if (place.corners) {
+    plate.corners = place.corners;
+    for (cv::Point2f& corner : *plate.corners) corner += cv::Point2f(*at);
+  }
+  if (place.picture) {
+    plate.box = cv::Rect(*at, *place.crop);
+  } else if (plate.corners) {
+    plate.box =
+        cv::boundingRect(std::vector<cv::Point2f>(plate.corners->begin(), plate.corners->end()));
+  }
+  return plate;
 }
 
 PlaceFinding judge_place(const SeenPlace& place, const PlaceError& error) {

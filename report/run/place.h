@@ -26,6 +26,13 @@ struct SeenPlace {
   cv::Mat pixels;                  // of the crop; empty where it cannot be read
 };
 
+// Where the run took a plate to be, in pixels of the whole picture.
+struct LocatedPlate {
+  cv::Size picture;
+  std::optional<cv::Rect2f> box;  // missing where the whole picture was taken for want of one
+  std::optional<Corners> corners;
+};
+
 // The crop and its corners against where the plate is.
 struct PlaceError {
   double covered;                 // share of the plate's box that lies in the crop
@@ -44,6 +51,9 @@ struct PlaceFinding {
 // Nothing is known of a frame whose pictures a later case took, and where the whole picture was
 // taken for the plate no more than that.
 SeenPlace see_place(const RecordedRun& run, std::size_t frame);
+
+// Nothing if the pictures do not tell. Where no detector ran, the box is that of the corners.
+std::optional<LocatedPlate> locate_plate(const RecordedRun& run, std::size_t frame);
 
 // Nothing if the pictures do not tell where the crop was cut.
 std::optional<PlaceError> measure_place(const RecordedRun& run, std::size_t frame,
