@@ -7,7 +7,6 @@
 #include <fstream>
 #include <memory>
 #include <stdexcept>
-#include <utility>
 
 namespace kavrel::report {
 namespace {
@@ -15,8 +14,9 @@ namespace {
 constexpr int kEndOfFile = -1;
 
 struct Reading {
-  CsvFile file;
+  const std::function<void(const CsvRow& row)>& take;
   CsvRow row;
+  CsvEnd end = CsvEnd::kWhole;
 };
 
 void take_cell(void* bytes, std::size_t size, void* reading) {
@@ -25,12 +25,12 @@ void take_cell(void* bytes, std::size_t size, void* reading) {
 
 void take_row(int end, void* data) {
   Reading& reading = *static_cast<Reading*>(data);
-  CsvRow row = std::exchange(reading.row, {});
   if (end == kEndOfFile) {
-    reading.file.cut = true;
+    reading.end = CsvEnd::kCut;
   } else {
-    reading.file.rows.push_back(std::move(row));
+    reading.take(reading.row);
   }
+  reading.row.clear();
 }
 
 // Blanks around a cell belong to it.
@@ -52,11 +52,11 @@ std::unique_ptr<csv_parser, ParserDeleter> make_parser() {
 
 }  // namespace
 
-std::optional<CsvFile> read_csv(const std::string& path) {
-  if (!std::filesystem::exists(path)) return std::nullopt;
+CsvEnd read_csv(const std::string& path, const std::function<void(const CsvRow& row)>& take) {
+  if (!std::filesystem::exists(path)) return CsvEnd::kNoFile;
   std::ifstream file(path, std::ios::binary);
   const auto parser = make_parser();
-  Reading reading;
+  Reading reading{take, {}};
   std::array<char, 1 << 16> chunk;
   while (file.read(chunk.data(), chunk.size()) || file.gcount() > 0) {
     const auto size = static_cast<std::size_t>(file.gcount());
@@ -65,7 +65,7 @@ std::optional<CsvFile> read_csv(const std::string& path) {
   const bool whole = file.is_open() && file.eof() && !file.bad();
   if (!whole) throw std::runtime_error("failed to read: " + path);
   csv_fini(parser.get(), take_cell, take_row, &reading);
-  return std::move(reading.file);
+  return reading.end;
 }
 
 }  // namespace kavrel::report

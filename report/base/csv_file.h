@@ -1,7 +1,7 @@
 #ifndef KAVREL_REPORT_BASE_CSV_FILE_H
 #define KAVREL_REPORT_BASE_CSV_FILE_H
 
-#include <optional>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,14 +9,12 @@ namespace kavrel::report {
 
 using CsvRow = std::vector<std::string>;
 
-struct CsvFile {
-  std::vector<CsvRow> rows;  // with the header, without a cut row
-  bool cut = false;          // the file ended within a row
-};
+enum class CsvEnd { kNoFile, kWhole, kCut };
 
-// Reads RFC 4180 rows; a single newline ends one too. Returns nothing if there is no such file.
-// Throws std::runtime_error "failed to read: " + path.
-std::optional<CsvFile> read_csv(const std::string& path);
+// Hands over the RFC 4180 rows of a file one by one, with its header; a single newline ends one
+// too. A row within which the file ends is left out. Throws std::runtime_error
+// "failed to read: " + path.
+CsvEnd read_csv(const std::string& path, const std::function<void(const CsvRow& row)>& take);
 
 }  // namespace kavrel::report
 

@@ -6,8 +6,8 @@
 #include <array>
 #include <ctime>
 #include <filesystem>
+#include <functional>
 #include <map>
-#include <optional>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -26,8 +26,6 @@ namespace {
 namespace fs = std::filesystem;
 
 namespace column = output::column;
-
-using Rows = std::vector<output::Row>;
 
 namespace fault {
 constexpr const char* kAborted = "aborted";
@@ -72,29 +70,36 @@ void check_wholeness(RunDepth depth, RecordedRun& run) {
   if (!run.input_mode.empty()) run.used_plate_det = check.totals.use_plate_det;
 }
 
-// The rows of a file without its header and without those that are no rows of it; nothing without
-// the file, or of an empty one.
-std::optional<Rows> read_rows(const std::string& name, output::Columns columns, RecordedRun& run) {
-  auto file = read_csv(run.dir + "/" + name);
-  if (!file || file->rows.empty()) return std::nullopt;
+using TakeRow = std::function<void(const output::Row& row)>;
+
+// Hands over the rows of a file without its header and without those that are no rows of it, one by
+// one: as cells they are several times as large as the file. False without the file, or of an empty
+// one.
+bool read_rows(const std::string& name, output::Columns columns, RecordedRun& run,
+               const TakeRow& take) {
   const CsvRow header(columns.begin(), columns.end());
-  if (file->rows.front() != header) {
-    throw std::runtime_error(run.dir + "/" + name + " does not begin with kavrel's header");
-  }
-  Rows rows;
-  std::size_t damaged = file->cut ? 1 : 0;
-  for (std::size_t i = 1; i < file->rows.size(); ++i) {
-    if (file->rows[i].size() == header.size()) {
-      rows.push_back(output::make_row(columns, file->rows[i]));
+  bool any = false;
+  bool has_header = false;
+  std::size_t damaged = 0;
+  const CsvEnd end = read_csv(run.dir + "/" + name, [&](const CsvRow& row) {
+    if (!std::exchange(any, true)) {
+      has_header = row == header;
+    } else if (has_header && row.size() == header.size()) {
+      take(output::make_row(columns, row));
     } else {
       ++damaged;
     }
+  });
+  if (!any) return false;
+  if (!has_header) {
+    throw std::runtime_error(run.dir + "/" + name + " does not begin with kavrel's header");
   }
+  if (end == CsvEnd::kCut) ++damaged;
   if (damaged > 0) {
     run.notices.push_back(count_of(damaged, "row") + " of " + name +
                           (damaged == 1 ? " is" : " are") + " cut or damaged, and left out.");
   }
-  return rows;
+  return true;
 }
 
 PlateFields fields_of(const output::Row& row) {
@@ -107,25 +112,31 @@ FrameResult frame_of(const output::Row& row) {
           fields_of(row), split_ocr_texts(row.at(column::kOcrTexts))};
 }
 
-std::vector<FrameResult> frames_of(const Rows& rows, std::vector<std::string>& notices) {
-  std::vector<FrameResult> frames;
+bool read_frames(RecordedRun& run) {
   std::size_t other_status = 0;
   std::size_t without_source = 0;
-  for (const output::Row& row : rows) {
-    frames.push_back(frame_of(row));
-    const FrameResult& frame = frames.back();
-    const std::string status = plate_status(frame.expected, frame.fields.final_plate_number);
-    if (status != row.at(column::kStatus)) ++other_status;
-    if (frame.ocr_texts.empty() && !row.at(column::kOcrTexts).empty()) ++without_source;
-  }
+  const bool found =
+      read_rows(output::kFrameSummary, output::kFrameColumns, run, [&](const output::Row& row) {
+        run.frames.push_back(frame_of(row));
+        const FrameResult& frame = run.frames.back();
+        const std::string status = plate_status(frame.expected, frame.fields.final_plate_number);
+        if (status != row.at(column::kStatus)) ++other_status;
+        if (frame.ocr_texts.empty() && !row.at(column::kOcrTexts).empty()) ++without_source;
+      });
   if (other_status > 0) {
-    notices.push_back(count_of(other_status, "frame") +
-                      " recorded with a status that does not follow from expected and read.");
+    run.notices.push_back(count_of(other_status, "frame") +
+                          " recorded with a status that does not follow from expected and read.");
   }
   if (without_source > 0) {
-    notices.push_back(count_of(without_source, "frame") + " with readings that name no source.");
+    run.notices.push_back(count_of(without_source, "frame") +
+                          " with readings that name no source.");
   }
-  return frames;
+  return found;
+}
+
+// As much of it as its group is voted from.
+FrameResult without_readings(const FrameResult& frame) {
+  return {frame.image_path, frame.expected, frame.group_id, frame.fields, {}};
 }
 
 std::vector<Group> vote_groups(const std::vector<FrameResult>& frames) {
@@ -134,7 +145,7 @@ std::vector<Group> vote_groups(const std::vector<FrameResult>& frames) {
   std::vector<Group> groups;
   for (auto& [group_id, members] : indices) {
     std::vector<FrameResult> group_frames;
-    for (const std::size_t i : members) group_frames.push_back(frames[i]);
+    for (const std::size_t i : members) group_frames.push_back(without_readings(frames[i]));
     groups.push_back({vote_group(group_frames), std::move(members)});
   }
   return groups;
@@ -157,10 +168,10 @@ bool same(const GroupResult& a, const GroupResult& b) {
          a.fields.final_plate_number == b.fields.final_plate_number;
 }
 
-void compare_with_summary(const Rows& rows, RecordedRun& run) {
+void compare_with_summary(const std::vector<GroupResult>& results, RecordedRun& run) {
   std::set<std::string> differing;
   std::map<std::string, GroupResult> written;
-  for (const output::Row& row : rows) written[row.at(column::kGroupId)] = group_of(row);
+  for (const GroupResult& result : results) written[result.group_id] = result;
   for (const Group& group : run.groups) {
     const auto row = written.find(group.result.group_id);
     if (row == written.end() || !same(row->second, group.result)) {
@@ -199,8 +210,7 @@ std::set<std::size_t> overwritten_frames(const std::vector<FrameResult>& frames)
   return overwritten;
 }
 
-void take_frames(const Rows& rows, RecordedRun& run) {
-  run.frames = frames_of(rows, run.notices);
+void group_frames(RecordedRun& run) {
   run.groups = vote_groups(run.frames);
   run.overwritten = overwritten_frames(run.frames);
   if (run.overwritten.empty()) return;
@@ -208,9 +218,9 @@ void take_frames(const Rows& rows, RecordedRun& run) {
                         " whose pictures were overwritten by a later image of the same file name.");
 }
 
-void take_groups(const Rows& rows, RecordedRun& run) {
+void take_groups(const std::vector<GroupResult>& results, RecordedRun& run) {
   run.notices.emplace_back("Only the groups are known.");
-  for (const output::Row& row : rows) run.groups.push_back({group_of(row), {}});
+  for (const GroupResult& result : results) run.groups.push_back({result, {}});
 }
 
 // First what spoils every reading: no detector, another dictionary.
@@ -264,24 +274,27 @@ RecordedRun read_run(const std::string& dir, RunDepth depth) {
   run.dir = dir;
   run.log = read_run_log(dir);
   check_wholeness(depth, run);
-  const auto frame_rows = read_rows(output::kFrameSummary, output::kFrameColumns, run);
-  const auto group_rows = read_rows(output::kGroupSummary, output::kGroupColumns, run);
-  if (!frame_rows && !group_rows) {
+  std::vector<GroupResult> results;
+  const bool has_frames = read_frames(run);
+  const bool has_groups =
+      read_rows(output::kGroupSummary, output::kGroupColumns, run,
+                [&](const output::Row& row) { results.push_back(group_of(row)); });
+  if (!has_frames && !has_groups) {
     throw std::runtime_error(std::string("no output of kavrel: neither ") + output::kFrameSummary +
                              " nor " + output::kGroupSummary + " in " + dir);
   }
-  run.ended = utc_time(dir + "/" + (frame_rows ? output::kFrameSummary : output::kGroupSummary));
-  if (frame_rows) {
-    take_frames(*frame_rows, run);
-    if (group_rows) {
-      compare_with_summary(*group_rows, run);
+  run.ended = utc_time(dir + "/" + (has_frames ? output::kFrameSummary : output::kGroupSummary));
+  if (has_frames) {
+    group_frames(run);
+    if (has_groups) {
+      compare_with_summary(results, run);
     } else {
       run.notices.push_back("These are the " + count_of(run.frames.size(), "frame") +
                             " that were read, and the last group may lack some.");
     }
     compare_with_log(run);
   } else {
-    take_groups(*group_rows, run);
+    take_groups(results, run);
   }
   find_nothing_to_judge(run);
   return run;

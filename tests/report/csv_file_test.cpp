@@ -11,13 +11,26 @@ namespace {
 using kavrel_test::TempDir;
 using Rows = std::vector<CsvRow>;
 
+struct CsvFile {
+  CsvEnd end;
+  Rows rows;
+};
+
+CsvFile read(const std::string& path) {
+  Rows rows;
+  const CsvEnd end = read_csv(path, [&](const CsvRow& row) { rows.push_back(row); });
+  return {end, rows};
+}
+
 CsvFile parse(const std::string& text) {
   const TempDir dir;
-  return read_csv(dir.write("file.csv", text)).value();
+  return read(dir.write("file.csv", text));
 }
 
 TEST(CsvFile, IsNothingWithoutAFile) {
-  EXPECT_FALSE(read_csv(TempDir().path("none.csv")).has_value());
+  const CsvFile none = read(TempDir().path("none.csv"));
+  EXPECT_EQ(none.end, CsvEnd::kNoFile);
+  EXPECT_EQ(none.rows, Rows());
 }
 
 TEST(CsvFile, ReadsRowsAndEmptyCells) {
@@ -40,18 +53,17 @@ TEST(CsvFile, ReadsBackWhateverKavrelEscapes) {
 
 TEST(CsvFile, LeavesOutARowThatIsCut) {
   const CsvFile in_cell = parse("a,b\nc,d");
-  EXPECT_TRUE(in_cell.cut);
+  EXPECT_EQ(in_cell.end, CsvEnd::kCut);
   EXPECT_EQ(in_cell.rows, (Rows{{"a", "b"}}));
   const CsvFile in_quotes = parse("a,b\nc,\"d\ne,f\n");
-  EXPECT_TRUE(in_quotes.cut);
+  EXPECT_EQ(in_quotes.end, CsvEnd::kCut);
   EXPECT_EQ(in_quotes.rows, (Rows{{"a", "b"}}));
-  EXPECT_FALSE(parse("a,b\n").cut);
+  EXPECT_EQ(parse("a,b\n").end, CsvEnd::kWhole);
 }
 
 TEST(CsvFile, CannotReadADirectory) {
   const TempDir dir;
-  EXPECT_EQ(kavrel_test::failure_of([&] { read_csv(dir.path()); }),
-            "failed to read: " + dir.path());
+  EXPECT_EQ(kavrel_test::failure_of([&] { read(dir.path()); }), "failed to read: " + dir.path());
 }
 
 }  // namespace

@@ -79,7 +79,7 @@ TEST_F(LargeRun, IsComparedSoon) {
 }
 
 TEST_F(LargeRun, HasVerdictsSooner) {
-  for (const char* command : {"json", "misread"}) {
+  for (const char* command : {"json", "misread", "gate", "junit"}) {
     const ProgramOutcome outcome = run_report({command, dir_->path()});
     expect_modest(outcome);
     EXPECT_LT(outcome.cpu_seconds, kMostSecondsOfVerdicts) << command;
