@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # Each line from the ground up; of two folders with a | between them neither includes the other.
 lines="app/base npu host_runtime
 app/base npu plate ocr kana reading app shard
-app/base ocr kana reading report/base report/list|report/run report/assessment report/html|report/text report"
+app/base ocr kana reading report/base report/list|report/run report/assessment report/html|report/text report/commands report"
 
 mapfile -t files < <(git ls-files src host_runtime report shard | grep -E '\.(cpp|h)$')
 awk -v lines="$lines" '

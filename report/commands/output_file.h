@@ -1,5 +1,5 @@
-#ifndef KAVREL_REPORT_OUTPUT_FILE_H
-#define KAVREL_REPORT_OUTPUT_FILE_H
+#ifndef KAVREL_REPORT_COMMANDS_OUTPUT_FILE_H
+#define KAVREL_REPORT_COMMANDS_OUTPUT_FILE_H
 
 #include <functional>
 #include <ostream>
