@@ -36,8 +36,8 @@ class HostNetwork:
     """
 
     def __init__(self, model, library=LIBRARY):
-        self.library = ctypes.CDLL(str(library))
         self.context = ctypes.c_uint64()
+        self.library = ctypes.CDLL(str(library))
         self.check(self.library.rknn_init(ctypes.byref(self.context), model, len(model), 0, None))
         counts = (ctypes.c_uint32 * 2)()
         self.query(COUNTS, counts)

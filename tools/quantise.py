@@ -18,6 +18,7 @@ mixed:   as int8, but for the layers that harm the output most, which are as in 
 Debian packages: python3-onnx python3-numpy
 """
 import argparse
+import functools
 import sys
 from pathlib import Path
 
@@ -30,7 +31,8 @@ except ImportError as error:
 
 PIXELS = 0.0, 255.0
 PERCENTILE = 99.99
-SAMPLED = 5000                # values of each tensor and picture, for the percentile
+SAMPLED = 5000                # values of each tensor and picture, for percentiles and KL
+BINS, STEPS = 2048, 128       # of the sampled sizes, and of 8 bits on one side of 0 if both are used
 COMPARED = 8                  # pictures on which the output's error is measured
 RANKED = 2                    # pictures by which layers are ranked
 WANTED_SHARE = 1 / 3          # of int8's error, for mixed
@@ -93,22 +95,53 @@ class Ranges:
         return self.ends
 
 
-class Percentiles:
-    """The ends of every value's range but for one in ten thousand on either side."""
+class Sampled:
+    """Ranges by some of every value; `ends` tells the range from these."""
 
-    def __init__(self):
-        self.samples = {}
+    def __init__(self, ends):
+        self.ends, self.samples = ends, {}
 
     def add(self, name, values):
         flat = values.ravel()
         self.samples.setdefault(name, []).append(flat[::-(-flat.size // SAMPLED)])
 
     def result(self):
-        return {name: tuple(np.percentile(np.concatenate(parts), (100 - PERCENTILE, PERCENTILE)))
-                for name, parts in self.samples.items()}
+        return {name: self.ends(np.concatenate(parts)) for name, parts in self.samples.items()}
 
 
-RANGES = {"min-max": Ranges, "percentile": Percentiles}
+def percentiles(values):
+    """The ends but for one in ten thousand on either side."""
+    return tuple(np.percentile(values, (100 - PERCENTILE, PERCENTILE)))
+
+
+def divergence(counts, kept, steps):
+    """Kullback and Leibler's, of sizes in steps over the first `kept` bins from what they were."""
+    wanted = counts[:kept].astype(float)
+    wanted[-1] += counts[kept:].sum()
+    step = np.arange(kept) * steps // kept
+    filled = counts[:kept] > 0
+    shared = np.bincount(step, counts[:kept]) / np.maximum(np.bincount(step, filled), 1)
+    given = np.where(filled, shared[step], 0)
+    lost = wanted[(given == 0) & (wanted > 0)].sum() / wanted.sum()
+    both = (given > 0) & (wanted > 0)
+    wanted, given = wanted / wanted.sum(), given / max(given.sum(), 1)
+    return (wanted[both] * np.log(wanted[both] / given[both])).sum() + lost * np.log(BINS)
+
+
+def least_divergence(values):
+    """The range in which the values' sizes, cut off at its end, are spread most like before."""
+    sizes = np.abs(values)
+    if not sizes.any():
+        return 0.0, 0.0
+    counts, edges = np.histogram(sizes[sizes > 0], BINS, (0, sizes.max()))
+    steps = STEPS if values.min() < 0 < values.max() else 2 * STEPS
+    tried = range(steps, BINS + 1, STEPS // 8)
+    limit = edges[min(tried, key=lambda kept: divergence(counts, kept, steps))]
+    return max(float(values.min()), -limit), min(float(values.max()), limit)
+
+
+RANGES = {"min-max": Ranges, "percentile": functools.partial(Sampled, percentiles),
+          "kl": functools.partial(Sampled, least_divergence)}
 
 
 def measure_ranges(network, paths, kind, library):
@@ -191,6 +224,8 @@ def check_kept(network, kept):
 
 def quantise(args):
     data = args.network.read_bytes()
+    if not args.output.parent.is_dir():
+        raise Unfit(f"there is no folder {args.output.parent} to write into")
     network = Network(data)
     paths = find_pictures(args.pictures, data, args.count)
     ranges = measure_ranges(network, paths, args.ranges, args.library)
@@ -206,6 +241,12 @@ def quantise(args):
         print(f"  in 16 bits: {name}")
 
 
+def at_least_one(text):
+    if not text.isdecimal() or int(text) == 0:
+        raise argparse.ArgumentTypeError(f"'{text}' is not 1 or more")
+    return int(text)
+
+
 def parse():
     parser = argparse.ArgumentParser(
         description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
@@ -215,9 +256,11 @@ def parse():
     add("--pictures", type=Path, required=True, metavar="DIR",
         help="a recording of KAVREL_HOST_INPUTS, or one network's folder in it")
     add("-o", "--output", type=Path, required=True, metavar="OUT.onnx")
-    add("--ranges", choices=RANGES, default="min-max")
+    add("--ranges", choices=RANGES, default="min-max",
+        help="of the values in 8 bits: all that occurs (the default), all but one in ten thousand on "
+             "either side, or what Kullback and Leibler's divergence keeps")
     add("--keep", metavar="LAYER,...", help="the layers that mixed keeps in 16 bits")
-    add("--count", type=int, default=100, help="most pictures that are used (%(default)s)")
+    add("--count", type=at_least_one, default=100, help="most pictures that are used (%(default)s)")
     add("--library", type=Path, default=LIBRARY, help="the workstation's runtime")
     return parser.parse_args()
 

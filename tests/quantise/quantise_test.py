@@ -19,6 +19,7 @@ from onnx import TensorProto, helper, numpy_helper
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools"))
 from host_network import OUTPUT_ATTR, HostNetwork                      # noqa: E402
+from quantise import least_divergence                                  # noqa: E402
 
 WIDTH, HEIGHT = 4, 2
 FLOAT16_TYPE, INT8_TYPE = 1, 2             # as the runtime numbers them
@@ -148,6 +149,30 @@ class Arithmetic(Case):
         given = self.quantised(conv(), "--precision", "int8")
         self.assertAlmostEqual(given.run(self.picture(200))[0].max(), 200, delta=1)
 
+    def test_ranges_of_least_divergence_are_stored(self):
+        rng = np.random.default_rng(1)
+        for number in range(50):
+            self.add_picture(rng.integers(0, 256, (HEIGHT, WIDTH, 3)), f"{number}.ppm")
+        given = self.quantised(conv(), "--precision", "int8", "--ranges", "kl")
+        self.assertAlmostEqual(given.run(self.picture(255))[0].max(), 255, delta=2)
+
+
+class LeastDivergence(unittest.TestCase):
+    def test_the_far_and_few_are_left_out(self):
+        values = np.append(np.random.default_rng(1).normal(0, 1, 100000), np.full(10, 50))
+        low, high = least_divergence(values)
+        self.assertTrue(-6 < low < -2.5 and 2.5 < high < 6, (low, high))
+
+    def test_what_is_spread_evenly_is_kept(self):
+        low, high = least_divergence(np.random.default_rng(1).uniform(-1, 1, 100000))
+        self.assertAlmostEqual(low, -1, delta=0.02)
+        self.assertAlmostEqual(high, 1, delta=0.02)
+
+    def test_values_on_one_side_of_0_have_a_range_on_one_side(self):
+        low, high = least_divergence(np.random.default_rng(1).exponential(1, 100000))
+        self.assertAlmostEqual(low, 0, delta=0.01)
+        self.assertTrue(4 < high < 13, high)
+
 
 class Mixed(Case):
     def two_layers(self):
@@ -215,6 +240,21 @@ class BadInput(Case):
         self.add_picture(self.picture())
         self.refuse(conv(), "there is no layer 'first' with weights; there are only",
                     "--precision", "mixed", "--keep", "first")
+
+    def test_a_folder_that_is_not_there(self):
+        self.add_picture(self.picture())
+        self.refuse(conv(), "there is no folder /no/such to write into",
+                    "--precision", "int8", "-o", "/no/such/out.onnx")
+
+    def test_a_runtime_that_is_not_there(self):
+        self.add_picture(self.picture())
+        self.refuse(conv(), "/no/librknnrt.so: cannot open shared object file",
+                    "--precision", "int8", "--library", "/no/librknnrt.so")
+
+    def test_no_pictures_wanted(self):
+        done = self.call(conv(), "--precision", "int8", "--count", "0")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("argument --count: '0' is not 1 or more", done.stderr)
 
     def test_a_network_that_is_not_there(self):
         done = subprocess.run([ROOT / "tools/quantise.py", "/no/net.onnx", "--precision", "int8",
