@@ -100,9 +100,9 @@ def cell_centres(columns, rows):
     return torch.stack(torch.meshgrid(x, y, indexing="xy"))[None]
 
 
-def boxes_of(maps, centres):
+def boxes_of(maps, centres, unit=UNIT):
     """x1, y1, x2, y2 in pixels for every cell."""
-    return torch.cat([centres - UNIT * maps[:, 1:3], centres + UNIT * maps[:, 3:5]], 1)
+    return torch.cat([centres - unit * maps[:, 1:3], centres + unit * maps[:, 3:5]], 1)
 
 
 class Rows(nn.Module):
@@ -120,9 +120,10 @@ class Rows(nn.Module):
         super().__init__()
         self.detector, self.shift = detector, shift
         columns, rows = FRAME[0] // STRIDE, FRAME[1] // STRIDE
-        self.register_buffer("centres", cell_centres(columns, rows).to(common.DEVICE))
-        size = torch.tensor([*FRAME, *FRAME], dtype=torch.float32).reshape(1, 4, 1, 1)
-        self.register_buffer("part", (1 / size).to(common.DEVICE))
+        # In parts of the frame from the start: 16-bit floats have steps of a pixel beyond 1,024.
+        size = torch.tensor(FRAME, dtype=torch.float32).reshape(1, 2, 1, 1)
+        self.register_buffer("centres", (cell_centres(columns, rows) / size).to(common.DEVICE))
+        self.register_buffer("unit", (UNIT / size).to(common.DEVICE))
 
     def forward(self, image):
         maps = self.detector(image)
@@ -131,7 +132,7 @@ class Rows(nn.Module):
         below = functional.max_pool2d(logit, 5, 1, 2) - logit
         score = torch.sigmoid(logit + self.shift) * torch.relu(1.0 - self.SHARPNESS * below)
         # Clamped: a negative corner would make the row look like another layout.
-        boxes = torch.clamp(boxes_of(maps, self.centres) * self.part, 0.0, 1.0)
+        boxes = torch.clamp(boxes_of(maps, self.centres, self.unit), 0.0, 1.0)
         size = boxes[:, 2:3] - boxes[:, 0:1] + boxes[:, 3:4] - boxes[:, 1:2]
         taken = (1 - self.FAR) * torch.relu(1.0 - size * (1 / self.NEAR))
         score = score - taken * torch.relu(score - WORKING_POINT)
