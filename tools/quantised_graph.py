@@ -6,6 +6,7 @@ bits, as an NPU's accumulators do. A graph of plain float16 operators would say 
 processor ONNX Runtime computes it in 32-bit floats from end to end and rounds nothing in between.
 """
 import collections
+import warnings
 
 import numpy as np
 import onnx
@@ -57,7 +58,9 @@ def check_shapes(graph):
 def load(data):
     """The model of an ONNX file's bytes, of an opset that has all that is needed."""
     try:
-        model = onnx.load_from_string(data)
+        with warnings.catch_warnings():
+            warnings.simplefilter("error")     # of bytes that are left over
+            model = onnx.load_from_string(data)
         onnx.checker.check_model(model)
     except Exception as fault:
         raise Unfit("this is no valid ONNX file") from fault

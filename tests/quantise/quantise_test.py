@@ -221,6 +221,10 @@ class BadInput(Case):
         self.add_picture(self.picture())
         self.refuse(b"RKNN and more", "this is no valid ONNX file")
 
+    def test_a_text_that_begins_like_an_onnx_file(self):
+        self.add_picture(self.picture())
+        self.refuse(b"4 plates\n", "this is no valid ONNX file")
+
     def test_an_unsupported_operator(self):
         self.add_picture(self.picture())
         self.refuse(network([helper.make_node("Selu", ["image"], ["out"], name="odd")], {}),
