@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# What 16 and 8 bits cost, in hours of one core:   bench/precision.sh [DIR]
+# What 16 and 8 bits cost, in hours of one core:   bench/precision.sh [DIR [OPTION...]]
 # Draws the sets, quantises the networks, runs kavrel with each of them, and prints the tables of
-# docs/board.md. What lies in DIR (output/precision) from an earlier call is not done again.
+# docs/board.md. What lies in DIR (output/precision) from an earlier call is not done again, so that
+# it can be ended at any time. The options are those of bench/precision.py: --parts 1 takes every
+# eighth vehicle for most rows, --jobs 0 prints what is there.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -11,9 +13,12 @@ cmake --preset dev >/dev/null
 ninja -C build --quiet kavrel
 tools/public_networks.sh
 
+folder="${1:-output/precision}"
+forms=(float16 mixed int8)
+
 # The public networks, after the first frames of eight vehicles.
 quantise_public() {
-  mkdir -p "$1"/{float16,int8,mixed}
+  mkdir -p "$1"
   sed -n '1p; /_f01\.jpg,/p' samples/street/street_expected.csv | head -n 9 >"$1/list.csv"
   KAVREL_HOST_INPUTS="$1/recording" build/kavrel \
     --input-mode frame \
@@ -24,23 +29,40 @@ quantise_public() {
     --ocr-dict models/host/ppocr_rec_dict.txt \
     --input-list "$1/list.csv" \
     --output-dir "$1/run" >"$1/log" 2>&1
-  local network precision
-  for network in ppocr_rec ppocr_det; do
-    for precision in float16 int8 mixed; do
-      tools/quantise.py "models/host/$network.onnx" --precision "$precision" --count 20 \
-        --pictures "$1/recording" -o "$1/$precision/$network.onnx"
+  local network form
+  for form in "${forms[@]}"; do
+    mkdir -p "$1/$form"
+    for network in ppocr_rec ppocr_det; do
+      tools/quantise.py "models/host/$network.onnx" --precision "$form" --count 20 \
+        --pictures "$1/recording" -o "$1/$form/$network.onnx"
     done
   done
   rm -r "$1/recording"
 }
 
-folder="${1:-output/precision}"
-if [[ ! -d "$folder/hard" ]]; then
+# Runs a command unless DIR/NAME.of says that it was done with these files:   once NAME FILE... -- COMMAND
+once() {
+  local name="$1" files=() of
+  shift
+  while [[ "$1" != -- ]]; do
+    files+=("$1")
+    shift
+  done
+  of="$(sha256sum "${files[@]}")"
+  if [[ "$of" != "$(cat "$folder/$name.of" 2>/dev/null)" ]]; then
+    "${@:2}"
+    echo "$of" >"$folder/$name.of"
+  fi
+}
+
+mkdir -p "$folder"
+if [[ ! -e "$folder/hard/street_truth.json" ]]; then
   training/render_street.py --hard --seed 404122 --output "$folder/hard"
 fi
-if [[ ! -d "$folder/second" ]]; then
+if [[ ! -e "$folder/second/street_truth.json" ]]; then
   training/render_second.py --seed 1 --vehicles 40 --output "$folder/second"
 fi
-tools/quantise_reference.sh "$folder/networks"
-if [[ ! -e "$folder/public/mixed/ppocr_det.onnx" ]]; then quantise_public "$folder/public"; fi
-bench/precision.py "$folder"
+once networks models/reference/*.onnx tools/quantise*.py -- \
+  tools/quantise_reference.sh "$folder/networks" "${forms[@]}" int8-percentile int8-kl
+once public models/host/*.onnx tools/quantise*.py -- quantise_public "$folder/public"
+bench/precision.py "$folder" "${@:2}"

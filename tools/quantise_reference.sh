@@ -1,16 +1,19 @@
 #!/usr/bin/env bash
-# Writes our networks in 16 bits, 8 bits and both, in a minute:   tools/quantise_reference.sh [DIR]
+# Writes our networks in 16 bits, 8 bits and both, in a minute:   tools/quantise_reference.sh [DIR [FORM...]]
 # DIR/float16, DIR/int8 and DIR/mixed have them under the names of models/reference; DIR is
-# output/quantised unless named. They are calibrated on the first frame of each vehicle of
-# samples/street. kavrel must have been built for the workstation.
+# output/quantised unless named. A form int8-percentile or int8-kl takes its ranges so. They are
+# calibrated on the first frame of each vehicle of samples/street. kavrel must have been built for the
+# workstation.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 tools/need.sh python3-onnx python3-numpy
 networks="${1:-output/quantised}"
+forms=("${@:2}")
+if ((${#forms[@]} == 0)); then forms=(float16 int8 mixed); fi
 models=models/reference
 recording="$networks/recording"
-mkdir -p "$recording" "$networks"/{float16,int8,mixed}
+mkdir -p "$recording"
 
 sed -n '1p; /_f01\.jpg,/p' samples/street/street_expected.csv >"$recording/list.csv"
 if ! KAVREL_HOST_INPUTS="$recording" build/kavrel \
@@ -26,10 +29,13 @@ if ! KAVREL_HOST_INPUTS="$recording" build/kavrel \
   exit 1
 fi
 
-for network in plate_det plate_corner plate_text plate_rec; do
-  for precision in float16 int8 mixed; do
-    tools/quantise.py "$models/$network.onnx" --precision "$precision" --pictures "$recording" \
-      -o "$networks/$precision/$network.onnx"
+for form in "${forms[@]}"; do
+  mkdir -p "$networks/$form"
+  ranges=min-max
+  if [[ "$form" == *-* ]]; then ranges="${form#*-}"; fi
+  for network in plate_det plate_corner plate_text plate_rec; do
+    tools/quantise.py "$models/$network.onnx" --precision "${form%%-*}" --ranges "$ranges" \
+      --pictures "$recording" -o "$networks/$form/$network.onnx"
   done
 done
 rm -r "$recording"
