@@ -5,6 +5,8 @@
 #include <tuple>
 #include <utility>
 
+#include "report/base/wording.h"
+
 namespace kavrel::report {
 namespace {
 
@@ -109,10 +111,13 @@ Comparison compare_runs(const RecordedRun& base, const Assessment& base_assessme
   for (const ChangedItem& item : comparison.groups.items) {
     if (!item.base) continue;
     const PlateJudgement& was = base_assessment.group_judgements[*item.base];
-    if (!item.fresh && was.outcome == Outcome::kCorrect) ++comparison.removed_correct;
-    if (item.fresh && was.expected != fresh_assessment.group_judgements[*item.fresh].expected) {
-      ++comparison.relabelled;
+    if (!item.fresh) {
+      if (was.outcome == Outcome::kCorrect) ++comparison.removed_correct;
+      continue;
     }
+    ++comparison.shared_groups;
+    const PlateJudgement& is = fresh_assessment.group_judgements[*item.fresh];
+    if (was.expected != is.expected) ++comparison.relabelled;
   }
   return comparison;
 }
@@ -122,16 +127,32 @@ int count_lost(const Comparison& comparison, bool allow_removed) {
          (allow_removed ? 0 : comparison.removed_correct);
 }
 
-bool are_comparable(const RecordedRun& base, const RecordedRun& fresh) {
-  return base.faults.empty() && fresh.faults.empty();
+bool share_labels(const Comparison& comparison) {
+  return comparison.relabelled < comparison.shared_groups;
+}
+
+bool are_comparable(const ComparedRuns& runs) {
+  return runs.base.faults.empty() && runs.fresh.faults.empty() && share_labels(runs.comparison);
+}
+
+std::vector<std::string> notices_on(const ComparedRuns& runs) {
+  std::vector<std::string> notices;
+  for (const std::string& notice : runs.base.notices) notices.push_back("Base: " + notice);
+  for (const std::string& notice : runs.fresh.notices) notices.push_back("New: " + notice);
+  if (runs.comparison.relabelled > 0) {
+    notices.push_back(count_of(runs.comparison.relabelled, "group") +
+                      " with another expected text in the new run.");
+  }
+  return notices;
 }
 
 std::string verdict_on(const ComparedRuns& runs, bool allow_removed) {
-  if (!are_comparable(runs.base, runs.fresh)) {
-    const bool is_base = !runs.base.faults.empty();
-    const Fault& fault = is_base ? runs.base.faults.front() : runs.fresh.faults.front();
-    return std::string("No verdict: the ") + (is_base ? "base" : "new") + " run is " + fault.key +
-           ".";
+  for (const auto& [name, run] : {std::pair{"base", &runs.base}, {"new", &runs.fresh}}) {
+    if (run->faults.empty()) continue;
+    return std::string("No verdict: the ") + name + " run is " + run->faults.front().key + ".";
+  }
+  if (!share_labels(runs.comparison)) {
+    return "No verdict: of no group do both runs expect the same plate.";
   }
   const int lost = count_lost(runs.comparison, allow_removed);
   if (lost == 0) return "No group that was correct in the base run is lost in the new one.";

@@ -42,7 +42,8 @@ struct Comparison {
   ItemChanges groups;
   ItemChanges frames;
   int removed_correct = 0;  // groups that were correct in the base run, and are not in the new one
-  int relabelled = 0;       // groups whose expected text is not the same in both runs
+  int shared_groups = 0;    // those of both runs
+  int relabelled = 0;       // shared groups whose expected text is not the same in both runs
 };
 
 // Two runs, what was made of them, and what differs.
@@ -63,8 +64,15 @@ Comparison compare_runs(const RecordedRun& base, const Assessment& base_assessme
 // unless `allow_removed`: an aborted run must not pass for a good one.
 int count_lost(const Comparison& comparison, bool allow_removed);
 
-// Whether both runs are whole and labelled, so that a verdict can rest on them.
-bool are_comparable(const RecordedRun& base, const RecordedRun& fresh);
+// Whether the runs expect the same plate of some group. Where they do not, their lists have nothing
+// in common but the names of groups.
+bool share_labels(const Comparison& comparison);
+
+// Whether both runs are whole and labelled, and share labels, so that a verdict can rest on them.
+bool are_comparable(const ComparedRuns& runs);
+
+// What each run says of itself, and whether labels changed between them, in sentences.
+std::vector<std::string> notices_on(const ComparedRuns& runs);
 
 // What count_lost() found, in a sentence, and what stands against a verdict.
 std::string verdict_on(const ComparedRuns& runs, bool allow_removed);

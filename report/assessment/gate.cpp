@@ -82,6 +82,12 @@ GateLine not_broken(const ComparedRuns& compared, int most) {
           lost <= most, std::to_string(lost)};
 }
 
+GateLine of_one_list(const Comparison& comparison) {
+  return {"some groups are expected to be the same plate in the base run", share_labels(comparison),
+          std::to_string(comparison.shared_groups - comparison.relabelled) + " of " +
+              count_of(comparison.shared_groups, "group")};
+}
+
 }  // namespace
 
 double parse_share(const std::string& text) {
@@ -153,6 +159,7 @@ GateVerdict judge_release(const RecordedRun& run, const Assessment& assessment,
   }
   if (compared != nullptr) {
     lines.push_back(whole("the base run", compared->base));
+    lines.push_back(of_one_list(compared->comparison));
     lines.push_back(not_broken(*compared, rules.max_broken));
   }
   return verdict;

@@ -33,7 +33,7 @@ int compare(const CompareOptions& options) {
     write_page(options.file, render_comparison(runs, verdict, options.max_frames),
                options.separate_files);
   }
-  if (!are_comparable(base, fresh)) return kExitRefused;
+  if (!are_comparable(runs)) return kExitRefused;
   const int lost = count_lost(comparison, options.allow_removed);
   return lost > options.allow_broken ? kExitRefused : 0;
 }

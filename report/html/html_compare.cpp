@@ -220,23 +220,12 @@ View total_view(const char* name, const Score& base, const Score& fresh,
   return view;
 }
 
-std::vector<std::string> notices_of(const ComparedRuns& runs) {
-  std::vector<std::string> notices;
-  for (const std::string& notice : runs.base.notices) notices.push_back("Base: " + notice);
-  for (const std::string& notice : runs.fresh.notices) notices.push_back("New: " + notice);
-  if (runs.comparison.relabelled > 0) {
-    notices.push_back(count_of(runs.comparison.relabelled, "group") +
-                      " with another expected text in the new run.");
-  }
-  return notices;
-}
-
 }  // namespace
 
 std::string render_comparison(const ComparedRuns& runs, const std::string& verdict,
                               std::size_t max_frames) {
   const DiffCards cards = render_cards(runs, max_frames);
-  const std::vector<std::string> notices = notices_of(runs);
+  const std::vector<std::string> notices = notices_on(runs);
   View totals = make_list();
   totals.push_back(total_view("Groups", runs.base_assessment.groups, runs.fresh_assessment.groups,
                               runs.comparison.groups));

@@ -32,16 +32,11 @@ void print_group(const ComparedRuns& runs, const ChangedItem& item, std::ostream
       << reading_of(runs.base, item.base) << "  new " << reading_of(runs.fresh, item.fresh) << '\n';
 }
 
-void print_notices(const char* name, const RecordedRun& run, std::ostream& out) {
-  for (const std::string& notice : run.notices) out << name << ": " << printable(notice) << '\n';
-}
-
 }  // namespace
 
 void print_comparison(const ComparedRuns& runs, std::ostream& out) {
   for (const std::string& sentence : sentences_on(find_rereading(runs))) out << sentence << '\n';
-  print_notices("base", runs.base, out);
-  print_notices("new", runs.fresh, out);
+  for (const std::string& notice : notices_on(runs)) out << printable(notice) << '\n';
   print_totals("groups", runs.base_assessment.groups, runs.fresh_assessment.groups,
                runs.comparison.groups, out);
   print_totals("frames", runs.base_assessment.frames, runs.fresh_assessment.frames,

@@ -93,14 +93,34 @@ TEST(Comparison, LosesWhatIsBrokenOrRemoved) {
             "Groups that were correct in the base run and no longer are: 2.");
   const Sides same({labelled("a", kRight)}, {labelled("a", kRight)});
   EXPECT_THAT(verdict_on(same.both(), false), HasSubstr("No group"));
-  EXPECT_TRUE(are_comparable(same.base, same.fresh));
+  EXPECT_TRUE(are_comparable(same.both()));
 }
 
 TEST(Comparison, HasNoVerdictOnRunsThatAreNotWhole) {
   const Sides empty({labelled("a", kRight)}, {});
-  EXPECT_FALSE(are_comparable(empty.base, empty.fresh));
-  EXPECT_FALSE(are_comparable(empty.fresh, empty.base));
+  EXPECT_FALSE(are_comparable(empty.both()));
+  EXPECT_FALSE(are_comparable(Sides({}, {labelled("a", kRight)}).both()));
   EXPECT_EQ(verdict_on(empty.both(), false), "No verdict: the new run is empty.");
+}
+
+TEST(Comparison, HasNoVerdictOnRunsOfOtherLists) {
+  FrameResult other = labelled("a", kRight);
+  other.expected = "横浜 500 さ 56-78";
+  const Sides sides({other}, {labelled("a", kRight)});
+  EXPECT_FALSE(are_comparable(sides.both()));
+  EXPECT_EQ(verdict_on(sides.both(), true),
+            "No verdict: of no group do both runs expect the same plate.");
+  EXPECT_FALSE(are_comparable(Sides({labelled("a", kRight)}, {labelled("b", kRight)}).both()));
+}
+
+TEST(Comparison, TellsOfLabelsThatChanged) {
+  FrameResult other = labelled("a", kRight);
+  other.expected = "横浜 500 さ 56-78";
+  const Sides sides({other, labelled("b", kRight)}, {labelled("a", kRight), labelled("b", kRight)});
+  EXPECT_TRUE(are_comparable(sides.both()));
+  std::ostringstream out;
+  print_comparison(sides.both(), out);
+  EXPECT_THAT(out.str(), HasSubstr("1 group with another expected text in the new run.\n"));
 }
 
 TEST(Comparison, LosesAGroupWhoseLabelIsGone) {
