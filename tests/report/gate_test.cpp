@@ -136,6 +136,16 @@ TEST_F(Gate, HoldsARunAgainstABase) {
   EXPECT_EQ(gate({"--base", worse.path()}).status, 0);
 }
 
+TEST_F(Gate, HoldsARunAgainstNoBaseOfAnotherList) {
+  std::vector<FrameResult> frames = ten_groups();
+  for (FrameResult& frame : frames) frame.expected = "横浜 500 さ 56-78";
+  OutputDir other;
+  other.write_finished(frames);
+  const ProgramOutcome outcome = gate({"--base", other.path(), "--max-broken", "10"});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_THAT(outcome.out, HasSubstr("in the base run: 0 of 10 groups\n"));
+}
+
 TEST_F(Gate, JudgesByAColumnOfTheList) {
   EXPECT_EQ(gate({"--list", list_, "--min-slice", "camera=80%"}).status, 0);
   EXPECT_EQ(gate({"--list", list_, "--min-slice", "camera=81%"}).status, 3);
