@@ -23,6 +23,7 @@
 #include "app/base/run_totals.h"
 #include "app/base/text.h"
 #include "shard/job.h"
+#include "shard/merged_log.h"
 #include "shard/result.h"
 #include "shard/storage.h"
 
@@ -308,11 +309,13 @@ void link_files(const Job& job, std::size_t number, const std::string& dir) {
   }
 }
 
+// All of an output directory; `log` is its kavrel.log.
 void fill(const Job& job, const std::string& dir, const std::string& output_dir,
-          const RunTotals& totals) {
+          const RunTotals& totals, const std::string& log) {
   merge_frames(job, dir);
   merge_groups(job, dir);
   write_whole(dir + "/" + output::kFinalResult, final_result_json(totals, output_dir));
+  write_whole(dir + "/" + kLogFile, log);
   ensure_dir(dir + "/" + output::kCases);
   for (std::size_t number = 1; number <= job.parts.size(); ++number) {
     if (!job.parts[number - 1].left_out) link_files(job, number, dir);
@@ -353,8 +356,10 @@ void write_manifest(const Job& job, const std::string& output_dir) {
   write_whole(job.root + "/" + kManifest, json.dump(1) + "\n");
 }
 
-// Loudly: who reads the figures must know.
-void tell_left_out(const Job& job) {
+// Who reads the figures must know. None if nothing was left out.
+std::vector<std::string> remarks_on_left_out(const Job& job) {
+  if (job.left_out_groups.empty()) return {};
+  std::vector<std::string> remarks;
   std::size_t rows = 0, all_rows = 0, all_groups = 0;
   for (std::size_t i = 0; i < job.parts.size(); ++i) {
     const Part& part = job.parts[i];
@@ -362,7 +367,8 @@ void tell_left_out(const Job& job) {
     all_groups += job.plan.shards[i].groups;
     rows += job.plan.shards[i].rows - part.rows;
     if (part.left_out) {
-      log_line("[WARN] all of " + shard_name(i + 1) + " is left out: " + part.result.error);
+      remarks.push_back("[WARN] all of " + shard_name(i + 1) +
+                        " is left out: " + part.result.error);
     }
   }
   std::vector<std::size_t> seen(job.parts.size(), 0);
@@ -370,19 +376,28 @@ void tell_left_out(const Job& job) {
     const std::vector<std::size_t>& unreadable = job.parts[number - 1].result.unreadable_rows;
     const std::size_t row = seen[number - 1]++;
     if (std::count(unreadable.begin(), unreadable.end(), row) == 0) return;
-    log_line("[WARN] group " + item.group_id + " is left out: " + kUnreadableImage +
-             item.image_path);
+    remarks.push_back("[WARN] group " + item.group_id + " is left out: " + kUnreadableImage +
+                      item.image_path);
   });
-  log_line("[WARN] THE RESULT IS NOT THAT OF THE WHOLE LIST: " +
-           std::to_string(job.left_out_groups.size()) + " of " + std::to_string(all_groups) +
-           " groups are left out, with " + std::to_string(rows) + " of " +
-           std::to_string(all_rows) + " rows");
+  remarks.push_back("[WARN] THE RESULT IS NOT THAT OF THE WHOLE LIST: " +
+                    std::to_string(job.left_out_groups.size()) + " of " +
+                    std::to_string(all_groups) + " groups are left out, with " +
+                    std::to_string(rows) + " of " + std::to_string(all_rows) + " rows");
+  return remarks;
 }
 
 // The directory's path without slashes at its end.
 std::string place_of(const std::string& output_dir) {
   const std::size_t last = output_dir.find_last_not_of('/');
   return last == std::string::npos ? "/" : output_dir.substr(0, last + 1);
+}
+
+std::vector<Result> results_of(const Job& job) {
+  std::vector<Result> results;
+  for (const Part& part : job.parts) {
+    if (!part.result.plan.empty()) results.push_back(part.result);
+  }
+  return results;
 }
 
 }  // namespace
@@ -406,10 +421,14 @@ int merge(const MergeRequest& request, std::ostream& out) {
     return kExitFailure;
   }
   const RunTotals totals = sum_totals(job);
+  const std::vector<std::string> remarks = remarks_on_left_out(job);
+  const int status = remarks.empty() ? exit_status_of(totals, request.fail_on_error) : kExitLeftOut;
+  const std::string log = merged_log({request.job, job.plan, request.output_dir, results_of(job),
+                                      totals.frame_total, remarks, status});
   ensure_dir(fs::absolute(place).parent_path());
   const std::string partial = make_directory_of_its_own(place + ".partial.");
   try {
-    fill(job, partial, request.output_dir, totals);
+    fill(job, partial, request.output_dir, totals, log);
     write_manifest(job, request.output_dir);
     fs::rename(partial, place);
   } catch (...) {
@@ -418,9 +437,8 @@ int merge(const MergeRequest& request, std::ostream& out) {
     throw;
   }
   out << final_result_block(totals, request.output_dir) << std::flush;
-  if (job.left_out_groups.empty()) return exit_status_of(totals, request.fail_on_error);
-  tell_left_out(job);
-  return kExitLeftOut;
+  for (const std::string& remark : remarks) log_line(remark);
+  return status;
 }
 
 }  // namespace kavrel::shard

@@ -54,6 +54,21 @@ const char* key_of(RunFaultKind kind) {
   return fault::kMixed;
 }
 
+// kavrel-shard leaves the output of a shard in a folder with its manifest and its log.
+std::string folder_of_shard(const std::string& dir) {
+  const std::string folder = dir + "/..";
+  return fs::exists(folder + "/shard.json") ? folder : "";
+}
+
+void refuse_shard(RecordedRun& run) {
+  const std::string folder = folder_of_shard(run.dir);
+  if (folder.empty()) return;
+  if (!run.log) run.log = read_run_log(folder);
+  add_fault(fault::kCut,
+            "This is the output of one shard of a list; kavrel-shard merge makes that of the list.",
+            run);
+}
+
 // A copy of a run may leave its cases out.
 void check_wholeness(RunDepth depth, RecordedRun& run) {
   const bool has_cases = fs::is_directory(run.dir + "/" + output::kCases);
@@ -273,6 +288,7 @@ RecordedRun read_run(const std::string& dir, RunDepth depth) {
   RecordedRun run;
   run.dir = dir;
   run.log = read_run_log(dir);
+  refuse_shard(run);
   check_wholeness(depth, run);
   std::vector<GroupResult> results;
   const bool has_frames = read_frames(run);

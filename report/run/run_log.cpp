@@ -105,6 +105,8 @@ void take_line(const std::string& line, RunLog& log, Warnings& warnings) {
     log.runtime = {"", *runtime, ""};
   } else if (const auto checksum = behind("[RUN] sha256=", line)) {
     take_checksum(*checksum, log);
+  } else if (const auto begun = behind("[RUN] begun=", line)) {
+    log.begun = number_of(*begun);
   } else if (const auto end = behind("[RUN] status=", line)) {
     take_end(*end, log);
   } else if (const auto mode = behind("[INFO] input_mode=", line)) {

@@ -17,8 +17,8 @@ struct LoggedFile {
   std::string sha256;  // when the run began; "" if the log has none
 };
 
-// Lines that begin with [RUN] are tools/logged.sh's, the others kavrel's own; a log of the latter
-// alone leaves the rest empty. Of several runs in one log the last is told.
+// Lines that begin with [RUN] are those of tools/logged.sh or of kavrel-shard, the others kavrel's
+// own; a log of the latter alone leaves the rest empty. Of several runs in one log the last is told.
 struct RunLog {
   std::string started;  // as 2024-05-01T12:00:00 in UTC
   std::string machine;

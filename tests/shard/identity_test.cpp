@@ -164,7 +164,8 @@ TEST_F(Options, PicturesAreKeptAsPlannedAndTablesAreTheSame) {
   run_shards(todo());
   const Outcome merged = merge();
   EXPECT_EQ(merged.out, one.block);
-  const Left left{contents(kMerged), merged.out};
+  Left left{contents(kMerged), merged.out};
+  left.files.erase("kavrel.log");
   EXPECT_EQ(left.files.size(), without_pictures(one).size());
   for (const auto& [name, bytes] : left.files) EXPECT_EQ(bytes, one.files.at(name)) << name;
 }

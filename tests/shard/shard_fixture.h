@@ -36,7 +36,7 @@ class ShardTest : public ProgramTest {
     std::string block;
   };
   Left one_run(const std::string& case_list = kCaseList) const;
-  // That kMerged holds the same, and `merged` printed the same; then removes it.
+  // That kMerged holds the same beside its log, and `merged` printed the same; then removes it.
   void expect_same(const Outcome& merged, const Left& one) const;
 
   std::map<std::string, std::string> contents(const std::string& directory) const;
