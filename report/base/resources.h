@@ -26,6 +26,8 @@ extern const char* const kStyle;
 extern const char* const kScript;
 extern const char* const kStyleHash;
 extern const char* const kScriptHash;
+// The page's texts in English and Japanese: [{"en": ..., "ja": ...}, ...].
+extern const char* const kReportTexts;
 
 // The page for labelling: its template, its texts, how region names are read, style and script.
 extern const char* const kLabel;

@@ -172,6 +172,7 @@ std::string render_page(const std::string& title, const std::string& body,
   view.set("script", std::string(resources::kScript));
   view.set("script_hash", std::string(resources::kScriptHash));
   view.set("body", body);
+  view.set("texts", std::string(resources::kReportTexts));
   return Template(resources::kPage).render(view);
 }
 

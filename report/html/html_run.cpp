@@ -16,7 +16,8 @@ View value_view(const SliceValue& value) {
   const auto groups = wilson_interval(value.groups.share());
   const auto frames = wilson_interval(value.frames.share());
   View view;
-  view.set("value", value.value.empty() ? "(nothing)" : printable(value.value));
+  view.set("is_nothing", value.value.empty());
+  view.set("value", printable(value.value));
   view.set("groups", counts_text(value.groups));
   view.set("groups_rate", percent_of(groups));
   view.set("groups_range", range_of(groups));

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 #include <opencv2/imgcodecs.hpp>
+#include <stdexcept>
 
 #include "app/base/output_format.h"
 #include "app/final_report.h"
@@ -92,5 +93,11 @@ void OutputDir::write_pictures(const std::string& case_name) const {
 }
 
 void OutputDir::remove(const std::string& name) const { std::filesystem::remove_all(path(name)); }
+
+std::string without_texts(const std::string& page) {
+  const std::size_t begin = page.find("<script type=\"application/json\" id=\"texts\">");
+  if (begin == std::string::npos) throw std::runtime_error("a page without texts");
+  return page.substr(0, begin) + page.substr(page.find("<script>", begin));
+}
 
 }  // namespace kavrel_test

@@ -49,6 +49,9 @@ class OutputDir {
   TempDir dir_;
 };
 
+// A page without the texts that it can be shown in: what it says is what is left.
+std::string without_texts(const std::string& page);
+
 }  // namespace kavrel_test
 
 #endif

@@ -27,7 +27,8 @@ constexpr std::size_t kManyFrames = 1000;
 std::string page_of(const OutputDir& dir, std::size_t max_frames = kManyFrames) {
   const RecordedRun run = read_run(dir.path());
   const Assessment assessment = assess(run, kWords);
-  return render_report({run, assessment, kWords}, "the words of a test", max_frames);
+  return kavrel_test::without_texts(
+      render_report({run, assessment, kWords}, "the words of a test", max_frames));
 }
 
 std::string page_of(const std::vector<FrameResult>& frames) {
@@ -90,7 +91,8 @@ TEST(Page, HasFiguresOfBoxesAndCornersWhereTheTruthIsKnown) {
   const RecordedRun run = read_run(dir.path());
   Assessment assessment = assess(run, kWords);
   assessment.places = PlaceFigures{4, 3, {0.5, 0.6, 0.7, 0.6}, {0.01, 0.02, 0.03}};
-  const std::string page = render_report({run, assessment, kWords}, "", kManyFrames);
+  const std::string page =
+      kavrel_test::without_texts(render_report({run, assessment, kWords}, "", kManyFrames));
   EXPECT_THAT(text_between(page, "class=\"places\"", "</p>"),
               "Of 4 frames whose plate's place is known, the crop holds it in 3 : detector recall "
               "75.0 % (30.1 to 95.4). Overlap of crop and plate 60.0 % (52.0 to 68.0), corners "
@@ -322,8 +324,8 @@ class ComparedPage : public testing::Test {
     const Assessment base_assessment = assess(base, kWords);
     const Assessment fresh_assessment = assess(fresh, kWords);
     const Comparison comparison = compare_runs(base, base_assessment, fresh, fresh_assessment);
-    return render_comparison({base, base_assessment, fresh, fresh_assessment, comparison},
-                             "The verdict.", max_frames);
+    return kavrel_test::without_texts(render_comparison(
+        {base, base_assessment, fresh, fresh_assessment, comparison}, "The verdict.", max_frames));
   }
 
   // The small run with b read right, and e gone.

@@ -139,7 +139,7 @@ TEST_F(ReportProgram, ReportsAnAbortedRun) {
   const OutputDir aborted;
   aborted.write_aborted(small_run());
   EXPECT_EQ(run_report({"html", aborted.path()}).status, 0);
-  EXPECT_THAT(aborted.read("report.html"), HasSubstr("the run did not finish"));
+  EXPECT_THAT(without_texts(aborted.read("report.html")), HasSubstr("the run did not finish"));
 }
 
 // A disk that was full leaves the file without a byte.
@@ -148,7 +148,8 @@ TEST_F(ReportProgram, ReadsTheFramesBesideAnEmptySummary) {
   for (const char* command : {"html", "junit", "json"}) {
     EXPECT_EQ(run_report({command, dir_.path()}).status, 0) << command;
   }
-  EXPECT_THAT(dir_.read("report.html"), HasSubstr("summary.csv is empty: was the disk full?"));
+  EXPECT_THAT(without_texts(dir_.read("report.html")),
+              HasSubstr("summary.csv is empty: was the disk full?"));
 }
 
 TEST_F(ReportProgram, WritesAPageForServersThatBlockWhatIsEmbedded) {
@@ -270,7 +271,8 @@ TEST_F(CompareProgram, ExitsWithThreeIfARunIsNotWhole) {
 
 TEST_F(CompareProgram, WritesAPageAndTheStatusStays) {
   EXPECT_EQ(status({"-o", dir_.path("diff.html")}, worse_), 3);
-  EXPECT_THAT(dir_.read("diff.html"), HasSubstr("Groups that were correct in the base run"));
+  EXPECT_THAT(without_texts(dir_.read("diff.html")),
+              HasSubstr("Groups that were correct in the base run"));
 }
 
 }  // namespace
