@@ -32,8 +32,8 @@ View tile_view(const char* id, const char* name, const Score& score) {
   tile.set("unlabelled", score.unlabelled > 0 ? View(digits(score.unlabelled)) : View(false));
   tile.set("micro", rate_of(score.micro_error_rate()));
   tile.set("macro", rate_of(score.macro_error_rate()));
-  tile.set("edits", digits(score.edits));
-  tile.set("characters", digits(score.characters));
+  tile.set("edits", count_of(score.edits, "edit"));
+  tile.set("characters", count_of(score.characters, "character"));
   const auto interval = wilson_interval(score.plates.share());
   tile.set("interval", interval.has_value());
   if (!interval) return tile;
@@ -102,7 +102,7 @@ std::string weakest_field(const Score& score, const std::string& of) {
   const auto index = static_cast<std::size_t>(worst - score.fields.begin());
   return std::string(kFields[index].name) + " is the weakest field: misread in " +
          digits(worst->misread) + ", not read in " + digits(worst->not_read) + " of " +
-         digits(worst->total()) + " " + of + ".";
+         count_of(worst->total(), of) + ".";
 }
 
 std::string top_confusion(const std::vector<Confusion>& confusions) {
@@ -126,9 +126,8 @@ std::string main_cause(const Assessment& assessment) {
 std::vector<std::string> insights(const Assessment& assessment,
                                   const std::vector<Confusion>& confusions) {
   std::vector<std::string> lines;
-  for (const std::string& line :
-       {main_cause(assessment), weakest_field(assessment.groups, "groups"),
-        top_confusion(confusions)}) {
+  for (const std::string& line : {main_cause(assessment), weakest_field(assessment.groups, "group"),
+                                  top_confusion(confusions)}) {
     if (!line.empty()) lines.push_back(line);
   }
   if (lines.empty()) {

@@ -1,6 +1,7 @@
 #include "report/html/html_why.h"
 
 #include <string>
+#include <vector>
 
 #include "report/base/unicode.h"
 #include "report/base/wording.h"
@@ -19,6 +20,7 @@ struct FieldStory {
   int votes_expected = 0;
   int votes_read = 0;
   int fallback = 0;
+  std::vector<Cause> causes;  // of the frames that are wrong in it
 };
 
 FieldStory story_of(std::size_t field, const FieldJudgement& judgement, const Group& group,
@@ -33,16 +35,19 @@ FieldStory story_of(std::size_t field, const FieldJudgement& judgement, const Gr
     story.votes_expected += votes_for(decision.plate.totals, kFields[field], judgement.expected);
     story.votes_read += votes_for(decision.plate.totals, kFields[field], judgement.read);
     if (field == kKana && decision.kana_from_fallback) ++story.fallback;
+    const Label label = read_label(frame.expected, assessed.region_words);
+    const auto cause = field_causes(label, frame.fields, decision)[field];
+    if (cause) story.causes.push_back(cause->cause);
   }
   return story;
 }
 
+// "" where the field is right but for the label's spelling.
 std::string cause_text(const FieldStory& story) {
   if (story.frames_right > 0) {
     return story.frames_right < story.frames_as_group ? "outvoted by frames" : "tie of frames";
   }
-  if (story.votes_expected > 0) return "outvoted";
-  return story.fallback > 0 ? "fallback" : "never read";
+  return story.causes.empty() ? "" : entry_of(most_frequent(story.causes)).name;
 }
 
 std::string frames_text(const FieldJudgement& judgement, const FieldStory& story,
@@ -74,7 +79,7 @@ View why_view(std::size_t field, const FieldJudgement& judgement, const Group& g
   view.set("text", std::string());
   if (group.frames.empty()) return view;
   const FieldStory story = story_of(field, judgement, group, assessed);
-  view.set("cause", cause_text(story));
+  view.set("cause", text_or_false(cause_text(story)));
   view.set("text", printable(frames_text(judgement, story, group.frames.size()) +
                              votes_text(judgement, story)));
   return view;

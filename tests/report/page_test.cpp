@@ -164,13 +164,27 @@ TEST(Page, HasACardForEachGroupThatIsNotCorrect) {
             "no picture expected 横浜 500 さ 56-78 read 横浜 500 き 56-78 b misread 0 of 2 frames "
             "correct outvoted Kana misread outvoted 2 of 2 frames read き, 0 read さ. き had 3 "
             "votes, さ had 2. The kana search found the kana of 1 frame.");
-  EXPECT_THAT(card(page, "3"),
-              HasSubstr("c not read 0 of 1 frame correct text never read Region not read never "
-                        "read なにわ had 0."));
+  EXPECT_THAT(
+      card(page, "3"),
+      HasSubstr("c not read 0 of 1 frame correct text never read Region not read text never "
+                "read なにわ had 0."));
   EXPECT_THAT(card(page, "4"), HasSubstr("d unlabelled 1 frame No expected text to compare with."));
-  EXPECT_THAT(card(page, "5"),
-              HasSubstr("e misread 0 of 1 frame correct text never read Serial misread never read "
-                        "778 had 8 votes, 77-88 had 0."));
+  EXPECT_THAT(
+      card(page, "5"),
+      HasSubstr("e misread 0 of 1 frame correct text never read Serial misread text never read "
+                "778 had 8 votes, 77-88 had 0."));
+}
+
+TEST(Page, TellsTheCauseOfEachFieldAsOfItsFrames) {
+  const std::string expected = "品川 330 わ 12-34";
+  const std::string tie = page_of({frame_of("a", "a.jpg", expected,
+                                            {{"gray_upper_row", "品川330"},
+                                             {"gray_lower_row", "わ12-34"},
+                                             {"up2x_lower_row", "あ12-34"}})});
+  EXPECT_THAT(card(tie, "1"), HasSubstr("correct tie Kana misread tie あ had 3 votes, わ had 3."));
+  const std::string other_row = page_of({frame_of(
+      "a", "a.jpg", expected, {{"gray_upper_row", "品川330"}, {"gray_lower_row", "わ"}})});
+  EXPECT_THAT(card(other_row, "1"), HasSubstr("Serial misread taken from the other row 330 had "));
 }
 
 TEST(Page, MarksWhatDiffers) {
@@ -298,6 +312,11 @@ TEST(Page, ShowsHostileTextHarmlessly) {
   }
   FrameResult frame{"x", "{{{cards}}}", "{{{cards}}}", {}, {}};
   EXPECT_THAT(page_of({frame}), HasSubstr("<bdi>{{{cards}}}</bdi>"));
+}
+
+TEST(Page, KeepsItsBarsSmallWhereItsStyleIsBlocked) {
+  EXPECT_THAT(small_page(), HasSubstr("<svg class=\"interval\" width="));
+  EXPECT_THAT(small_page(), Not(HasSubstr("<svg class=\"interval\" viewBox")));
 }
 
 TEST(Page, LoadsNothing) {
