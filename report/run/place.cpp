@@ -81,11 +81,11 @@ std::optional<LocatedPlate> locate_plate(const RecordedRun& run, std::size_t fra
     plate.corners = place.corners;
     for (cv::Point2f& corner : *plate.corners) corner += cv::Point2f(*at);
   }
-  if (place.picture) {
-    plate.box = cv::Rect(*at, *place.crop);
-  } else if (plate.corners) {
+  if (plate.corners) {
     plate.box =
         cv::boundingRect(std::vector<cv::Point2f>(plate.corners->begin(), plate.corners->end()));
+  } else if (place.picture) {
+    plate.box = cv::Rect(*at, *place.crop);
   }
   return plate;
 }

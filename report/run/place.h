@@ -52,7 +52,8 @@ struct PlaceFinding {
 // taken for the plate no more than that.
 SeenPlace see_place(const RecordedRun& run, std::size_t frame);
 
-// Nothing if the pictures do not tell. Where no detector ran, the box is that of the corners.
+// Nothing if the pictures do not tell. The box is that of the corners, which is closer than the
+// detector's, and where they cannot be seen the crop.
 std::optional<LocatedPlate> locate_plate(const RecordedRun& run, std::size_t frame);
 
 // Nothing if the pictures do not tell where the crop was cut.
