@@ -157,12 +157,15 @@ json Browser::evaluate(const std::string& expression) {
   return answer.at("result").value("value", json());
 }
 
+json Browser::place_of(const std::string& selector) {
+  return evaluate("(() => { const item = document.querySelector(" + json(selector).dump() +
+                  "); item.scrollIntoView({block: 'center'});"
+                  " const box = item.getBoundingClientRect();"
+                  " return {x: box.x + box.width / 2, y: box.y + box.height / 2}; })()");
+}
+
 void Browser::click(const std::string& selector) {
-  const json place =
-      evaluate("(() => { const item = document.querySelector(" + json(selector).dump() +
-               "); item.scrollIntoView({block: 'center'});"
-               " const box = item.getBoundingClientRect();"
-               " return {x: box.x + box.width / 2, y: box.y + box.height / 2}; })()");
+  const json place = place_of(selector);
   for (const char* type : {"mousePressed", "mouseReleased"}) {
     call("Input.dispatchMouseEvent", {{"type", type},
                                       {"x", place.at("x")},
@@ -170,6 +173,13 @@ void Browser::click(const std::string& selector) {
                                       {"button", "left"},
                                       {"clickCount", 1}});
   }
+}
+
+void Browser::tap(const std::string& selector) {
+  call("Emulation.setTouchEmulationEnabled", {{"enabled", true}});
+  const json place = place_of(selector);
+  call("Input.dispatchTouchEvent", {{"type", "touchStart"}, {"touchPoints", json::array({place})}});
+  call("Input.dispatchTouchEvent", {{"type", "touchEnd"}, {"touchPoints", json::array()}});
 }
 
 void Browser::type(const std::string& text) { call("Input.insertText", {{"text", text}}); }

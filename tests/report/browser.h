@@ -32,6 +32,8 @@ class Browser {
   void wait_until(const std::string& expression);
   // Clicks in the middle of what the selector finds first.
   void click(const std::string& selector);
+  // Taps there with a finger, on a screen that knows touch.
+  void tap(const std::string& selector);
   // Types into what has the focus.
   void type(const std::string& text);
   // A key as a browser names it: "a", "Enter", "PageDown". A letter in upper case is one with
@@ -54,6 +56,8 @@ class Browser {
   const std::vector<std::string>& requests() const { return requests_; }
 
  private:
+  // The middle of what the selector finds first, scrolled into view.
+  nlohmann::json place_of(const std::string& selector);
   void attach_to_new_page();
   nlohmann::json call(const std::string& method, const nlohmann::json& parameters = {});
   nlohmann::json next_message();

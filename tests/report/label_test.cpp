@@ -337,6 +337,71 @@ TEST_F(LabelPage, SpeaksJapaneseAndRemembersIt) {
   browser_->click("#language");
 }
 
+TEST_F(LabelPage, CompletesRegionsFromKanjiKanaAndRomaji) {
+  open_page(two_vehicles());
+  for (const char* typed : {"尾", "尾張", "おわ", "オワリ", "owa", "OWARI", "owarik"}) {
+    browser_->press("Escape");
+    go_to("region");
+    browser_->type(typed);
+    EXPECT_THAT(text("#completions"), HasSubstr("尾張小牧")) << typed;
+    browser_->press("Enter");
+    EXPECT_EQ(value("region"), "尾張小牧") << typed;
+  }
+}
+
+TEST_F(LabelPage, TakesTheSecondOfSeveralRegionsByItsDigit) {
+  open_page(two_vehicles());
+  go_to("region");
+  press_all("fuku");
+  EXPECT_EQ(text("#completions"), "1福島2福井3福山4福岡");
+  browser_->press("4");
+  EXPECT_EQ(value("region"), "福岡");
+}
+
+TEST_F(LabelPage, WorksByTouchAlone) {
+  open_page(two_vehicles());
+  browser_->set_width(768, 1024);
+  const auto tap = [&](const std::string& selector, const std::string& until) {
+    browser_->tap(selector);
+    browser_->wait_until(until);
+  };
+  tap("#others button", "document.getElementById('kana').value === 'お'");
+  tap("#frames figure:nth-child(3)",
+      "document.querySelector('#frames figure:nth-child(3)').classList.contains('chosen')");
+  tap("#leave", "document.querySelector('#frames figure.left') !== null");
+  tap("#accept", "document.getElementById('name').textContent.startsWith('b ')");
+  tap("#unreadable", "document.getElementById('progress').textContent.startsWith('2 done')");
+  EXPECT_EQ(saved_list(), kHeader +
+                              "in/a1.jpg,品川 330 お 12-34,a\nin/a2.jpg,品川 330 お 12-34,a\n"
+                              "in/a3.jpg,,a_a3\nin/b1.jpg,,b\n");
+}
+
+// How long a step takes depends on the machine; what it changes does not, nor does its share in
+// all.
+TEST_F(LabelPage, ChangesAsLittleOfManyVehiclesAsOfFew) {
+  const auto changes_of_a_step = [&](int vehicles) -> int {
+    std::vector<FrameResult> frames;
+    for (int i = 0; i < vehicles; ++i) {
+      frames.push_back(two_vehicles().front());
+      frames.back().image_path = "in/" + std::to_string(i) + ".jpg";
+      frames.back().group_id = std::to_string(i);
+    }
+    open_page(frames);
+    browser_->evaluate(
+        "(() => { window.changes = 0;"
+        " new MutationObserver((records) => { for (const record of records)"
+        " window.changes += 1 + record.addedNodes.length + record.removedNodes.length; })"
+        ".observe(document, {childList: true, subtree: true, attributes: true,"
+        " characterData: true}); })()");
+    browser_->press("Enter");
+    browser_->wait_until("document.getElementById('progress').textContent.startsWith('1 done')");
+    return browser_->evaluate("window.changes");
+  };
+  const int of_few = changes_of_a_step(5);
+  EXPECT_GT(of_few, 5);
+  EXPECT_EQ(changes_of_a_step(500), of_few);
+}
+
 TEST_F(LabelPage, FitsAWindowOf1280By720AndATablet) {
   open_page(two_vehicles());
   for (const auto& [width, height] : {std::pair(1280, 720), std::pair(768, 1024)}) {
