@@ -257,7 +257,7 @@ void compare_with_log(RecordedRun& run) {
   const RunLog& log = *run.log;
   tell_warnings(log, run);
   for (const std::string& error : log.errors) {
-    add_fault(fault::kAborted, "The log ends in an error: " + printable(error), run);
+    add_fault(fault::kAborted, "The log ends in an error: " + printable(error) + ".", run);
   }
   const bool is_short = log.cases >= 0 && static_cast<std::size_t>(log.cases) != run.frames.size();
   if (is_short) {
