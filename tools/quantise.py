@@ -60,14 +60,15 @@ def read_ppm(path):
         return None
 
 
-def find_pictures(folder, data, count):
-    """Paths of up to `count` pictures from all of a recording of the network, or of the folder."""
-    own = folder / hash_of(data)
-    paths = sorted((own if own.is_dir() else folder).glob("*.ppm"),
-                   key=lambda path: (len(path.name), path.name))
+def find_pictures(folders, data, count):
+    """Paths of up to `count` pictures from all of the network's recordings, or of the folders."""
+    own = hash_of(data)
+    homes = [folder / own if (folder / own).is_dir() else folder for folder in folders]
+    paths = [path for home in homes for path in
+             sorted(home.glob("*.ppm"), key=lambda path: (len(path.name), path.name))]
     if not paths:
-        raise Unfit(f"{folder} has no pictures of this network; KAVREL_HOST_INPUTS={folder} in "
-                    "front of a run of kavrel with it keeps them there")
+        raise Unfit(f"{folders[0]} has no pictures of this network; KAVREL_HOST_INPUTS={folders[0]} "
+                    "in front of a run of kavrel with it keeps them there")
     return paths[::-(-len(paths) // count)]
 
 
@@ -253,8 +254,8 @@ def parse():
     add = parser.add_argument
     add("network", type=Path, metavar="NETWORK.onnx")
     add("--precision", required=True, choices=(FLOAT16, INT8, "mixed"))
-    add("--pictures", type=Path, required=True, metavar="DIR",
-        help="a recording of KAVREL_HOST_INPUTS, or one network's folder in it")
+    add("--pictures", type=Path, required=True, nargs="+", metavar="DIR",
+        help="recordings of KAVREL_HOST_INPUTS, or one network's folders in them")
     add("-o", "--output", type=Path, required=True, metavar="OUT.onnx")
     add("--ranges", choices=RANGES, default="min-max",
         help="of the values in 8 bits: all that occurs (the default), all but one in ten thousand on "

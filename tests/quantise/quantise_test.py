@@ -101,6 +101,14 @@ class Arithmetic(Case):
         # Ranges come from the pictures: 51 was the greatest.
         self.assertAlmostEqual(given.run(self.picture(255))[0][0, 0, 0, 0], 51, places=4)
 
+    def test_ranges_come_from_all_folders(self):
+        self.add_picture(self.picture(51))
+        first, self.pictures = self.pictures, self.folder / "more"
+        self.pictures.mkdir()
+        self.add_picture(self.picture(102))
+        given = self.quantised(conv(), "--precision", "int8", "--pictures", first, self.pictures)
+        self.assertAlmostEqual(given.run(self.picture(255))[0][0, 0, 0, 0], 102, places=4)
+
     def test_a_small_channel_has_a_scale_of_its_own(self):
         data = network([helper.make_node("Conv", ["image", "weights"], ["wide"]),
                         helper.make_node("Mul", ["wide", "gain"], ["out"])],
