@@ -126,7 +126,7 @@ def make(run):
         cwd=ROOT, env={**os.environ, "KAVREL_HOST_THREADS": "1"}, check=False,
         capture_output=True, text=True)
     if done.returncode:
-        raise RuntimeError(done.stderr[-500:])
+        raise RuntimeError(f"kavrel ended with {done.returncode}: {done.stderr[-300:]}")
     shutil.rmtree(part / "cases")
     part.rename(run.output)
 
