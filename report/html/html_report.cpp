@@ -248,6 +248,7 @@ View place_view(const PlaceFigures& places) {
 void set_causes(const AssessedRun& assessed, std::size_t max_frames, View& view) {
   const View causes = cause_views(assessed, max_frames);
   view.set("any_cause", !causes.list_value().empty());
+  view.set("any_labelled", assessed.assessment.groups.plates.total() > 0);
   view.set("cause_list", causes);
   const auto& places = assessed.assessment.places;
   view.set("places", places ? place_view(*places) : View(false));
