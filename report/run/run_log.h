@@ -18,7 +18,7 @@ struct LoggedFile {
 };
 
 // Lines that begin with [RUN] are those of tools/logged.sh or of kavrel-shard, the others kavrel's
-// own; a log of the latter alone leaves the rest empty. Of several runs in one log the last is told.
+// own; a log of the latter alone leaves the rest empty. Of several runs in it the last is told.
 struct RunLog {
   std::string started;  // as 2024-05-01T12:00:00 in UTC
   std::string machine;
