@@ -168,7 +168,8 @@ PlaceFinding suspect_place(const SeenPlace& place, bool nothing_read) {
   const cv::Mat strokes = find_strokes(place.pixels);
   if (by_detector && nothing_read && !has_writing(strokes)) return suspect_box();
   if (place.corners_hidden) {
-    return by_detector && rim_cuts_writing(strokes) ? suspect_box() : suspect_corners(true);
+    if (!by_detector) return {};  // at the picture's rim, as of a plate that fills it
+    return rim_cuts_writing(strokes) ? suspect_box() : suspect_corners(true);
   }
   if (!place.corners) return {};
   if (!by_detector) return suspect_corners(!is_plausible(*place.corners, *place.crop));

@@ -232,6 +232,14 @@ TEST_F(WrittenCase, HasSuspectCornersThatTheRimHides) {
   EXPECT_EQ(box(), Finding::kSuspect);
 }
 
+TEST_F(WrittenCase, MayFillAPictureThatNobodyCutOut) {
+  write_crop(written_crop(22, 100), {cv::Point2f(0, 0), {119, 0}, {119, 69}, {0, 69}});
+  SeenPlace place = see_place(run(), 0);
+  place.picture.reset();
+  ASSERT_TRUE(place.corners_hidden);
+  EXPECT_EQ(suspect_place(place, false).corners, Finding::kUntold);
+}
+
 TEST_F(WrittenCase, HasASuspectBoxThatNoPlateFits) {
   write("plate_roi.jpg", gradient_image(120, 24));
   EXPECT_EQ(box(), Finding::kSuspect);
