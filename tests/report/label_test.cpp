@@ -283,6 +283,7 @@ TEST_F(LabelPage, SharesItsWorkWithAnotherPage) {
   EXPECT_EQ(group(), "b");
   browser_->press("Enter");
   browser_->drive(first);
+  browser_->wait_until("document.getElementById('progress').textContent.startsWith('1 done')");
   browser_->press("Enter");
   EXPECT_THAT(text("#progress"), HasSubstr("2 done, 0 left"));
   EXPECT_THAT(saved_list(), HasSubstr("in/b1.jpg,横浜 500 さ 56-78,b\n"));
