@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -6,6 +5,7 @@
 
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/list/list_check.h"
 #include "report/list/list_mend.h"
@@ -58,13 +58,12 @@ void add_check(CLI::App& app, int& status) {
                   "What is wrong with a case list, before it is run. Exit status 1 for errors, 3 "
                   "for warnings alone",
                   "list.csv --fix -o new.csv", [options, &status] { status = check(*options); });
-  command.add_option("LIST", options->list, "the case list")->required();
-  CLI::Option& output =
-      *command.add_option("-o,--output", options->file, "the mended list of --fix");
-  CLI::Option& fix = *command.add_flag("--fix", options->fix,
-                                       "write the list as kavrel reads it, and tell every change");
-  fix.needs(&output);
-  output.needs(&fix);
+  require(add_text(command, "LIST", options->list, "the case list"));
+  CLI::Option& output = add_text(command, "-o,--output", options->file, "the mended list of --fix");
+  CLI::Option& fix = add_flag(command, "--fix", options->fix,
+                              "write the list as kavrel reads it, and tell every change");
+  let_need(fix, output);
+  let_need(output, fix);
   add_words(command, *options);
 }
 

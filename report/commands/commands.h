@@ -3,7 +3,9 @@
 #ifndef KAVREL_REPORT_COMMANDS_COMMANDS_H
 #define KAVREL_REPORT_COMMANDS_COMMANDS_H
 
-#include <CLI/App.hpp>
+namespace CLI {
+class App;
+}
 
 namespace kavrel::report {
 

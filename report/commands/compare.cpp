@@ -1,11 +1,11 @@
 #include "report/assessment/compare.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/html/html_compare.h"
 #include "report/text/text_compare.h"
@@ -46,14 +46,12 @@ void add_compare(CLI::App& app, int& status) {
       app, "compare",
       "What differs between two runs. Exit status 3 if a group that was correct no longer is",
       "output/old output/new -o diff.html", [options, &status] { status = compare(*options); });
-  command.add_option("BASE_DIR", options->base_dir, "the run to compare with")->required();
-  command.add_option("NEW_DIR", options->output_dir, "the run in question")->required();
-  command.add_option("-o,--output", options->file, "a page with both runs' pictures [none]");
-  command.add_option("--allow-broken", options->allow_broken, "so many may be lost")
-      ->capture_default_str()
-      ->check(complaint_about_count);
-  command.add_flag("--allow-removed", options->allow_removed,
-                   "groups that the new run does not have are not lost");
+  require(add_text(command, "BASE_DIR", options->base_dir, "the run to compare with"));
+  require(add_text(command, "NEW_DIR", options->output_dir, "the run in question"));
+  add_text(command, "-o,--output", options->file, "a page with both runs' pictures [none]");
+  add_count(command, "--allow-broken", options->allow_broken, "so many may be lost");
+  add_flag(command, "--allow-removed", options->allow_removed,
+           "groups that the new run does not have are not lost");
   add_max_frames(command, *options);
   add_separate_files(command, *options);
 }

@@ -1,10 +1,10 @@
 #include "report/text/explain.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 
 #include "report/commands/commands.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 
 namespace kavrel::report {
@@ -25,8 +25,8 @@ void add_explain(CLI::App& app, int& /*status*/) {
   CLI::App& command = add_command(app, "explain", "The votes that decided a case's four fields",
                                   "output/demo car05_f02", [options] { explain_case(*options); });
   add_output_dir(command, *options);
-  command.add_option("CASE", options->case_name, "its directory in cases/, or its image path")
-      ->required();
+  require(
+      add_text(command, "CASE", options->case_name, "its directory in cases/, or its image path"));
   add_words(command, *options);
 }
 

@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/html/html_gallery.h"
 
@@ -37,8 +37,8 @@ void add_gallery(CLI::App& app, int& /*status*/) {
       add_command(app, "gallery", "One page with every plate, also those that are correct",
                   "output/demo", [options] { write_gallery(*options); });
   add_output_dir(command, *options);
-  command.add_option("-o,--output", options->file,
-                     "the page [OUTPUT_DIR/gallery.html]; - is standard output");
+  add_text(command, "-o,--output", options->file,
+           "the page [OUTPUT_DIR/gallery.html]; - is standard output");
   add_words(command, *options);
   add_truth(command, *options);
 }

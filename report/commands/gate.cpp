@@ -1,6 +1,5 @@
 #include "report/assessment/gate.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "report/assessment/slices.h"
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/text/gate_text.h"
 
@@ -79,25 +79,20 @@ int gate(const GateOptions& options) {
 }
 
 void add_rules(CLI::App& command, GateOptions& options) {
-  command.add_option("--min-groups", options.min_groups, "least share of correct groups");
-  command.add_option("--min-frames", options.min_frames, "least share of correct frames");
-  command.add_option("--min-field", options.min_fields,
-                     "FIELD=SHARE: region, class_no, kana or serial of groups");
-  command.add_option("--max-cause", options.max_causes,
-                     "CAUSE=SHARE: of frames; the page and json have the causes");
-  command.add_option("--min-slice", options.min_slices,
-                     "COLUMN=SHARE or COLUMN:VALUE=SHARE: of groups, by a column of the list");
-  command.add_flag("--lower-bound", options.lower_bound,
-                   "the worse end of each 95 % interval has to hold");
-  command
-      .add_option("--max-unlabelled", options.max_unlabelled,
-                  "so many groups may be without an expected text")
-      ->capture_default_str()
-      ->check(complaint_about_count);
-  command.add_option("--base", options.base_dir, "a run in which no more groups were right");
-  command.add_option("--max-broken", options.max_broken, "so many of its groups may be lost")
-      ->capture_default_str()
-      ->check(complaint_about_count);
+  add_text(command, "--min-groups", options.min_groups, "least share of correct groups");
+  add_text(command, "--min-frames", options.min_frames, "least share of correct frames");
+  add_texts(command, "--min-field", options.min_fields,
+            "FIELD=SHARE: region, class_no, kana or serial of groups");
+  add_texts(command, "--max-cause", options.max_causes,
+            "CAUSE=SHARE: of frames; the page and json have the causes");
+  add_texts(command, "--min-slice", options.min_slices,
+            "COLUMN=SHARE or COLUMN:VALUE=SHARE: of groups, by a column of the list");
+  add_flag(command, "--lower-bound", options.lower_bound,
+           "the worse end of each 95 % interval has to hold");
+  add_count(command, "--max-unlabelled", options.max_unlabelled,
+            "so many groups may be without an expected text");
+  add_text(command, "--base", options.base_dir, "a run in which no more groups were right");
+  add_count(command, "--max-broken", options.max_broken, "so many of its groups may be lost");
 }
 
 }  // namespace
@@ -110,8 +105,8 @@ void add_gate(CLI::App& app, int& status) {
       [options, &status] { status = gate(*options); });
   add_output_dir(command, *options);
   add_rules(command, *options);
-  command.add_option("--markdown", options->markdown, "the verdict for a merge request");
-  command.add_option("--json", options->json, "the verdict for machines");
+  add_text(command, "--markdown", options->markdown, "the verdict for a merge request");
+  add_text(command, "--json", options->json, "the verdict for machines");
   add_words(command, *options);
   add_list_of_run(command, *options);
   add_truth(command, *options);

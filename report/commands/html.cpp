@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "report/assessment/slices.h"
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/html/html_report.h"
 
@@ -31,8 +31,8 @@ void add_html(CLI::App& app, int& /*status*/) {
       add_command(app, "html", "One page: what was misread, and why", "output/demo -o report.html",
                   [options] { write_html(*options); });
   add_output_dir(command, *options);
-  command.add_option("-o,--output", options->file,
-                     "the page [OUTPUT_DIR/report.html]; - is standard output");
+  add_text(command, "-o,--output", options->file,
+           "the page [OUTPUT_DIR/report.html]; - is standard output");
   add_words(command, *options);
   add_list_of_run(command, *options);
   add_truth(command, *options);

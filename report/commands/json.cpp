@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "report/assessment/slices.h"
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/text/json_report.h"
 
@@ -26,7 +26,7 @@ void add_json(CLI::App& app, int& /*status*/) {
       add_command(app, "json", "The page's figures for machines",
                   "output/demo | jq .groups.accuracy", [options] { write_figures(*options); });
   add_output_dir(command, *options);
-  command.add_option("-o,--output", options->file, "the file [standard output]");
+  add_text(command, "-o,--output", options->file, "the file [standard output]");
   add_words(command, *options);
   add_list_of_run(command, *options);
   add_truth(command, *options);

@@ -1,10 +1,10 @@
 #include "report/text/junit.h"
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 
 namespace kavrel::report {
@@ -25,8 +25,8 @@ void add_junit(CLI::App& app, int& /*status*/) {
       add_command(app, "junit", "One test case per group, for a build server",
                   "output/demo -o junit.xml", [options] { write_test_cases(*options); });
   add_output_dir(command, *options);
-  command.add_option("-o,--output", options->file,
-                     "the file [OUTPUT_DIR/junit.xml]; - is standard output");
+  add_text(command, "-o,--output", options->file,
+           "the file [OUTPUT_DIR/junit.xml]; - is standard output");
 }
 
 }  // namespace kavrel::report

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -7,6 +6,7 @@
 #include "report/commands/commands.h"
 #include "report/commands/list_file.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/html/html_label.h"
 #include "report/list/foreign_labels.h"
@@ -77,22 +77,20 @@ void add_label(CLI::App& app, int& /*status*/) {
   CLI::App& command = add_command(app, "label", "One page on which a person labels the vehicles",
                                   "output/demo --list list.csv", [options] { label(*options); });
   add_output_dir(command, *options);
-  command.add_option("-o,--output", options->file,
-                     "the page [OUTPUT_DIR/label.html]; - is standard output");
-  command.add_option("--list", options->list,
-                     "the list whose rows are saved with labels [the run's frames]");
-  CLI::Option& to = *command
-                         .add_option("--export", options->export_format,
-                                     "instead of the page, boxes and texts for another tool")
-                         ->check(CLI::IsMember({"label-studio", "coco", "csv"}));
-  command
-      .add_option("--image-prefix", options->image_prefix,
-                  "of label-studio: what stands before each image path")
-      ->needs(&to);
-  command
-      .add_option("--import", options->import_file,
-                  "instead of the page, the list of -o, with labels from this file of such a tool")
-      ->excludes(&to);
+  add_text(command, "-o,--output", options->file,
+           "the page [OUTPUT_DIR/label.html]; - is standard output");
+  add_text(command, "--list", options->list,
+           "the list whose rows are saved with labels [the run's frames]");
+  CLI::Option& to = add_text(command, "--export", options->export_format,
+                             "instead of the page, boxes and texts for another tool");
+  limit_to({"label-studio", "coco", "csv"}, to);
+  let_need(add_text(command, "--image-prefix", options->image_prefix,
+                    "of label-studio: what stands before each image path"),
+           to);
+  let_exclude(
+      add_text(command, "--import", options->import_file,
+               "instead of the page, the list of -o, with labels from this file of such a tool"),
+      to);
   add_words(command, *options);
 }
 

@@ -9,6 +9,7 @@
 #include "report/commands/commands.h"
 #include "report/commands/list_file.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/list/new_list.h"
 
@@ -44,9 +45,8 @@ void add_list(CLI::App& app, int& /*status*/) {
   CLI::App& command = add_command(app, "list", "A case list of every picture below folders",
                                   "pictures -o list.csv --group-by name --pattern '(.*)_f[0-9]+'",
                                   [options] { write_list(*options); });
-  command.add_option("DIR", options->folders, "folders of pictures")->required();
-  command.add_option("-o,--output", options->file, "the new list; - is standard output")
-      ->required();
+  require(add_texts(command, "DIR", options->folders, "folders of pictures"));
+  require(add_text(command, "-o,--output", options->file, "the new list; - is standard output"));
   const std::map<std::string, GroupBy> ways = {
       {"directory", GroupBy::kDirectory}, {"name", GroupBy::kName}, {"time", GroupBy::kTime}};
   command
@@ -55,16 +55,15 @@ void add_list(CLI::App& app, int& /*status*/) {
                   "within --seconds in a folder [each is one of its own]")
       ->transform(CLI::Transformer(ways).description("directory|name|time"))
       ->type_name("");
-  command.add_option("--pattern", options->grouping.pattern,
-                     "expression for file names without extension; its parentheses hold the group");
+  add_text(command, "--pattern", options->grouping.pattern,
+           "expression for file names without extension; its parentheses hold the group");
   command
       .add_option("--seconds", options->grouping.seconds,
                   "from a group's first picture to its last, by their EXIF time")
       ->capture_default_str()
       ->check(CLI::NonNegativeNumber);
-  command
-      .add_option("--expected-from", options->expected_from, "take labels that stand in file names")
-      ->check(CLI::IsMember({"name"}));
+  limit_to({"name"}, add_text(command, "--expected-from", options->expected_from,
+                              "take labels that stand in file names"));
   add_words(command, *options);
 }
 

@@ -1,10 +1,10 @@
 #include "report/text/misread.h"
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 
 namespace kavrel::report {
@@ -25,7 +25,7 @@ void add_misread(CLI::App& app, int& /*status*/) {
       add_command(app, "misread", "A CSV row for each frame that is not correct: stage and cause",
                   "output/demo -o misread.csv", [options] { write_rows(*options); });
   add_output_dir(command, *options);
-  command.add_option("-o,--output", options->file, "the file [standard output]");
+  add_text(command, "-o,--output", options->file, "the file [standard output]");
   add_words(command, *options);
   add_truth(command, *options);
 }

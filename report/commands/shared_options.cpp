@@ -1,57 +1,39 @@
 #include "report/commands/shared_options.h"
 
-#include <CLI/CLI.hpp>
 #include <sstream>
 
 #include "app/base/files.h"
 #include "report/base/resources.h"
+#include "report/commands/parser.h"
 #include "report/run/truth.h"
 
 namespace kavrel::report {
 
-CLI::App& add_command(CLI::App& app, const std::string& name, const std::string& purpose,
-                      const std::string& example, const std::function<void()>& run) {
-  CLI::App& command = *app.add_subcommand(name, purpose);
-  command.footer("Example: kavrel-report " + name + " " + example);
-  command.callback(run);
-  return command;
-}
-
 void add_output_dir(CLI::App& command, SharedOptions& options) {
-  command.add_option("OUTPUT_DIR", options.output_dir, "where kavrel wrote its results")
-      ->required();
+  require(add_text(command, "OUTPUT_DIR", options.output_dir, "where kavrel wrote its results"));
 }
 
 void add_words(CLI::App& command, SharedOptions& options) {
-  command.add_option("--dict-region", options.dict_region,
-                     "region words of the run, if they were not those of this build");
+  add_text(command, "--dict-region", options.dict_region,
+           "region words of the run, if they were not those of this build");
 }
 
 void add_list_of_run(CLI::App& command, SharedOptions& options) {
-  command.add_option("--list", options.list, "the run's list [the one that its log names]");
+  add_text(command, "--list", options.list, "the run's list [the one that its log names]");
 }
 
 void add_truth(CLI::App& command, SharedOptions& options) {
-  command.add_option("--truth", options.truth,
-                     "where the plates are: JSON with image_path, box and corners of each");
+  add_text(command, "--truth", options.truth,
+           "where the plates are: JSON with image_path, box and corners of each");
 }
 
 void add_max_frames(CLI::App& command, SharedOptions& options) {
-  command.add_option("--max-frames", options.max_frames, "frames that are shown with pictures")
-      ->capture_default_str()
-      ->check(complaint_about_count);
+  add_count(command, "--max-frames", options.max_frames, "frames that are shown with pictures");
 }
 
 void add_separate_files(CLI::App& command, SharedOptions& options) {
-  command.add_flag("--separate-files", options.separate_files,
-                   "style and pictures beside the page, for servers that block embedded ones");
-}
-
-// The message of a validator of CLI11's would end in the largest number that there is.
-std::string complaint_about_count(const std::string& text) {
-  const bool is_count =
-      !text.empty() && text.size() < 9 && text.find_first_not_of("0123456789") == std::string::npos;
-  return is_count ? "" : "is no count: " + text;
+  add_flag(command, "--separate-files", options.separate_files,
+           "style and pictures beside the page, for servers that block embedded ones");
 }
 
 std::string file_or(const SharedOptions& options, const char* name) {

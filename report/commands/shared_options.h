@@ -2,14 +2,16 @@
 #ifndef KAVREL_REPORT_COMMANDS_SHARED_OPTIONS_H
 #define KAVREL_REPORT_COMMANDS_SHARED_OPTIONS_H
 
-#include <CLI/App.hpp>
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "report/assessment/assessment.h"
 #include "report/run/run.h"
+
+namespace CLI {
+class App;
+}
 
 namespace kavrel::report {
 
@@ -28,9 +30,6 @@ struct SharedOptions {
   bool separate_files = false;
 };
 
-CLI::App& add_command(CLI::App& app, const std::string& name, const std::string& purpose,
-                      const std::string& example, const std::function<void()>& run);
-
 // Each adds one option to a command.
 void add_output_dir(CLI::App& command, SharedOptions& options);
 void add_words(CLI::App& command, SharedOptions& options);
@@ -38,9 +37,6 @@ void add_list_of_run(CLI::App& command, SharedOptions& options);
 void add_truth(CLI::App& command, SharedOptions& options);
 void add_max_frames(CLI::App& command, SharedOptions& options);
 void add_separate_files(CLI::App& command, SharedOptions& options);
-
-// For CLI::Option::check: empty for a count, else what is wrong.
-std::string complaint_about_count(const std::string& text);
 
 // --output, or a file of this name in the output directory.
 std::string file_or(const SharedOptions& options, const char* name);

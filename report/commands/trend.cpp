@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
 #include "report/commands/commands.h"
 #include "report/commands/output_file.h"
+#include "report/commands/parser.h"
 #include "report/commands/shared_options.h"
 #include "report/html/html_trend.h"
 
@@ -31,8 +31,8 @@ void add_trend(CLI::App& app, int& /*status*/) {
   CLI::App& command = add_command(app, "trend", "One page: the accuracy of several runs",
                                   "output/1.0 output/1.1 output/1.2 -o trend.html",
                                   [options] { write_trend(*options); });
-  command.add_option("RUN", options->runs, "output directories, in their order")->required();
-  command.add_option("-o,--output", options->file, "the page; - is standard output")->required();
+  require(add_texts(command, "RUN", options->runs, "output directories, in their order"));
+  require(add_text(command, "-o,--output", options->file, "the page; - is standard output"));
   add_words(command, *options);
   add_separate_files(command, *options);
 }
