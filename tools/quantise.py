@@ -19,6 +19,7 @@ Debian packages: python3-onnx python3-numpy
 """
 import argparse
 import functools
+import os
 import sys
 from pathlib import Path
 
@@ -223,10 +224,19 @@ def check_kept(network, kept):
 
 # The program
 
+def check_output(path, network):
+    """Before the work of minutes."""
+    if not path.parent.is_dir():
+        raise Unfit(f"there is no folder {path.parent} to write into")
+    if path.is_dir() or not os.access(path if path.exists() else path.parent, os.W_OK):
+        raise Unfit(f"{path} cannot be written")
+    if path.exists() and path.samefile(network):
+        raise Unfit("the result would replace the network; name another file behind -o")
+
+
 def quantise(args):
     data = args.network.read_bytes()
-    if not args.output.parent.is_dir():
-        raise Unfit(f"there is no folder {args.output.parent} to write into")
+    check_output(args.output, args.network)
     network = Network(data)
     paths = find_pictures(args.pictures, data, args.count)
     ranges = measure_ranges(network, paths, args.ranges, args.library)
@@ -263,7 +273,10 @@ def parse():
     add("--keep", metavar="LAYER,...", help="the layers that mixed keeps in 16 bits")
     add("--count", type=at_least_one, default=100, help="most pictures that are used (%(default)s)")
     add("--library", type=Path, default=LIBRARY, help="the workstation's runtime")
-    return parser.parse_args()
+    args = parser.parse_args()
+    if args.keep and args.precision != "mixed":
+        parser.error("--keep names the layers that --precision mixed keeps")
+    return args
 
 
 def main():

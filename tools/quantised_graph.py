@@ -48,22 +48,44 @@ def check_shapes(graph):
     for value in [*graph.input, *graph.output]:
         if not all(size > 0 for size in shape_of(value)) or not shape_of(value):
             raise Unfit(f"'{value.name}' has a dynamic shape; export the network with fixed sizes")
-    image = shape_of(graph.input[0])
-    if len(graph.input) > 1 or len(image) != 4 or image[0] != 1 or 3 not in (image[1], image[3]):
+    image = shape_of(graph.input[0]) if len(graph.input) == 1 else []
+    if len(image) != 4 or image[0] != 1 or 3 not in (image[1], image[3]):
         raise Unfit("the network must take one image, 1 x 3 x H x W or 1 x H x W x 3")
     if graph.input[0].type.tensor_type.elem_type != TensorProto.FLOAT:
         raise Unfit("the network's input is not of 32-bit floats; give the one that was trained")
 
 
-def load(data):
-    """The model of an ONNX file's bytes, of an opset that has all that is needed."""
+def parse(data):
+    """The model of an ONNX file's bytes."""
     try:
         with warnings.catch_warnings():
             warnings.simplefilter("error")     # of bytes that are left over
-            model = onnx.load_from_string(data)
-        onnx.checker.check_model(model)
+            return onnx.load_from_string(data)
     except Exception as fault:
         raise Unfit("this is no valid ONNX file") from fault
+
+
+def first_line(fault):
+    return str(fault).partition("\n")[0]
+
+
+def check(model):
+    newest = onnx.defs.onnx_opset_version()
+    if model.ir_version > onnx.IR_VERSION:
+        raise Unfit(f"it is newer than python3-onnx {onnx.__version__}; export it with opset {newest}")
+    for node in model.graph.node:
+        if node.domain:
+            raise Unfit(f"the operator {node.domain}.{node.op_type} is not supported")
+    try:
+        onnx.checker.check_model(model)
+    except Exception as fault:
+        raise Unfit(f"this is no valid ONNX file: {first_line(fault)}") from fault
+
+
+def load(data):
+    """The model of an ONNX file's bytes, of an opset that has all that is needed."""
+    model = parse(data)
+    check(model)
     constant = {value.name for value in model.graph.initializer}
     inputs = [value for value in model.graph.input if value.name not in constant]
     del model.graph.input[:]
@@ -72,17 +94,28 @@ def load(data):
     if next(item.version for item in model.opset_import if not item.domain) < LEAST_OPSET:
         try:
             model = version_converter.convert_version(model, LEAST_OPSET)
-        except RuntimeError as fault:
-            raise Unfit(f"it cannot be brought to opset {LEAST_OPSET}; export it so") from fault
+        except Exception as fault:
+            raise Unfit(f"it cannot be brought to opset {LEAST_OPSET}, export it so: "
+                        f"{first_line(fault)}") from fault
     return model
 
 
 def constants_of(graph):
+    """By name, also those that are a constant under another name."""
     values = {value.name: numpy_helper.to_array(value) for value in graph.initializer}
     for node in graph.node:
         if node.op_type == "Constant":
-            values[node.output[0]] = numpy_helper.to_array(node.attribute[0].t)
+            values[node.output[0]] = constant_value(node.attribute[0])
+        elif node.op_type == "Identity" and node.input[0] in values:
+            values[node.output[0]] = values[node.input[0]]
     return values
+
+
+def constant_value(attribute):
+    value = helper.get_attribute_value(attribute)
+    if isinstance(value, TensorProto):
+        return numpy_helper.to_array(value)
+    return np.array(value, np.float32 if "float" in attribute.name else np.int64)
 
 
 def attribute(node, name, default):
@@ -105,6 +138,8 @@ def fold_norms(graph, constants):
         conv = made_by.get(norm.input[0])
         if conv is None or conv.op_type != "Conv" or len(users[conv.output[0]]) > 1:
             continue
+        if not constants.keys() >= {*norm.input[1:], *conv.input[1:]}:
+            continue
         gain, shift, mean, variance = (constants[name] for name in norm.input[1:5])
         gain = gain / np.sqrt(variance + attribute(norm, "epsilon", 1e-5))
         weight = constants[conv.input[1]]
@@ -126,12 +161,10 @@ class Network:
         graph = self.model.graph
         self.constants = constants_of(graph)
         fold_norms(graph, self.constants)
-        self.nodes = [node for node in graph.node if node.op_type != "Constant"]
+        self.nodes = [node for node in graph.node if node.output[0] not in self.constants]
         self.image, self.outputs = graph.input[0], list(graph.output)
         self.values = self.find_values()
         self.layers = self.find_layers()
-        self.layer_of = {name: layer for layer in self.layers for node in layer.nodes
-                         for name in node.output}
 
     def plain(self):
         """The network without a change of precision, as a graph."""
@@ -154,15 +187,23 @@ class Network:
         for node in self.nodes:
             if node.op_type == "Shape" or not any(name in values for name in node.input):
                 continue
-            if node.op_type not in SUPPORTED:
-                raise Unfit(f"the operator {node.op_type} ('{node.name or node.output[0]}') is not "
-                            f"supported; supported are {', '.join(sorted(SUPPORTED))}")
+            self.check_node(node, values)
             values.update({name: types[name] for name in node.output if name in types})
             missing = [name for name in node.output if name and name not in types]
             if missing:
                 raise Unfit(f"'{missing[0]}' has a dynamic shape; export the network with fixed "
                             "sizes")
         return values
+
+    def check_node(self, node, values):
+        name = node.name or node.output[0]
+        if node.op_type not in SUPPORTED:
+            raise Unfit(f"the operator {node.op_type} ('{name}') is not supported; supported are "
+                        f"{', '.join(sorted(SUPPORTED))}")
+        known = values.keys() | self.constants.keys()
+        if node.op_type in WEIGHTED and node.input[1] not in known:
+            raise Unfit(f"the weights of '{name}' are computed at every run; export the network with "
+                        "its constants folded")
 
     def find_layers(self):
         users, results = consumers(self.plain().graph), {value.name for value in self.outputs}

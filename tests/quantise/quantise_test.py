@@ -26,7 +26,7 @@ FLOAT16_TYPE, INT8_TYPE = 1, 2             # as the runtime numbers them
 args = None
 
 
-def network(nodes, constants, outputs=("out",), channels=3, shape=None):
+def network(nodes, constants, outputs=("out",), channels=3, shape=None, opset=11, version=7):
     """The bytes of a network over pictures of 4 x 2."""
     image = helper.make_tensor_value_info("image", TensorProto.FLOAT,
                                           shape or (1, 3, HEIGHT, WIDTH))
@@ -35,8 +35,8 @@ def network(nodes, constants, outputs=("out",), channels=3, shape=None):
         [helper.make_tensor_value_info(name, TensorProto.FLOAT, (1, channels, HEIGHT, WIDTH))
          for name in outputs],
         [numpy_helper.from_array(np.float32(value), name) for name, value in constants.items()])
-    return helper.make_model(graph, opset_imports=[helper.make_opsetid("", 11)],
-                             ir_version=6).SerializeToString()
+    return helper.make_model(graph, opset_imports=[helper.make_opsetid("", opset)],
+                             ir_version=version).SerializeToString()
 
 
 def scaling(*factors):
@@ -146,6 +146,21 @@ class Arithmetic(Case):
         self.assertAlmostEqual(answer[0, 2, 0, 0], 1.0, places=5)
         self.assertEqual(answer[0, 0, 0, 0], 0)
 
+    def test_constants_of_every_kind_are_taken(self):
+        half = helper.make_node("Constant", [], ["half"], value_float=0.5)
+        shape = helper.make_node("Constant", [], ["shape"], value_ints=[1, 3, HEIGHT, WIDTH])
+        alias = helper.make_node("Identity", ["weights"], ["same"])
+        data = network([half, shape, alias, helper.make_node("Conv", ["image", "same"], ["sum"]),
+                        helper.make_node("Reshape", ["sum", "shape"], ["again"]),
+                        helper.make_node("Mul", ["again", "half"], ["out"])],
+                       {"weights": scaling(1, 1, 1)}, opset=13)
+        self.add_picture(self.picture())
+        answer = self.quantised(data, "--precision", "int8").run(self.picture(100))[0]
+        self.assertAlmostEqual(answer[0, 0, 0, 0], 50, delta=0.5)
+        weights = [value for value in onnx.load(str(self.written)).graph.initializer
+                   if len(value.dims) == 4]
+        self.assertEqual([value.data_type for value in weights], [TensorProto.INT8])
+
     def test_percentiles_leave_out_the_few(self):
         pixels = np.full((HEIGHT, WIDTH, 3), 10, np.uint8)
         for number in range(99):
@@ -238,6 +253,33 @@ class BadInput(Case):
         self.refuse(network([helper.make_node("Selu", ["image"], ["out"], name="odd")], {}),
                     "the operator Selu ('odd') is not supported; supported are Add,")
 
+    def test_an_operator_that_is_not_of_onnx(self):
+        self.add_picture(self.picture())
+        self.refuse(network([helper.make_node("Odd", ["image"], ["out"], domain="com.maker")], {}),
+                    "the operator com.maker.Odd is not supported")
+
+    def test_a_file_from_a_newer_exporter(self):
+        self.add_picture(self.picture())
+        self.refuse(network([helper.make_node("Relu", ["image"], ["out"])], {}, opset=99, version=99),
+                    f"it is newer than python3-onnx {onnx.__version__}; export it with opset ")
+
+    def test_an_unsound_network(self):
+        self.add_picture(self.picture())
+        self.refuse(network([helper.make_node("Relu", ["nothing"], ["out"])], {}),
+                    "this is no valid ONNX file: Nodes in a graph must be topologically sorted")
+
+    def test_weights_that_are_computed(self):
+        self.add_picture(self.picture())
+        self.refuse(network([helper.make_node("Neg", ["weights"], ["turned"]),
+                             helper.make_node("Conv", ["image", "turned"], ["out"], name="late")],
+                            {"weights": scaling(1, 1, 1)}),
+                    "the weights of 'late' are computed at every run")
+
+    def test_a_shape_that_contradicts_the_layers(self):
+        self.add_picture(self.picture())
+        self.refuse(network([helper.make_node("Relu", ["image"], ["out"])], {}, channels=5),
+                    "it cannot be brought to opset 13, export it so: ")
+
     def test_a_dynamic_shape(self):
         self.add_picture(self.picture())
         self.refuse(network([helper.make_node("Relu", ["image"], ["out"])], {},
@@ -257,6 +299,22 @@ class BadInput(Case):
         self.add_picture(self.picture())
         self.refuse(conv(), "there is no folder /no/such to write into",
                     "--precision", "int8", "-o", "/no/such/out.onnx")
+
+    def test_a_folder_in_the_place_of_the_result(self):
+        self.add_picture(self.picture())
+        self.refuse(conv(), f"{self.pictures} cannot be written",
+                    "--precision", "int8", "-o", self.pictures)
+
+    def test_the_network_in_the_place_of_the_result(self):
+        self.add_picture(self.picture())
+        self.refuse(conv(), "the result would replace the network",
+                    "--precision", "int8", "-o", self.folder / "net.onnx")
+        self.assertEqual((self.folder / "net.onnx").read_bytes(), conv())
+
+    def test_layers_to_keep_where_none_is_kept(self):
+        done = self.call(conv(), "--precision", "int8", "--keep", "only")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("--keep names the layers that --precision mixed keeps", done.stderr)
 
     def test_a_runtime_that_is_not_there(self):
         self.add_picture(self.picture())
