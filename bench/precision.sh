@@ -57,10 +57,10 @@ once() {
 
 mkdir -p "$folder"
 if [[ ! -e "$folder/hard/street_truth.json" ]]; then
-  training/render_street.py --hard --seed 404122 --output "$folder/hard"
+  /usr/bin/python3 training/render_street.py --hard --seed 404122 --output "$folder/hard"
 fi
 if [[ ! -e "$folder/second/street_truth.json" ]]; then
-  training/render_second.py --seed 1 --vehicles 40 --output "$folder/second"
+  /usr/bin/python3 training/render_second.py --seed 1 --vehicles 40 --output "$folder/second"
 fi
 once networks models/reference/*.onnx tools/quantise*.py -- \
   tools/quantise_reference.sh "$folder/networks" "${forms[@]}" int8-percentile int8-kl
