@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# What 16 and 8 bits cost, in hours of one core:   bench/precision.sh [DIR [OPTION...]]
+# What 16 and 8 bits cost, in an hour of one core:   bench/precision.sh [DIR [OPTION...]]
 # Draws the sets, quantises the networks, runs kavrel with each of them, and prints the tables of
 # docs/board.md. What lies in DIR (output/precision) from an earlier call is not done again, so that
 # it can be ended at any time. The options are those of bench/precision.py: --parts 1 takes every
-# eighth vehicle for most rows, --jobs 0 prints what is there.
+# eighth vehicle for all rows, --parts 8 all vehicles, --jobs 0 prints what is there.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
