@@ -10,6 +10,9 @@ boxes and corners and without it.
     training/measure_causes.py                          # samples/street, half an hour on two cores
     training/measure_causes.py --every 6                # every sixth frame of it
     training/measure_causes.py --set DIR --output DIR   # any other set, keeping the runs
+    training/measure_causes.py --roi samples/rendered/rendered_expected.csv
+
+With --roi, each picture of the list is a plate, in roi mode: there are neither boxes nor a truth.
 
 Debian packages: python3-onnx python3-numpy
 """
@@ -106,7 +109,8 @@ def run(args, case_list, output, **networks):
         return output
     paths = {name: args.models / name for name in (DETECTOR, CORNERS, RECOGNISER)}
     paths.update({network + ".onnx": path for network, path in networks.items()})
-    command = [args.kavrel, "--input-mode", "frame", "--input-list", case_list,
+    mode = "roi" if args.roi else "frame"
+    command = [args.kavrel, "--input-mode", mode, "--input-list", case_list,
                "--output-dir", output, "--plate-det-model", paths[DETECTOR],
                "--plate-corner-model", paths[CORNERS],
                "--ppocr-det-model", args.models / "plate_text.onnx",
@@ -122,7 +126,7 @@ def run(args, case_list, output, **networks):
 def spoiled_runs(args, folder, rows):
     """What was spoiled, the causes that name its stage, and the run's output directory."""
     whole = save_list(folder / "list.csv", rows)
-    for shift in BOX_SHIFTS:
+    for shift in () if args.roi else BOX_SHIFTS:
         name = "boxes_{}_{}".format(*shift)
         network = shifted_boxes(args.models / DETECTOR, folder / f"{name}.onnx", shift)
         yield (f"boxes shifted by {shift}", {"no-plate", "box-beside"},
@@ -160,25 +164,32 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     add = parser.add_argument
     add("--set", type=Path, default=ROOT / "samples/street", help="folder with street_*")
+    add("--roi", type=Path, metavar="LIST", help="a list of pictures that a plate fills")
     add("--kavrel", type=Path, default=ROOT / "build/kavrel")
     add("--report", type=Path, default=ROOT / "build/kavrel-report")
     add("--models", type=Path, default=common.MODELS, help="folder with our networks")
     add("--every", type=int, default=1, help="only every N-th frame")
     add("--output", type=Path, help="keeps networks and runs in this folder, and goes on there")
     args = parser.parse_args()
-    rows = rows_of((args.set / "street_expected.csv").read_text(encoding="utf-8"))
+    case_list = args.roi or args.set / "street_expected.csv"
+    rows = rows_of(case_list.read_text(encoding="utf-8"))
     rows = rows[::args.every]
     with tempfile.TemporaryDirectory() as scratch:
         folder = (args.output or Path(scratch)).resolve()
         folder.mkdir(parents=True, exist_ok=True)
         whole = run(args, save_list(folder / "list.csv", rows), folder / "as_it_is")
-        failed_before = set(causes_of(args, whole, truth=True))
+        kinds = {"without": False} if args.roi else {"with truth": True, "without": False}
+        failed_before = set(causes_of(args, whole, truth=not args.roi))
         table = []
         for name, wanted, output in spoiled_runs(args, folder, rows):
-            table.append((name, *share_named(causes_of(args, output, True), wanted, failed_before),
-                          *share_named(causes_of(args, output, False), wanted, failed_before)))
-        common.print_table(("spoiled", "named with truth", "share", "named without", "share"),
-                           table)
+            row = [name]
+            for truth in kinds.values():
+                row += share_named(causes_of(args, output, truth), wanted, failed_before)
+            table.append(row)
+        columns = ["spoiled"]
+        for kind in kinds:
+            columns += ["named " + kind, "share"]
+        common.print_table(columns, table)
 
 
 if __name__ == "__main__":

@@ -98,6 +98,23 @@ cv::Rect fourth_dot(const std::vector<cv::Rect>& dots, const cv::Size& crop) {
   return {inside, cv::Size(1, 1)};
 }
 
+// Those that two dots leave out: across from them, at the crop's rim, which hides them.
+std::vector<cv::Rect> dots_across(const std::vector<cv::Rect>& dots, const cv::Size& crop) {
+  const cv::Point2f apart = middle_of(dots[1]) - middle_of(dots[0]);
+  const auto across = [](int at, int length) { return 2 * at < length ? length - 1 : 0; };
+  std::vector<cv::Rect> hidden;
+  for (const cv::Rect& dot : dots) {
+    cv::Point place = middle_of(dot);
+    if (std::abs(apart.y) > std::abs(apart.x)) {
+      place.x = across(place.x, crop.width);
+    } else {
+      place.y = across(place.y, crop.height);
+    }
+    hidden.emplace_back(place, cv::Size(1, 1));
+  }
+  return hidden;
+}
+
 // The middle between two sides of a dot, of which one may be cut: by a line of the frame, or by
 // the crop's rim at 0 and `last`.
 float middle_between(int low, int high, int cut_side, int last) {
@@ -160,9 +177,13 @@ std::vector<int> starts_of_lines(const cv::Mat& row, int length) {
 
 }  // namespace
 
-std::optional<Corners> find_corners(const cv::Mat& picture, const cv::Mat& crop) {
+std::optional<Corners> find_corners(const cv::Mat& picture, const cv::Mat& crop,
+                                    bool plate_may_fill_it) {
   if (picture.empty() || picture.size() != crop.size()) return std::nullopt;
   std::vector<cv::Rect> dots = dots_of(drawn_red(picture, crop));
+  if (dots.size() == 2 && plate_may_fill_it) {
+    for (const cv::Rect& dot : dots_across(dots, crop.size())) dots.push_back(dot);
+  }
   if (dots.size() == 3) dots.push_back(fourth_dot(dots, crop.size()));
   if (dots.size() != 4) return std::nullopt;
   put_in_order(dots);

@@ -53,7 +53,8 @@ SeenPlace see_place(const RecordedRun& run, std::size_t frame) {
   if (corners.empty() && !place.picture) return place;  // neither box nor corners to be judged
   place.pixels = read_picture(crop);
   if (corners.empty()) return place;
-  place.corners = find_corners(corners, place.pixels);
+  const bool nobody_cut_it = !place.picture;  // it may end where the plate does
+  place.corners = find_corners(corners, place.pixels, nobody_cut_it);
   place.corners_hidden = !place.corners && corners.size() == place.pixels.size();
   return place;
 }
@@ -96,7 +97,7 @@ PlaceFinding judge_place(const SeenPlace& place, const PlaceError& error) {
   finding.box = error.covered < kLeastCovered ? Finding::kWrong : Finding::kGood;
   if (error.corners) {
     finding.corners = *error.corners > kMostCornerError ? Finding::kWrong : Finding::kGood;
-  } else if (place.corners_hidden) {
+  } else if (place.corners_hidden && place.picture) {
     finding.corners = Finding::kSuspect;
   }
   return finding;

@@ -60,7 +60,8 @@ std::optional<LocatedPlate> locate_plate(const RecordedRun& run, std::size_t fra
 std::optional<PlaceError> measure_place(const RecordedRun& run, std::size_t frame,
                                         const SeenPlace& place, const TruePlace& truth);
 
-// Knowing where the plate is. Corners that are hidden are suspect.
+// Knowing where the plate is. Corners that are hidden are suspect, but in a picture that a plate
+// may fill.
 PlaceFinding judge_place(const SeenPlace& place, const PlaceError& error);
 
 }  // namespace kavrel::report

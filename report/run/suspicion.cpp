@@ -118,6 +118,8 @@ bool is_in_the_middle(const Quad& quad) {
          std::abs(quad.aside.y) <= kMostAbove * quad.height;
 }
 
+bool is_plausible(const Quad& quad) { return quad.is_plate && is_in_the_middle(quad); }
+
 bool leaves_writing_out(const Evidence& evidence) {
   const float aside = evidence.quad.aside.x / evidence.quad.width;
   return std::abs(aside) > kAsideWithWriting &&
@@ -154,8 +156,7 @@ bool rim_cuts_writing(const cv::Mat& strokes) {
 }  // namespace
 
 bool is_plausible(const Corners& corners, const cv::Size& crop) {
-  const Quad quad = quad_of(corners, crop);
-  return quad.is_plate && is_in_the_middle(quad);
+  return is_plausible(quad_of(corners, crop));
 }
 
 PlaceFinding suspect_place(const SeenPlace& place, bool nothing_read) {
@@ -172,11 +173,10 @@ PlaceFinding suspect_place(const SeenPlace& place, bool nothing_read) {
     return rim_cuts_writing(strokes) ? suspect_box() : suspect_corners(true);
   }
   if (!place.corners) return {};
-  if (!by_detector) return suspect_corners(!is_plausible(*place.corners, *place.crop));
   const Evidence evidence = evidence_of(place, strokes);
-  if (is_cut(evidence, *place.crop)) return suspect_box();
-  return suspect_corners(!evidence.quad.is_plate || !is_in_the_middle(evidence.quad) ||
-                         leaves_writing_out(evidence) || is_on_rim(evidence.gaps, *place.crop));
+  if (by_detector && is_cut(evidence, *place.crop)) return suspect_box();
+  const bool on_rim = by_detector && is_on_rim(evidence.gaps, *place.crop);
+  return suspect_corners(!is_plausible(evidence.quad) || leaves_writing_out(evidence) || on_rim);
 }
 
 }  // namespace kavrel::report

@@ -69,6 +69,22 @@ TEST(Corners, AreFoundWhereTheRimHidesOne) {
   EXPECT_GT((*found)[2].x, 113);
 }
 
+// A plate that reaches the right rim, and one that reaches the lower rim.
+TEST(Corners, AreFoundWhereTheRimOfAPlatesPictureHidesTwo) {
+  const std::array<Corners, 2> both = {Corners{cv::Point2f(16, 9), {119, 0}, {119, 69}, {17, 60}},
+                                       Corners{cv::Point2f(10, 12), {110, 10}, {119, 69}, {0, 69}}};
+  for (const Corners& corners : both) {
+    const cv::Mat picture = as_in_file(with_corners(crop(), corners));
+    EXPECT_FALSE(find_corners(picture, as_in_file(crop())));
+    const auto found = find_corners(picture, as_in_file(crop()), true);
+    ASSERT_TRUE(found.has_value());
+    for (std::size_t k = 0; k < corners.size(); ++k) {
+      EXPECT_NEAR((*found)[k].x, corners[k].x, 11) << k;  // one dot tells no slope
+      EXPECT_NEAR((*found)[k].y, corners[k].y, 11) << k;
+    }
+  }
+}
+
 TEST(Corners, AreNotGuessedWhereTheyCannotBeSeen) {
   const cv::Mat plain = as_in_file(crop());
   EXPECT_FALSE(find_corners(plain, plain));
@@ -232,12 +248,30 @@ TEST_F(WrittenCase, HasSuspectCornersThatTheRimHides) {
   EXPECT_EQ(box(), Finding::kSuspect);
 }
 
-TEST_F(WrittenCase, MayFillAPictureThatNobodyCutOut) {
+// No detector looked for the plate in it.
+class WrittenPicture : public WrittenCase {
+ protected:
+  WrittenPicture() { dir_.remove("cases/1/plate_det_debug.jpg"); }
+};
+
+TEST_F(WrittenPicture, MayBeFilledByItsPlate) {
   write_crop(written_crop(22, 100), {cv::Point2f(0, 0), {119, 0}, {119, 69}, {0, 69}});
-  SeenPlace place = see_place(run(), 0);
-  place.picture.reset();
+  const SeenPlace place = see_place(run(), 0);
   ASSERT_TRUE(place.corners_hidden);
   EXPECT_EQ(suspect_place(place, false).corners, Finding::kUntold);
+  EXPECT_EQ(judge_place(place, {1, 1, std::nullopt}).corners, Finding::kUntold);
+}
+
+TEST_F(WrittenPicture, HasSuspectCornersThatReachOneRimAlone) {
+  write_crop(written_crop(22, 100), {cv::Point2f(20, 9), {119, 0}, {119, 69}, {20, 60}});
+  EXPECT_EQ(corners(), Finding::kSuspect);
+}
+
+TEST_F(WrittenPicture, HasSuspectCornersThatLeaveWritingOut) {
+  write_crop(written_crop(22, 100), shifted(kPlate, 5.5F));
+  EXPECT_EQ(corners(), Finding::kUntold);
+  write_crop(written_crop(15, 93), shifted(kPlate, 5.5F));
+  EXPECT_EQ(corners(), Finding::kSuspect);
 }
 
 TEST_F(WrittenCase, HasASuspectBoxThatNoPlateFits) {
