@@ -6,12 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <valijson/adapters/nlohmann_json_adapter.hpp>
-#include <valijson/schema.hpp>
-#include <valijson/schema_parser.hpp>
-#include <valijson/validation_results.hpp>
-#include <valijson/validator.hpp>
 
+#include "tests/report/json_schema.h"
 #include "tests/report/output_dir.h"
 #include "tests/report/report_program.h"
 
@@ -92,24 +88,6 @@ class Exchange : public testing::Test {
   ProgramOutcome outcome_;
 };
 
-// What the schema objects to.
-std::string objections(const std::string& schema_name, const json& document) {
-  const json schema_text =
-      json::parse(read_file(std::string(EXCHANGE_SCHEMAS "/") + schema_name + ".schema.json"));
-  valijson::Schema schema;
-  valijson::SchemaParser parser;
-  parser.populateSchema(valijson::adapters::NlohmannJsonAdapter(schema_text), schema);
-  valijson::Validator validator;
-  valijson::ValidationResults results;
-  validator.validate(schema, valijson::adapters::NlohmannJsonAdapter(document), &results);
-  std::string text;
-  for (valijson::ValidationResults::Error error; results.popError(error);) {
-    for (const std::string& part : error.context) text += part;
-    text += " " + error.description + "\n";
-  }
-  return text;
-}
-
 // What a person does to a task: the predictions become an annotation.
 json annotated(json task, const std::string& text) {
   json results = json::array();
@@ -123,7 +101,7 @@ json annotated(json task, const std::string& text) {
 
 TEST_F(Exchange, GivesLabelStudioBoxesInPercentWithTheirTexts) {
   const json tasks = exported("label-studio", {"--image-prefix", "/data/local-files/?d="});
-  EXPECT_EQ(objections("label_studio", tasks), "");
+  EXPECT_EQ(objections(EXCHANGE_SCHEMAS "/label_studio.schema.json", tasks), "");
   ASSERT_EQ(tasks.size(), 3U);
   EXPECT_EQ(tasks[0]["data"]["image"], "/data/local-files/?d=in/a1.jpg");
   EXPECT_EQ(tasks[0]["data"]["group_id"], "a");
@@ -142,7 +120,7 @@ TEST_F(Exchange, GivesLabelStudioBoxesInPercentWithTheirTexts) {
 
 TEST_F(Exchange, GivesCocoBoxesAndCornersInPixels) {
   const json coco = exported("coco");
-  EXPECT_EQ(objections("coco", coco), "");
+  EXPECT_EQ(objections(EXCHANGE_SCHEMAS "/coco.schema.json", coco), "");
   EXPECT_EQ(coco["images"].size(), 3U);
   ASSERT_EQ(coco["annotations"].size(), 2U);
   const json& annotation = coco["annotations"][0];
@@ -219,12 +197,12 @@ TEST_F(Exchange, KeepsHostileNamesAsTheyAre) {
   frames[0].group_id = "</script>\xC3";
   write_run(frames);
   json tasks = exported("label-studio");
-  EXPECT_EQ(objections("label_studio", tasks), "");
+  EXPECT_EQ(objections(EXCHANGE_SCHEMAS "/label_studio.schema.json", tasks), "");
   tasks[0] = annotated(tasks[0], "=cmd(),\"<b>\"\r\n");
   EXPECT_THAT(imported(tasks.dump()),
               HasSubstr("\n" + image + ",\"=cmd(),\"\"<b>\"\"\",</script>\xC3\n"));
   json coco = exported("coco");
-  EXPECT_EQ(objections("coco", coco), "");
+  EXPECT_EQ(objections(EXCHANGE_SCHEMAS "/coco.schema.json", coco), "");
   coco["annotations"][0]["attributes"]["text"] = kPlateA;
   EXPECT_THAT(imported(coco.dump()), HasSubstr("\n" + image + "," + kPlateA + ","));
 }
