@@ -2,8 +2,9 @@
 # What 16 and 8 bits cost, in an hour of one core:   bench/precision.sh [DIR [OPTION...]]
 # Draws the sets, quantises the networks, runs kavrel with each of them, and prints the tables of
 # docs/board.md. What lies in DIR (output/precision) from an earlier call is not done again, so that
-# it can be ended at any time. The options are those of bench/precision.py: --parts 1 takes every
-# eighth vehicle for all rows, --parts 8 all vehicles, --jobs 0 prints what is there.
+# it can be ended at any time; a kavrel that reads otherwise wants another DIR. The options are those of
+# bench/precision.py: --parts 1 takes every eighth vehicle for all rows, --parts 8 all vehicles,
+# --jobs 0 prints what is there.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
