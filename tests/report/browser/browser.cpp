@@ -1,4 +1,4 @@
-#include "tests/report/browser.h"
+#include "tests/report/browser/browser.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 // Chromium without a window, driven through its remote debugging pipe.
-#ifndef KAVREL_TESTS_REPORT_BROWSER_H
-#define KAVREL_TESTS_REPORT_BROWSER_H
+#ifndef KAVREL_TESTS_REPORT_BROWSER_BROWSER_H
+#define KAVREL_TESTS_REPORT_BROWSER_BROWSER_H
 
 #include <gtest/gtest.h>
 #include <sys/types.h>

@@ -1,5 +1,5 @@
 // The pages in a real browser.
-#include "tests/report/browser.h"
+#include "tests/report/browser/browser.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

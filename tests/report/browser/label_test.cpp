@@ -15,7 +15,7 @@
 #include "report/base/fields.h"
 #include "report/html/html_label.h"
 #include "report/run/run.h"
-#include "tests/report/browser.h"
+#include "tests/report/browser/browser.h"
 #include "tests/report/output_dir.h"
 #include "tests/report/report_program.h"
 
