@@ -62,7 +62,8 @@ constexpr std::array<CauseEntry, 12> kCauses = {{
      "Train the detector on pictures like these: the box that scored best does not hold the plate.",
      output::picture::kPlateDetections},
     {Cause::kCorners, "corners", "corners suspect", "plate corners",
-     "Look where the four red dots lie, and train the corner network on plates like these.",
+     "Look where the green outline with its red corners lies, and train the corner network on "
+     "plates like these.",
      output::picture::kCorners},
     {Cause::kNotRead, "not-read", "text never read", "text recogniser",
      "Look at the rectified plate: if you can read it, train the recogniser on such lines; if not, "
