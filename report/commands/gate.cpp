@@ -62,8 +62,15 @@ GateVerdict judge(const GateOptions& options, const RecordedRun& run, const Asse
   return judge_release(run, assessment, slices, &runs, rules);
 }
 
+// A log tells how many cases the run's list had; a list that is named tells which.
+RecordedRun read_judged(const GateOptions& options) {
+  if (options.list.empty()) return read_run(options.output_dir);
+  const std::vector<CaseItem> list = read_input_list(options.list);
+  return read_run(options.output_dir, RunDepth::kAll, &list);
+}
+
 int gate(const GateOptions& options) {
-  const RecordedRun run = read_run(options.output_dir);
+  const RecordedRun run = read_judged(options);
   const Assessment assessment = assess(run, options);
   const Slices slices = slice_run(run, assessment, options.list);
   const GateVerdict verdict = judge(options, run, assessment, slices);

@@ -70,9 +70,9 @@ void refuse_shard(RecordedRun& run) {
 }
 
 // A copy of a run may leave its cases out.
-void check_wholeness(RunDepth depth, RecordedRun& run) {
+void check_wholeness(RunDepth depth, const std::vector<CaseItem>* list, RecordedRun& run) {
   const bool has_cases = fs::is_directory(run.dir + "/" + output::kCases);
-  const RunCheck check = check_whole_run(run.dir, nullptr, has_cases ? depth : RunDepth::kTables);
+  const RunCheck check = check_whole_run(run.dir, list, has_cases ? depth : RunDepth::kTables);
   const std::size_t told = std::min(check.faults.size(), kFaultsTold);
   for (std::size_t i = 0; i < told; ++i) {
     const auto& [kind, text] = check.faults[i];
@@ -283,13 +283,13 @@ void find_nothing_to_judge(RecordedRun& run) {
 
 std::string case_name(const FrameResult& frame) { return basename_no_ext(frame.image_path); }
 
-RecordedRun read_run(const std::string& dir, RunDepth depth) {
+RecordedRun read_run(const std::string& dir, RunDepth depth, const std::vector<CaseItem>* list) {
   if (!fs::is_directory(dir)) throw std::runtime_error("there is no directory " + dir);
   RecordedRun run;
   run.dir = dir;
   run.log = read_run_log(dir);
   refuse_shard(run);
-  check_wholeness(depth, run);
+  check_wholeness(depth, list, run);
   std::vector<GroupResult> results;
   const bool has_frames = read_frames(run);
   const bool has_groups =

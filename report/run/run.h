@@ -42,8 +42,10 @@ struct RecordedRun {
 // Groups are voted from the frames, as a run does when it ends; summary.csv and FINAL_RESULT.json
 // are compared with that. Without frame_summary.csv the groups are those of summary.csv. Throws
 // std::runtime_error if the directory holds neither, or a file has another header than kavrel's.
-// The files of all cases are opened only at the full depth.
-RecordedRun read_run(const std::string& dir, RunDepth depth = RunDepth::kAll);
+// The files of all cases are opened only at the full depth. With a list, which the run is said to
+// have read, other rows than its are a fault.
+RecordedRun read_run(const std::string& dir, RunDepth depth = RunDepth::kAll,
+                     const std::vector<CaseItem>* list = nullptr);
 
 // The frame's directory in cases/.
 std::string case_name(const FrameResult& frame);

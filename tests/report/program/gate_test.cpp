@@ -153,6 +153,18 @@ TEST_F(Gate, JudgesByAColumnOfTheList) {
   EXPECT_EQ(gate({"--list", list_, "--min-slice", "camera:south=81%"}).status, 3);
 }
 
+TEST_F(Gate, HoldsTheRunAgainstTheListThatIsNamed) {
+  const auto status_with = [&](const std::string& list) {
+    return gate({"--list", dir_.write("other.csv", list)}).status;
+  };
+  const std::string list = list_of_cameras();
+  EXPECT_EQ(status_with(list), 0);
+  EXPECT_EQ(status_with(list + "in/10.jpg,品川 330 あ 12-34,g10,south\n"), 3);
+  EXPECT_EQ(status_with(list.substr(0, list.rfind("in/9.jpg"))), 3);
+  std::string relabelled = list;
+  EXPECT_EQ(status_with(relabelled.replace(list.find("34,g0"), 2, "35")), 3);
+}
+
 TEST_F(Gate, FindsTheListByTheLog) {
   dir_.write("kavrel.log", "[RUN] started=x\n[RUN] command=kavrel --input-list " + list_ +
                                "\n[INFO] cases=10\n[RUN] status=0 seconds=3\n");
@@ -203,7 +215,7 @@ TEST_F(Gate, RefusesARuleThatItCannotJudge) {
   EXPECT_EQ(failure({"--list", list_, "--min-slice", "camera:west=95%"}),
             "[ERROR] no value camera:west in the list\n");
   EXPECT_EQ(failure({"--list", "/no/list", "--min-slice", "camera=95%"}),
-            "[ERROR] failed to open binary: /no/list\n");
+            "[ERROR] failed to open input list: /no/list\n");
 }
 
 TEST_F(Gate, ShowsSlicesOnThePageAndInJson) {
