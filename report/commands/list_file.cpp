@@ -18,7 +18,7 @@ constexpr std::size_t kNamesShown = 20;
 void refuse_to_overwrite(const std::string& path) {
   std::error_code error;
   if (path != "-" && std::filesystem::exists(path, error)) {
-    throw std::runtime_error("there is a list already: " + path);
+    throw std::runtime_error("there is a list already, so name another or remove it: " + path);
   }
 }
 

@@ -38,15 +38,19 @@ bool is_hidden(const fs::path& path) { return path.filename().string().front() =
 std::vector<std::string> pictures_below(const std::string& folder) {
   std::vector<std::string> paths;
   std::error_code error;
+  fs::path reached = folder;
   fs::recursive_directory_iterator entry(fs::path(folder).lexically_normal(), error);
   for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    reached = entry->path();
     if (is_hidden(entry->path())) {
       entry.disable_recursion_pending();
     } else if (is_picture_name(entry->path()) && entry->is_regular_file()) {
       paths.push_back(entry->path().string());
     }
   }
-  if (error) throw std::runtime_error("cannot read the folder " + folder + ": " + error.message());
+  if (error) {
+    throw std::runtime_error("cannot read the folder " + reached.string() + ": " + error.message());
+  }
   std::sort(paths.begin(), paths.end());
   return paths;
 }
@@ -66,7 +70,14 @@ void remark(NewList& list, const std::string& text, std::vector<std::string> nam
   if (!names.empty()) list.remarks.push_back({text, std::move(names)});
 }
 
-void group_by_name(const std::string& pattern, NewList& list) {
+// What a grouping does not place. All of them are a mistake: throws `mistake`.
+void remark_on_unplaced(NewList& list, const std::string& text, std::vector<std::string> names,
+                        const std::string& mistake) {
+  if (names.size() == list.cases.size()) throw std::runtime_error(mistake);
+  remark(list, text + ", and each is a group of its own", std::move(names));
+}
+
+std::regex expression_of(const std::string& pattern) {
   std::regex expression;
   try {
     expression.assign(pattern, std::regex::optimize);
@@ -76,6 +87,11 @@ void group_by_name(const std::string& pattern, NewList& list) {
   if (expression.mark_count() == 0) {
     throw std::runtime_error("--pattern wants parentheses around what names the group: " + pattern);
   }
+  return expression;
+}
+
+void group_by_name(const std::string& pattern, NewList& list) {
+  const std::regex expression = expression_of(pattern);
   std::vector<std::string> unmatched;
   std::smatch parts;
   for (CaseItem& item : list.cases) {
@@ -86,7 +102,9 @@ void group_by_name(const std::string& pattern, NewList& list) {
       unmatched.push_back(item.image_path);
     }
   }
-  remark(list, "do not match the pattern, and each is a group of its own", std::move(unmatched));
+  remark_on_unplaced(list, "do not match the pattern", std::move(unmatched),
+                     "--pattern " + pattern + " matches no file name, such as " +
+                         basename_no_ext(list.cases.front().image_path));
 }
 
 struct TakenCase {
@@ -114,8 +132,8 @@ void group_by_time(std::int64_t seconds, NewList& list) {
       taken.item->group_id = basename_no_ext(first.item->image_path);
     }
   }
-  remark(list, "do not tell when they were taken, and each is a group of its own",
-         std::move(untold));
+  remark_on_unplaced(list, "do not tell when they were taken", std::move(untold),
+                     "no picture tells when it was taken (EXIF): group by directory or by name");
 }
 
 // The case folder of a picture is named as its file, without the extension.
@@ -159,6 +177,10 @@ NewList list_pictures_below(const std::vector<std::string>& folders) {
         left_out.push_back(path);
       }
     }
+  }
+  if (list.cases.empty()) {
+    throw std::runtime_error("there is no picture below the folders; pictures are " +
+                             join_strings({kExtensions.begin(), kExtensions.end()}, " "));
   }
   remark(list,
          "are left out: kavrel reads no name from a list that has a quote, an end of line, or a "

@@ -2,7 +2,6 @@
 #ifndef KAVREL_REPORT_LIST_NEW_LIST_H
 #define KAVREL_REPORT_LIST_NEW_LIST_H
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,17 +30,17 @@ enum class GroupBy {
 
 struct Grouping {
   GroupBy by = GroupBy::kNothing;
-  std::string pattern;       // ECMAScript, of the whole file name without its extension
-  std::int64_t seconds = 2;  // from a group's first picture to its last
+  std::string pattern;  // ECMAScript, of the whole file name without its extension
+  int seconds = 2;  // from a group's first picture to its last
 };
 
 // Every picture below the folders, these in the order in which they are named, the pictures of each
 // in byte order of their paths; a picture below two of them is taken once. Left out is what begins
-// with a dot. Throws std::runtime_error if a folder cannot be read.
+// with a dot. Throws std::runtime_error if a folder cannot be read, or if there is no picture.
 NewList list_pictures_below(const std::vector<std::string>& folders);
 
 // Gives each case its group. A case that the grouping does not place stays without one. Throws
-// std::runtime_error if the pattern is none.
+// std::runtime_error if the pattern is none, or if the grouping places no case at all.
 void group_cases(const Grouping& grouping, NewList& list);
 
 // Takes each case's label from its file name, where one stands in it.

@@ -88,7 +88,22 @@ TEST_F(List, SaysWhatIsWrongWithAPattern) {
     EXPECT_EQ(outcome.status, 1) << pattern;
     EXPECT_THAT(outcome.err, HasSubstr("--pattern")) << pattern;
   }
-  EXPECT_EQ(run({"a", "--group-by", "name"}).status, 1);
+  EXPECT_THAT(run({"a", "--group-by", "name"}).err, HasSubstr("as in --group-by name --pattern"));
+}
+
+TEST_F(List, MakesNoListThatAGroupingPlacesNothingIn) {
+  write("a/car1.jpg", "no picture");
+  EXPECT_THAT(run({"a", "--group-by", "name", "--pattern", "(.*)_f[0-9]+"}).err,
+              HasSubstr("matches no file name, such as car1\n"));
+  EXPECT_THAT(run({"a", "--group-by", "time"}).err, HasSubstr("group by directory or by name"));
+  EXPECT_FALSE(fs::exists(dir_.path("list.csv")));
+}
+
+TEST_F(List, SaysWhatItsOptionsCanBe) {
+  write("a/1.jpg");
+  EXPECT_THAT(run({"a", "--group-by", "nmae"}).err, HasSubstr("{directory,name,time}"));
+  EXPECT_THAT(run({"a", "--group-by", "time", "--seconds", "-1"}).err, HasSubstr("no count: -1"));
+  EXPECT_THAT(run({"a", "--seconds", "5"}).err, HasSubstr("--seconds requires --group-by"));
 }
 
 TEST_F(List, GroupsByTheTimeInThePictures) {
@@ -151,7 +166,7 @@ TEST_F(List, OverwritesNoList) {
 TEST_F(List, EndsWhereAFolderIsMissingOrEmpty) {
   fs::create_directories(dir_.path("empty"));
   EXPECT_THAT(run({"missing"}).err, HasSubstr("cannot read the folder missing"));
-  EXPECT_THAT(run({"empty"}).err, HasSubstr("there is no picture"));
+  EXPECT_THAT(run({"empty"}).err, HasSubstr("there is no picture below the folders"));
   EXPECT_FALSE(fs::exists(dir_.path("list.csv")));
 }
 
