@@ -207,6 +207,48 @@ TEST_F(Exchange, KeepsHostileNamesAsTheyAre) {
   EXPECT_THAT(imported(coco.dump()), HasSubstr("\n" + image + "," + kPlateA + ","));
 }
 
+TEST_F(Exchange, TakesBackTheListThatItGave) {
+  ASSERT_EQ(label({"--export", "csv", "-o", dir_.path("boxes.csv")}).status, 0);
+  EXPECT_EQ(imported(dir_.read("boxes.csv")),
+            kHeader + "in/a1.jpg," + kPlateA + ",a\nin/a2.jpg," + kPlateA + ",a\nin/b1.jpg,,b\n");
+}
+
+TEST_F(Exchange, RefusesAListOfAnotherRunOrEncoding) {
+  dir_.write("other.csv", kHeader + "elsewhere/a.jpg,,a\n");
+  EXPECT_THAT(label({"--list", dir_.path("other.csv")}).err,
+              HasSubstr("no picture of the list is one of the run"));
+  dir_.write("sjis.csv", kHeader + "in/a1.jpg,\x95\x9F\x89\xAA 487 \x82\xB1 715,a\n");
+  EXPECT_THAT(label({"--list", dir_.path("sjis.csv")}).err,
+              HasSubstr("kavrel-report check " + dir_.path("sjis.csv")));
+  EXPECT_FALSE(dir_.exists("label.html"));
+}
+
+TEST_F(Exchange, NamesWhatListAndRunDoNotShare) {
+  dir_.write("part.csv", kHeader + "in/b1.jpg,,b\nin/new.jpg,,c\n");
+  const ProgramOutcome outcome = label({"--list", dir_.path("part.csv")});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.err, HasSubstr("1 name: are not in the run"));
+  EXPECT_THAT(outcome.err, HasSubstr("2 names: are in the run, but not in the list"));
+  EXPECT_THAT(dir_.read("label.html"), testing::Not(HasSubstr("in/a1.jpg")));
+}
+
+TEST_F(Exchange, OverwritesNoList) {
+  dir_.write("list.csv", "a day's work");
+  for (const char* format : {"", "csv", "coco"}) {
+    std::vector<std::string> arguments = {"-o", dir_.path("list.csv")};
+    if (*format != '\0') arguments.insert(arguments.end(), {"--export", format});
+    EXPECT_THAT(label(arguments).err, HasSubstr("there is a list already")) << format;
+  }
+  EXPECT_EQ(dir_.read("list.csv"), "a day's work");
+}
+
+TEST_F(Exchange, SaysThatARunWasCopiedWithoutItsPictures) {
+  std::filesystem::remove_all(dir_.path("cases"));
+  const ProgramOutcome outcome = label({});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.err, HasSubstr("the page has no pictures"));
+}
+
 TEST_F(Exchange, SaysWhatItCannotTake) {
   dir_.write("list.csv", "a day's work");
   EXPECT_THAT(label({"--import", "x", "-o", dir_.path("list.csv")}).err,
