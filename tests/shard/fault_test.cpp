@@ -136,6 +136,13 @@ TEST_F(Fault, WhatAnAttemptThatWasKilledLeftIsNotMerged) {
   expect_same(merge(), one_);
 }
 
+TEST_F(Fault, APlanWhoseRowsWereEditedIsRefused) {
+  run_shards(todo());
+  write("job/rows.txt", "1\n0\n9\n2\n");
+  expect_no_merge("[FINDING] not what was planned: ");
+  EXPECT_THAT(merge().err, HasSubstr("[ERROR] findings: 1, no "));
+}
+
 TEST_F(Fault, ASecondAttemptKeepsTheWholeResultOfTheFirst) {
   run_shards({"1"});
   const auto before = contents("job/results/1");
