@@ -28,29 +28,27 @@ namespace fs = std::filesystem;
 
 // Where kavrel starts, so that relative paths of pictures mean what they meant at the plan. On a
 // worker that is a folder of the same name as deep in the shipped ones.
-std::string start_directory(const RunRequest& request, const Plan& plan) {
-  if (!request.shipped) return plan.directory;
-  const std::string pictures = pictures_of(request.job, request.shard);
-  return pictures + "/" + text_of_file(start_of(request.job, request.shard));
+std::string start_directory(const ShardRun& run) {
+  if (!run.shipped) return run.plan.directory;
+  const std::string pictures = pictures_of(run.job, run.shard);
+  return pictures + "/" + text_of_file(start_of(run.job, run.shard));
 }
 
 // One run of kavrel over a list of the attempt.
 struct Run {
-  const RunRequest& request;
-  const Plan& plan;
-  std::string attempt;
+  const ShardRun& of;
   std::string list;
 
-  std::string output() const { return attempt + "/" + kOutput; }
-  std::string log() const { return attempt + "/" + kLogFile; }
+  std::string output() const { return of.attempt + "/" + kOutput; }
+  std::string log() const { return of.attempt + "/" + kLogFile; }
 };
 
 std::vector<std::string> command_of(const Run& run) {
   std::vector<std::string> words = {kavrel_program()};
-  words.insert(words.end(), run.plan.options.begin(), run.plan.options.end());
-  for (const PlannedFile& file : run.plan.files) {
+  words.insert(words.end(), run.of.plan.options.begin(), run.of.plan.options.end());
+  for (const PlannedFile& file : run.of.plan.files) {
     words.push_back("--" + file.name);
-    words.push_back(fs::absolute(run.request.job + "/" + kCommon + "/" + file.name));
+    words.push_back(fs::absolute(run.of.job + "/" + kCommon + "/" + file.name));
   }
   words.insert(words.end(), {"--input-list", fs::absolute(run.list), "--output-dir", run.output()});
   return words;
@@ -138,8 +136,7 @@ struct Ended {
 Ended run_kavrel(const Run& run, const std::vector<CaseItem>& cases) {
   fs::remove_all(run.output());
   Ended ended;
-  ended.exit_status =
-      run_command(command_of(run), start_directory(run.request, run.plan), run.log());
+  ended.exit_status = run_command(command_of(run), start_directory(run.of), run.log());
   if (ended.exit_status == 0) {
     const RunCheck check = check_whole_run(run.output(), &cases);
     if (check.faults.empty()) return ended;
@@ -237,21 +234,21 @@ std::string runtime_of(const std::string& program) {
   return text.substr(begin + mark.size(), end - begin - mark.size());
 }
 
-void run_shard_list(const RunRequest& request, const Plan& plan, const std::string& attempt,
-                    Result& result) {
-  const ShardList list = read_shard_list(list_of(request.job, request.shard));
-  Run run{request, plan, attempt, list_of(request.job, request.shard)};
+void run_shard_list(const ShardRun& shard, Result& result) {
+  const std::string path = list_of(shard.job, shard.shard);
+  const ShardList list = read_shard_list(path);
+  Run run{shard, path};
   const Ended ended = run_kavrel(run, list.cases);
   result.exit_status = ended.exit_status;
   result.error = ended.error;
   result.failed_row = ended.failed_row;
   bool is_whole = ended.exit_status == 0;
   if (is_unreadable(ended, list.cases)) {
-    run.list = attempt + "/" + kRestFile;
+    run.list = shard.attempt + "/" + kRestFile;
     is_whole = run_rest(list, *ended.failed_row, run, result);
   }
   if (is_whole) {
-    drop_pictures(run.output(), plan.keep_pictures);
+    drop_pictures(run.output(), shard.plan.keep_pictures);
   } else {
     result.unreadable_rows.clear();
     fs::remove_all(run.output());

@@ -155,7 +155,7 @@ int run_shard(const RunRequest& request) {
   }
   Result result = new_result(request, plan);
   const Attempt attempt(request.job, request.shard);
-  run_shard_list(request, plan, attempt.dir(), result);
+  run_shard_list({plan, request.job, request.shard, request.shipped, attempt.dir()}, result);
   result.ended = utc_now();
   list_files(attempt.dir(), result);
   write_result(result, attempt.dir());
