@@ -19,7 +19,9 @@ constexpr double kOnRim = 1.5;  // pixels
 
 // Shares of the crop's width or height.
 constexpr double kNearRim = 0.08;
-constexpr double kLeastLean = 0.1;
+// A good box has a margin around its plate, an eighth of the crop on each side with our detector:
+// one that cuts the plate has both margins and more on the other side.
+constexpr double kLeastLean = 0.25;
 constexpr double kFarAside = 0.2;
 constexpr float kNarrowestCrop = 0.6F;  // width per height
 constexpr float kWidestCrop = 4;

@@ -165,6 +165,10 @@ TEST_F(SeenCase, IsWrongBesideThePlate) {
   EXPECT_EQ(judge_place(see_place(run(), 0), error_against(kTrue)).box, Finding::kGood);
 }
 
+TEST_F(SeenCase, MayCutAnEdgeOfThePlate) {
+  EXPECT_EQ(judge_place(see_place(run(), 0), {0.93, 0.8, std::nullopt}).box, Finding::kGood);
+}
+
 TEST_F(SeenCase, IsWrongWithShiftedCorners) {
   TruePlace shifted = kTrue;
   for (cv::Point2f& corner : shifted.corners) corner.x += 9;
@@ -228,6 +232,15 @@ TEST_F(WrittenCase, HasASuspectBoxWhoseRimCutsTheWriting) {
 // The same corners, and a plate that lies within the box.
 TEST_F(WrittenCase, HasSuspectCornersWhereOnlyTheyReachTheRim) {
   write_crop(written_crop(22, 100), {cv::Point2f(0, 12), {88, 10}, {89, 56}, {0, 60}});
+  EXPECT_EQ(box(), Finding::kUntold);
+  EXPECT_EQ(corners(), Finding::kSuspect);
+}
+
+// The plate lies within the box, whose rim cuts a grille; the corners lie a ninth of it off.
+TEST_F(WrittenCase, HasSuspectCornersBesideAGrille) {
+  cv::Mat picture = written_crop(22, 100);
+  for (int y = 10; y < 60; y += 7) picture(cv::Rect(0, y, 5, 3)).setTo(30);
+  write_crop(picture, shifted(kPlate, -10));
   EXPECT_EQ(box(), Finding::kUntold);
   EXPECT_EQ(corners(), Finding::kSuspect);
 }
