@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
+#include <regex>
+
+#include "tests/support/test_support.h"
+
 namespace kavrel::report {
 namespace {
 
@@ -24,6 +30,36 @@ TEST(WilsonInterval, StaysBetweenZeroAndOne) {
 }
 
 TEST(WilsonInterval, IsNothingOfNothing) { EXPECT_FALSE(wilson_interval({0, 0}).has_value()); }
+
+// A row such as "| 50 | 67.0 to 88.8 | ...". Where a share of the vehicles is no whole number of
+// them, it lies between its neighbours.
+TEST(WilsonInterval, IsWhatTheDocumentTells) {
+  constexpr std::array<int, 4> kPercents = {80, 90, 95, 99};
+  constexpr double kRounding = 0.0501;
+  const std::regex cell("([0-9.]+) to ([0-9.]+)");
+  int rows = 0;
+  for (const std::string& line :
+       kavrel_test::lines_of(kavrel_test::read_file(KAVREL_SOURCE_DIR "/docs/labelling.md"))) {
+    if (!std::regex_search(line, std::regex("^\\| [0-9]+ \\| [0-9.]+ to"))) continue;
+    ++rows;
+    const int vehicles = std::stoi(line.substr(2));
+    std::sregex_iterator found(line.begin(), line.end(), cell);
+    for (const int percent : kPercents) {
+      const double correct = vehicles * percent / 100.0;
+      const auto below = wilson_interval({static_cast<int>(std::floor(correct)), vehicles}).value();
+      const auto above = wilson_interval({static_cast<int>(std::ceil(correct)), vehicles}).value();
+      ASSERT_NE(found, std::sregex_iterator()) << line;
+      const double low = std::stod((*found)[1]);
+      const double high = std::stod((*found)[2]);
+      EXPECT_GE(low, 100 * below.low - kRounding) << line;
+      EXPECT_LE(low, 100 * above.low + kRounding) << line;
+      EXPECT_GE(high, 100 * below.high - kRounding) << line;
+      EXPECT_LE(high, 100 * above.high + kRounding) << line;
+      ++found;
+    }
+  }
+  EXPECT_GE(rows, 5);
+}
 
 // Of 5 changes, 0 one way: 2 / 2^5. Of 6, one: 2 (1 + 6) / 2^6. Of 10, two: 2 (1 + 10 + 45) / 2^10.
 TEST(McNemar, IsTheTwoSidedBinomialTest) {
