@@ -12,6 +12,7 @@
 
   // Storage: a browser may refuse it, and then everything works but remembering.
   let remembers = true;
+  let isUnsaved = false;
   const prefix = `kavrel-label ${data.id} `;
   const recall = (key) => {
     try { return localStorage.getItem(key); } catch { remembers = false; return null; }
@@ -26,7 +27,10 @@
   // Language.
   let language = recall("kavrel-language") || (navigator.language.startsWith("ja") ? "ja" : "en");
   const say = (key, ...values) => texts[key][language].replace(/\{(\d)\}/g, (_, i) => values[i]);
-  const doubtTexts = { empty: "doubtEmpty", searched: "doubtSearched", frames: "doubtFrames", votes: "doubtVotes" };
+  const doubtTexts = {
+    empty: () => say("doubtEmpty"), searched: () => say("doubtSearched"), frames: () => say("doubtFrames"), votes: () => say("doubtVotes"),
+  };
+  const stateTexts = { ok: () => say("stateOk"), unreadable: () => say("stateUnreadable"), given: (text) => say("stateGiven", text) };
 
   // Romaji, in one form for all ways to write it: si for shi, o for ou.
   const rows = { "": "あいうえお", k: "かきくけこ", s: "さしすせそ", t: "たちつてと", n: "なにぬねの", h: "はひふへほ", m: "まみむめも", y: "や　ゆ　よ", r: "らりるれろ", w: "わ　　　を", g: "がぎぐげご", z: "ざじずぜぞ", d: "だぢづでど", b: "ばびぶべぼ", p: "ぱぴぷぺぽ" };
@@ -38,7 +42,7 @@
     .replace(/shi/g, "si").replace(/chi/g, "ti").replace(/tsu/g, "tu").replace(/ji|di/g, "zi").replace(/du/g, "zu")
     .replace(/fu/g, "hu").replace(/sh(?=[auo])/g, "sy").replace(/ch(?=[auo])/g, "ty").replace(/j(?=[auo])/g, "zy")
     .replace(/sh$/, "s").replace(/(ts|ch|c)$/, "t").replace(/j$/, "z").replace(/f$/, "h").replace(/m(?=[bpm])/g, "n")
-    .replace(/o[ou]+/g, "o").replace(/uu+/g, "u").replace(/[^a-z]/g, "");
+    .replace(/oh(?![aiueo])/g, "o").replace(/o[ou]+/g, "o").replace(/uu+/g, "u").replace(/[^a-z]/g, "");
   const hiragana = (text) => text.normalize("NFKC").replace(/[ァ-ヶ]/g, (c) => String.fromCharCode(c.charCodeAt(0) - 0x60));
   const romaji = (reading) => oneForm([...reading].reduce((text, kana) => {
     if ("ゃゅょ".includes(kana)) return text.replace(/i$/, "y") + { ゃ: "a", ゅ: "u", ょ: "o" }[kana];
@@ -53,20 +57,42 @@
   const regionsLike = (typed) => {
     const text = typed.trim();
     if (!text || regionNames.has(text)) return [];
-    const latin = /^[a-z'-]+$/i.test(text) ? oneForm(text) : null;
+    const plain = text.normalize("NFD").replace(/[\u0300-\u036f]/g, "");
+    const latin = /^[a-z'-]+$/i.test(plain) ? oneForm(plain) : null;
     return regions.filter((r) => r.name.startsWith(text) || r.reading.startsWith(hiragana(text)) || (latin && r.romaji.startsWith(latin)))
       .map((r) => r.name).slice(0, 9);
   };
 
   // What a person made of a vehicle: {fields, text, state: "ok" | "unreadable", out: [images], other, time}.
-  const works = vehicles.map((v) => { try { return JSON.parse(recall(prefix + v.group)); } catch { return null; } });
+  const isFields = (fields) => Array.isArray(fields) && fields.length === 4 && fields.every((field) => typeof field === "string");
+  const isWork = (work) => work && typeof work === "object" && typeof work.text === "string" && Array.isArray(work.out) &&
+    ["", "ok", "unreadable"].includes(work.state) && work.out.every((image) => typeof image === "string") &&
+    (work.fields === null || isFields(work.fields));
+  const parsed = (text, isValid) => {
+    try {
+      const value = JSON.parse(text);
+      return isValid(value) ? value : null;
+    } catch { return null; }
+  };
+  const workKey = (i) => `${prefix}work ${vehicles[i].group}`;
+  const works = vehicles.map((_, i) => parsed(recall(workKey(i)), isWork));
   const givenWork = (v) => (v.given ? { fields: v.givenFields, text: v.given, state: "given", out: [] } : null);
   const workOf = (i) => works[i] || givenWork(vehicles[i]);
   const isDone = (i) => Boolean(workOf(i) && workOf(i).state && !workOf(i).other);
   const plateText = (fields) => fields.map((f) => f.trim()).join(" ").trim();
   const keep = (i, work) => {
     works[i] = work;
-    remember(prefix + vehicles[i].group, work && JSON.stringify(work));
+    isUnsaved = true;
+    remember(workKey(i), work && JSON.stringify(work));
+  };
+  const sameWork = (a, b) => a.state === b.state && a.text === b.text && [...a.out].sort().join("\n") === [...b.out].sort().join("\n");
+
+  // What was typed of a vehicle and not taken yet.
+  const draftKey = (i) => `${prefix}typed ${vehicles[i].group}`;
+  const drafts = vehicles.map((_, i) => parsed(recall(draftKey(i)), isFields));
+  const keepDraft = (i, fields) => {
+    drafts[i] = fields;
+    remember(draftKey(i), fields && JSON.stringify(fields));
   };
 
   const byDoubt = vehicles.map((_, i) => i).sort((a, b) => vehicles[b].weight - vehicles[a].weight || a - b);
@@ -76,9 +102,10 @@
     return [...seen];
   })();
   let order = recall(prefix + "order") === "list" ? byList : byDoubt;
-  let current = order[0];
+  let current = order.find((i) => !isDone(i)) ?? order[0];
   let frame = 0;
   let confirmed = "";
+  let theirs = null;  // what another page made of the current vehicle while something was typed here
   const undone = [];
   const started = { time: 0, done: 0 };
 
@@ -110,10 +137,10 @@
 
   const problems = (fields) => {
     const found = [];
-    if (!regionNames.has(fields[REGION])) found.push("badRegion");
-    if (!/^[0-9]{3}$/.test(fields[CLASS])) found.push("badClass");
-    if (!data.kana.includes(fields[KANA])) found.push("badKana");
-    if (!/^([0-9]{2}-[0-9]{2}|[0-9]{3})$/.test(fields[SERIAL])) found.push("badSerial");
+    if (!regionNames.has(fields[REGION])) found.push(say("badRegion"));
+    if (!/^[0-9]{3}$/.test(fields[CLASS])) found.push(say("badClass"));
+    if (!data.kana.includes(fields[KANA])) found.push(say("badKana"));
+    if (!/^([0-9]{2}-[0-9]{2}|[0-9]{3})$/.test(fields[SERIAL])) found.push(say("badSerial"));
     return found;
   };
 
@@ -135,39 +162,41 @@
       node.textContent = character;
       return node;
     }));
-    why.textContent = doubt ? `? ${say(doubtTexts[doubt])}` : "";
+    why.textContent = doubt ? `? ${doubtTexts[doubt]()}` : "";
   };
 
+  const pictureOf = (kind, source, text) => {
+    const picture = document.createElement("img");
+    picture.className = kind;
+    picture.src = source;
+    picture.alt = text;
+    return picture;
+  };
+  const figureOf = (item, i, { plate, crop }, left) => {
+    const figure = document.createElement("figure");
+    figure.classList.toggle("chosen", i === frame);
+    figure.classList.toggle("left", left);
+    if (plate) figure.append(pictureOf("plate", plate, say("plateOf", item.name)));
+    if (crop) figure.append(pictureOf("crop", crop, say("cropOf", item.name)));
+    if (!plate && !crop) figure.append(say("noPicture"));
+    const caption = document.createElement("figcaption");
+    caption.textContent = `${item.name}: ${left ? say("frameLeft") : item.read || say("nothingRead")}`;
+    figure.append(caption);
+    figure.addEventListener("click", () => { frame = i; markFrame(); });
+    return figure;
+  };
   const drawFrames = (v, work) => {
     const shown = json(pictures[current]);
-    element("frames").replaceChildren(...v.frames.map((item, i) => {
-      const figure = document.createElement("figure");
-      const left = Boolean(work && work.out.includes(item.image));
-      figure.classList.toggle("chosen", i === frame);
-      figure.classList.toggle("left", left);
-      for (const kind of ["plate", "crop"]) {
-        if (!shown[i][kind]) continue;
-        const picture = document.createElement("img");
-        picture.className = kind;
-        picture.src = shown[i][kind];
-        picture.alt = `${item.name} ${kind}`;
-        figure.append(picture);
-      }
-      const caption = document.createElement("figcaption");
-      caption.textContent = `${item.name}: ${left ? say("frameLeft") : item.read || say("nothingRead")}`;
-      figure.append(caption);
-      figure.addEventListener("click", () => { frame = i; markFrame(); });
-      return figure;
-    }));
+    element("frames").replaceChildren(...v.frames.map((item, i) => figureOf(item, i, shown[i], Boolean(work && work.out.includes(item.image)))));
   };
   const markFrame = () => [...element("frames").children].forEach((f, i) => f.classList.toggle("chosen", i === frame));
 
   // Other readings, behind the digits that take them; the other person's comes first.
   const others = () => {
-    const v = vehicles[current];
     const work = workOf(current);
-    const list = work && work.other && work.other.fields ? [work.other.fields, ...v.others] : v.others;
-    return list.slice(0, 9);
+    const readings = vehicles[current].others.map((fields) => ({ text: plateText(fields), take: () => retype(fields) }));
+    if (work && work.other) readings.unshift({ text: described(work.other), take: takeTheirs });
+    return readings.slice(0, 9);
   };
   const numbered = (values, take) => values.map((value, i) => {
     const item = document.createElement("li");
@@ -176,14 +205,17 @@
     button.type = "button";
     digit.textContent = i + 1;
     button.append(digit, value);
-    button.addEventListener("click", () => take(i));
+    button.addEventListener("click", () => {
+      button.blur();
+      take(i);
+    });
     item.append(button);
     return item;
   });
 
   const drawTyped = () => {
     const fields = typedFields();
-    const items = problems(fields).map((key) => say(key));
+    const items = problems(fields);
     if (confirmed) items.push(say("keepAnyway"));
     element("warnings").replaceChildren(...items.map((text) => {
       const item = document.createElement("li");
@@ -220,15 +252,14 @@
     const v = vehicles[current];
     const work = workOf(current);
     element("name").textContent = `${v.name} (${order.indexOf(current) + 1} / ${vehicles.length})`;
-    const states = { ok: "stateOk", unreadable: "stateUnreadable", given: "stateGiven" };
-    element("state").textContent = say(work && states[work.state] || "stateOpen", v.given);
+    element("state").textContent = work && work.state ? stateTexts[work.state](v.given) : say("stateOpen");
     drawFrames(v, work);
     keys.forEach((_, i) => drawField(v, i));
-    setFields(work && work.fields || v.read);
+    setFields(drafts[current] || (work && work.fields) || v.read);
     const differs = Boolean(work && work.other);
     element("difference").hidden = !differs;
     element("difference").textContent = differs ? say("difference", described(work.other)) : "";
-    element("others").replaceChildren(...numbered(others().map(plateText), takeOther));
+    element("others").replaceChildren(...numbered(others().map(({ text }) => text), takeOther));
     drawTyped();
     drawProgress();
     if (!remembers) element("notice").textContent = say("noStorage");
@@ -238,6 +269,7 @@
     document.documentElement.lang = language;
     document.title = say("title");
     for (const node of document.querySelectorAll("[data-text]")) node.textContent = say(node.dataset.text);
+    for (const node of document.querySelectorAll("[data-title]")) node.title = say(node.dataset.title);
     draw();
   };
 
@@ -245,6 +277,7 @@
     current = i;
     frame = 0;
     confirmed = "";
+    theirs = null;
     if (document.activeElement) document.activeElement.blur();
     remember(prefix + "at", vehicles[i].group);
     draw();
@@ -261,8 +294,9 @@
   // Changes, each of which Z takes back.
   const change = (work) => {
     undone.push([current, works[current]]);
-    keep(current, work && { ...work, time: Date.now() });
-    if (!work || !work.state) return;
+    const differing = theirs && !sameWork(theirs, work) ? { other: theirs } : {};
+    keep(current, { ...work, ...differing, time: Date.now() });
+    if (!work.state) return;
     if (started.done === 0) started.time = Date.now();
     started.done += 1;
   };
@@ -275,45 +309,50 @@
       drawTyped();
       return;
     }
-    change(text ? { fields, text, state: "ok", out: outOf() } : { fields: null, text: "", state: "unreadable", out: outOf() });
-    goOn();
+    if (!text) return markUnreadable();
+    take({ fields, text, state: "ok", out: outOf() });
   };
-  const markUnreadable = () => {
-    change({ fields: null, text: "", state: "unreadable", out: outOf() });
+  const markUnreadable = () => take({ fields: null, text: "", state: "unreadable", out: outOf() });
+  const take = (work) => {
+    change(work);
+    keepDraft(current, null);
     goOn();
   };
   const toggleFrame = () => {
     const { image } = vehicles[current].frames[frame];
     const out = outOf().includes(image) ? outOf().filter((other) => other !== image) : [...outOf(), image];
-    const fields = typedFields();
     const work = workOf(current) || { fields: null, text: "", state: "" };
     change({ ...work, state: work.state === "given" ? "ok" : work.state, out });
     draw();
-    setFields(fields);
-    drawTyped();
   };
+  const takeTheirs = () => take({ ...workOf(current).other, other: undefined });
   const takeOther = (i) => {
-    const work = workOf(current);
-    if (work && work.other && i === 0) {
-      change({ ...work.other, other: undefined });
-      goOn();
-      return;
-    }
-    if (!others()[i]) return;
-    setFields(others()[i]);
+    const other = others()[i];
+    if (other) other.take();
+  };
+  const retype = (fields) => {
+    setFields(fields);
+    noteTyping();
+  };
+  const noteTyping = () => {
+    keepDraft(current, typedFields());
     confirmed = "";
     drawTyped();
   };
+  // What was typed goes first.
   const takeBack = () => {
-    const last = undone.pop();
+    const last = drafts[current] ? [current, works[current]] : undone.pop();
     if (!last) return;
-    keep(...last);
-    show(last[0]);
+    const [i, work] = last;
+    keepDraft(i, null);
+    keep(i, work);
+    show(i);
   };
   const complete = (i) => {
     const name = regionsLike(inputs[REGION].input.value)[i];
     if (!name) return false;
     inputs[REGION].input.value = name;
+    noteTyping();
     focusField(CLASS);
     return true;
   };
@@ -332,15 +371,15 @@
       if (tidied !== input.value) input.value = tidied;
     }
     if (i !== KANA) return;
-    const kana = /^[a-z]+$/i.test(text) ? kanaOfRomaji[oneForm(text)] : hiragana(text);
+    const last = text.replace(/^[ぁ-んァ-ン](?=.)/, "");
+    const kana = /^[a-z]+$/i.test(last) ? kanaOfRomaji[oneForm(last)] : hiragana(last);
     if (kana && kana !== input.value) input.value = kana;
   };
   inputs.forEach(({ input }, i) => {
     const typed = (event) => {
       if (event.isComposing) return;
       tidy(i);
-      confirmed = "";
-      drawTyped();
+      noteTyping();
     };
     input.addEventListener("input", typed);
     input.addEventListener("compositionend", typed);
@@ -413,20 +452,18 @@
   };
   const listText = () => [data.list.header, ...data.list.rows.map((row, k) => labelledRow(row, data.list.vehicles[k]))]
     .map((cells) => `${cells.map(csvCell).join(",")}\n`).join("");
-  const workText = () => JSON.stringify({ kavrelLabel: 1, id: data.id,
-    works: Object.fromEntries(vehicles.map((v, i) => [v.group, works[i]]).filter(([, work]) => work)) });
+  // A vehicle is told by its group and its first picture: groups of another list may have the same names.
+  const firstImage = (i) => vehicles[i].frames[0].image;
+  const workText = () => JSON.stringify({ kavrelLabel: 1,
+    works: Object.fromEntries(vehicles.map((v, i) => [v.group, works[i] && { ...works[i], image: firstImage(i) }]).filter(([, work]) => work)) });
 
-  const isWork = (work) => work && typeof work === "object" && typeof work.text === "string" && Array.isArray(work.out) &&
-    ["", "ok", "unreadable"].includes(work.state) && work.out.every((image) => typeof image === "string") &&
-    (work.fields === null || (Array.isArray(work.fields) && work.fields.length === 4 && work.fields.every((f) => typeof f === "string")));
-  const cleaned = ({ fields, text, state, out, time }) => ({ fields, text, state, out, time: Number(time) || 0 });
-  const sameWork = (a, b) => a.state === b.state && a.text === b.text && [...a.out].sort().join("\n") === [...b.out].sort().join("\n");
+  const cleaned = ({ fields, text, state, out, time }) => ({ fields, text: text.replace(/\s+/g, " "), state, out, time: Number(time) || 0 });
   const merge = (file) => {
     const counts = { taken: 0, different: 0, foreign: 0 };
     const places = new Map(vehicles.map((v, i) => [v.group, i]));
     for (const [group, work] of Object.entries(file.works)) {
       const i = places.get(group);
-      if (i === undefined || !isWork(work)) counts.foreign += 1;
+      if (i === undefined || !isWork(work) || work.image !== firstImage(i)) counts.foreign += 1;
       else if (!works[i]) { keep(i, cleaned(work)); counts.taken += 1; }
       else if (!sameWork(works[i], work)) { keep(i, { ...works[i], other: cleaned(work) }); counts.different += 1; }
     }
@@ -446,8 +483,12 @@
     event.currentTarget.blur();
     act();
   });
-  onClick("saveList", () => download(data.listName, bytesOf(listText()), "text/csv"));
-  onClick("saveWork", () => download("labels.json", [workText()], "application/json"));
+  const save = (name, parts, type) => {
+    download(name, parts, type);
+    isUnsaved = false;
+  };
+  onClick("saveList", () => save(data.listName, bytesOf(listText()), "text/csv"));
+  onClick("saveWork", () => save("labels.json", [workText()], "application/json"));
   onClick("loadWork", () => element("workFile").click());
   element("workFile").addEventListener("change", () => {
     const [file] = element("workFile").files;
@@ -475,12 +516,15 @@
 
   // Another page of the same list labels at the same time.
   window.addEventListener("storage", (event) => {
-    if (!event.key || !event.key.startsWith(prefix)) return;
-    const i = vehicles.findIndex((v) => prefix + v.group === event.key);
+    const i = vehicles.findIndex((_, k) => workKey(k) === event.key);
     if (i < 0) return;
-    works[i] = event.newValue ? JSON.parse(event.newValue) : null;
-    if (i === current && document.activeElement === document.body) draw();
-    else drawProgress();
+    works[i] = parsed(event.newValue, isWork);
+    if (i !== current) return drawProgress();
+    if (drafts[i]) theirs = works[i];
+    draw();
+  });
+  window.addEventListener("beforeunload", (event) => {
+    if (!remembers && isUnsaved) event.preventDefault();
   });
 
   const at = vehicles.findIndex((v) => v.group === recall(prefix + "at"));

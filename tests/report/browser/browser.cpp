@@ -224,6 +224,10 @@ void Browser::set_width(int pixels, int height) {
 
 void Browser::forbid_scripts() { call("Emulation.setScriptExecutionDisabled", {{"value", true}}); }
 
+void Browser::run_before_pages(const std::string& script) {
+  call("Page.addScriptToEvaluateOnNewDocument", {{"source", script}});
+}
+
 std::string Browser::screenshot() { return from_base64(call("Page.captureScreenshot").at("data")); }
 
 void BrowserTest::SetUp() {

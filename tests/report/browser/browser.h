@@ -47,6 +47,8 @@ class Browser {
   void drive(const std::string& page) { session_ = page; }
   void set_width(int pixels, int height);
   void forbid_scripts();
+  // Of each page that is opened from now on, before its own.
+  void run_before_pages(const std::string& script);
   // A PNG file.
   std::string screenshot();
 

@@ -6,12 +6,14 @@
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <thread>
 
 #include "app/base/case_list.h"
 #include "app/base/text.h"
+#include "reading/plate_text.h"
 #include "report/base/fields.h"
 #include "report/html/html_label.h"
 #include "report/run/run.h"
@@ -145,7 +147,7 @@ class LabelPage : public BrowserTest {
     }
     if (value("serial") != truth.serial) {
       go_to("serial");
-      press_all(truth.serial);
+      press_all(kavrel::digits_only(truth.serial));
     }
     ASSERT_EQ(plate(), assemble_plate_number(truth));
     browser_->press("Enter");
@@ -164,6 +166,17 @@ class LabelPage : public BrowserTest {
     const std::string bytes = dir_.read("saved/" + name);
     fs::remove(path);
     return bytes;
+  }
+
+  void load(const std::string& file) {
+    browser_->evaluate(
+        "(() => { const files = new DataTransfer();"
+        " files.items.add(new File([" +
+        nlohmann::json(file).dump() +
+        "], 'labels.json'));"
+        " const input = document.getElementById('workFile'); input.files = files.files;"
+        " input.dispatchEvent(new Event('change')); })()");
+    browser_->wait_until("document.querySelector('#notice').textContent !== ''");
   }
 
   std::string saved_list(const std::string& name = "labelled.csv") {
@@ -299,14 +312,7 @@ TEST_F(LabelPage, MergesTheFileOfAnotherPersonAndShowsDifferences) {
   browser_->press("Enter");
   EXPECT_EQ(text("#notice"), "") << "not all vehicles are done any more";
   theirs["works"]["<b>"] = theirs["works"]["b"];
-  browser_->evaluate(
-      "(() => { const files = new DataTransfer();"
-      " files.items.add(new File([" +
-      nlohmann::json(theirs.dump()).dump() +
-      "], 'labels.json'));"
-      " const input = document.getElementById('workFile'); input.files = files.files;"
-      " input.dispatchEvent(new Event('change')); })()");
-  browser_->wait_until("document.querySelector('#notice').textContent !== ''");
+  load(theirs.dump());
   EXPECT_EQ(text("#notice"), "1 taken from the file, 1 differ, 1 are not of this list");
   EXPECT_THAT(text("#differences"), HasSubstr("a: 品川 330 あ 12-34 / 品川 330 お 12-34"));
   browser_->press("PageUp");
@@ -314,6 +320,125 @@ TEST_F(LabelPage, MergesTheFileOfAnotherPersonAndShowsDifferences) {
   browser_->press("1");
   EXPECT_THAT(text("#progress"), HasSubstr("2 done, 0 left"));
   EXPECT_THAT(saved_list(), HasSubstr("in/a1.jpg,品川 330 お 12-34,a\n"));
+}
+
+TEST_F(LabelPage, TakesNothingOfAnotherListsWork) {
+  open_page(two_vehicles());
+  browser_->press("Enter");
+  const std::string work = saved("#saveWork", "labels.json");
+  auto frames = two_vehicles();
+  for (FrameResult& frame : frames) frame.image_path = "another/" + frame.image_path;
+  open_page(frames);
+  load(work);
+  EXPECT_EQ(text("#notice"), "0 taken from the file, 0 differ, 1 are not of this list");
+  EXPECT_THAT(text("#progress"), HasSubstr("0 done"));
+  load("{}");
+  EXPECT_EQ(text("#notice"), "This is no file of saved work.");
+}
+
+TEST_F(LabelPage, TakesByTouchThatTheOtherPersonCouldNotReadIt) {
+  open_page(two_vehicles());
+  browser_->press("u");
+  const std::string work = saved("#saveWork", "labels.json");
+  browser_->press("z");
+  browser_->press("Enter");
+  load(work);
+  browser_->press("PageUp");
+  EXPECT_EQ(text("#others button"), "1unreadable");
+  browser_->click("#others button");
+  EXPECT_THAT(saved_list(), HasSubstr("in/a1.jpg,,a\n"));
+}
+
+TEST_F(LabelPage, ShowsWhereTwoPagesDiffer) {
+  open_page(two_vehicles());
+  go_to("kana");
+  press_all("sa");
+  const std::string typing = browser_->open_another(page_);
+  browser_->evaluate("document.activeElement.blur()");
+  browser_->press("z");  // what the first page's person typed
+  browser_->press("Enter");
+  browser_->drive(typing);
+  browser_->wait_until("document.getElementById('progress').textContent.startsWith('1 done')");
+  browser_->press("Enter");
+  EXPECT_THAT(text("#differences"), HasSubstr("a: 品川 330 さ 12-34 / 品川 330 あ 12-34"));
+}
+
+TEST_F(LabelPage, KeepsWhatWasTypedUntilItIsTakenOrTakenBack) {
+  open_page(two_vehicles());
+  go_to("class_no");
+  press_all("3");
+  browser_->press("PageDown");
+  EXPECT_EQ(group(), "b");
+  browser_->open(page_);
+  browser_->press("PageUp");
+  browser_->click("#language");
+  EXPECT_EQ(plate(), "品川 3 あ 12-34");
+  browser_->click("#language");
+  browser_->press("z");
+  EXPECT_EQ(plate(), "品川 330 あ 12-34");
+}
+
+TEST_F(LabelPage, TakesAFrameBack) {
+  open_page(two_vehicles());
+  browser_->press("d");
+  EXPECT_EQ(browser_->evaluate("document.querySelectorAll('figure.left').length"), 1);
+  browser_->press("z");
+  EXPECT_EQ(browser_->evaluate("document.querySelectorAll('figure.left').length"), 0);
+  browser_->press("Enter");
+  EXPECT_THAT(saved_list(), HasSubstr("in/a1.jpg,品川 330 あ 12-34,a\n"));
+}
+
+TEST_F(LabelPage, GoesOnByKeyAfterAClick) {
+  open_page(two_vehicles());
+  browser_->click("#others button");
+  browser_->press("Enter");
+  EXPECT_EQ(group(), "b");
+  EXPECT_THAT(saved_list(), HasSubstr("in/a1.jpg,品川 330 お 12-34,a\n"));
+}
+
+TEST_F(LabelPage, BeginsWithAVehicleThatHasNoLabel) {
+  dir_.write("half.csv", kHeader + "in/a1.jpg,品川 330 あ 12-34,a\nin/b1.jpg,,b\n");
+  open_page(two_vehicles(), "half.csv");
+  EXPECT_EQ(group(), "b");
+}
+
+TEST_F(LabelPage, TellsHowManyVehiclesAnHourMakes) {
+  open_page(two_vehicles());
+  browser_->evaluate("window.now = 1000; Date.now = () => window.now");
+  browser_->press("Enter");
+  EXPECT_THAT(text("#progress"), HasSubstr("1 left, – per hour"));
+  browser_->evaluate("window.now += 10000");
+  browser_->press("Enter");
+  EXPECT_THAT(text("#progress"), HasSubstr("0 left, 360 per hour"));
+}
+
+TEST_F(LabelPage, WorksWhereTheBrowserKeepsNothing) {
+  write_page(two_vehicles());
+  browser_->run_before_pages(
+      "for (const name of ['getItem', 'setItem', 'removeItem'])"
+      " Storage.prototype[name] = () => { throw new Error('full'); };");
+  browser_->open(page_);
+  const auto asks_before_it_closes = [&] {
+    return browser_->evaluate(
+        "!window.dispatchEvent(new Event('beforeunload', {cancelable: true}))");
+  };
+  EXPECT_THAT(text("#notice"), HasSubstr("save it to a file"));
+  EXPECT_EQ(asks_before_it_closes(), false);
+  browser_->press("Enter");
+  EXPECT_EQ(asks_before_it_closes(), true);
+  EXPECT_THAT(saved_list(), HasSubstr("in/a1.jpg,品川 330 あ 12-34,a\n"));
+  EXPECT_EQ(asks_before_it_closes(), false);
+}
+
+TEST_F(LabelPage, KeepsTheGroupsThatAreNamedAsItsOwnNotes) {
+  auto frames = two_vehicles();
+  frames[3].group_id = "at";
+  open_page(frames);
+  browser_->press("PageDown");
+  EXPECT_EQ(group(), "at");
+  browser_->press("Enter");
+  browser_->open(page_);
+  EXPECT_THAT(text("#progress"), HasSubstr("1 done, 1 left"));
 }
 
 TEST_F(LabelPage, KeepsHostileTextsHarmlessAndTheirBytes) {
@@ -350,6 +475,50 @@ TEST_F(LabelPage, CompletesRegionsFromKanjiKanaAndRomaji) {
   }
 }
 
+TEST_F(LabelPage, ReadsEveryWayToWriteAKanaInLatinLetters) {
+  open_page(two_vehicles());
+  browser_->press("Escape");
+  std::istringstream words(kKanaRows + " si し ti ち tu つ hu ふ wo を SHI し");
+  go_to("kana");
+  for (std::string romaji, kana; words >> romaji >> kana;) {
+    press_all(romaji);  // in the place of the kana before
+    EXPECT_EQ(value("kana"), kana) << romaji;
+  }
+}
+
+TEST_F(LabelPage, ReadsEveryWayToWriteARegionInLatinLetters) {
+  open_page(two_vehicles());
+  const std::vector<std::pair<std::string, std::string>> regions = {{"shina", "品川"},
+                                                                    {"sinagawa", "品川"},
+                                                                    {"tsuchi", "土浦"},
+                                                                    {"tutiura", "土浦"},
+                                                                    {"fuku", "福岡"},
+                                                                    {"hukuoka", "福岡"},
+                                                                    {"joetsu", "上越"},
+                                                                    {"zyouetu", "上越"},
+                                                                    {"jouetsu", "上越"},
+                                                                    {"jōetsu", "上越"},
+                                                                    {"sapporo", "札幌"},
+                                                                    {"gumma", "群馬"},
+                                                                    {"gunma", "群馬"},
+                                                                    {"minamishinshu", "南信州"},
+                                                                    {"minamisinsyuu", "南信州"},
+                                                                    {"omiya", "大宮"},
+                                                                    {"ohmiya", "大宮"},
+                                                                    {"oomiya", "大宮"},
+                                                                    {"Ōmiya", "大宮"},
+                                                                    {"kyoto", "京都"},
+                                                                    {"kyouto", "京都"},
+                                                                    {"chikuho", "筑豊"},
+                                                                    {"tikuhou", "筑豊"}};
+  for (const auto& [typed, region] : regions) {
+    go_to("region");
+    browser_->type(typed);
+    EXPECT_THAT(text("#completions"), HasSubstr(region)) << typed;
+    browser_->evaluate("document.activeElement.select()");
+  }
+}
+
 TEST_F(LabelPage, TakesTheSecondOfSeveralRegionsByItsDigit) {
   open_page(two_vehicles());
   go_to("region");
@@ -371,6 +540,10 @@ TEST_F(LabelPage, WorksByTouchAlone) {
       "document.querySelector('#frames figure:nth-child(3)').classList.contains('chosen')");
   tap("#leave", "document.querySelector('#frames figure.left') !== null");
   tap("#accept", "document.getElementById('name').textContent.startsWith('b ')");
+  tap("#region", "document.activeElement.id === 'region'");
+  browser_->evaluate("document.activeElement.select()");
+  browser_->type("shina");
+  tap("#completions button", "document.getElementById('region').value === '品川'");
   tap("#unreadable", "document.getElementById('progress').textContent.startsWith('2 done')");
   EXPECT_EQ(saved_list(), kHeader +
                               "in/a1.jpg,品川 330 お 12-34,a\nin/a2.jpg,品川 330 お 12-34,a\n"
@@ -404,13 +577,19 @@ TEST_F(LabelPage, ChangesAsLittleOfManyVehiclesAsOfFew) {
 }
 
 TEST_F(LabelPage, FitsAWindowOf1280By720AndATablet) {
+  dir_.write_finished(two_vehicles());
+  for (const char* name : {"a1", "a2", "a3", "b1"}) dir_.write_pictures(name);
   open_page(two_vehicles());
   for (const auto& [width, height] : {std::pair(1280, 720), std::pair(768, 1024)}) {
     browser_->set_width(width, height);
     EXPECT_LE(browser_->evaluate("document.documentElement.scrollWidth"), width);
-    EXPECT_LE(
-        browser_->evaluate("document.getElementById('accept').getBoundingClientRect().bottom"),
-        height);
+    for (const char* id : {"accept", "others"}) {
+      const std::string is_above_the_keys =
+          "document.getElementById('" + std::string(id) +
+          "').getBoundingClientRect().bottom <="
+          " document.querySelector('footer').getBoundingClientRect().top";
+      EXPECT_EQ(browser_->evaluate(is_above_the_keys), true) << id << " " << width;
+    }
   }
 }
 
@@ -428,14 +607,15 @@ TEST(LabelTexts, AreWholeInBothLanguages) {
     EXPECT_EQ(languages.size(), 2U) << key;
     EXPECT_THAT(sources, HasSubstr("\"" + key + "\"")) << key;
   }
-  for (const std::string mark : {"data-text=\"", "say(\""}) {
-    for (std::size_t at = sources.find(mark); at != std::string::npos;
-         at = sources.find(mark, at + 1)) {
-      const std::size_t begin = at + mark.size();
-      EXPECT_EQ(keys.count(sources.substr(begin, sources.find('"', begin) - begin)), 1U)
-          << sources.substr(at, 40);
-    }
+  const std::regex use("(?:data-text|data-title)=\"(\\w*)\"|\\bsay\\(\"?([\\w.]*)");
+  for (std::sregex_iterator found(sources.begin(), sources.end(), use), end; found != end;
+       ++found) {
+    const std::string key = (*found)[1].str() + (*found)[2].str();
+    const bool is_of_template = key == "node.dataset.text" || key == "node.dataset.title";
+    EXPECT_TRUE(keys.count(key) == 1 || is_of_template) << key;
   }
+  std::istringstream fields(kFieldOrder);
+  for (std::string key; fields >> key;) EXPECT_EQ(keys.count(key), 1U) << key;
 }
 
 TEST(LabelTexts, TellHowEveryRegionIsRead) {
