@@ -35,8 +35,14 @@ std::optional<std::int64_t> time_in(ExifData* data, ExifTag tag) {
 std::optional<std::int64_t> taken_at(const std::string& path) {
   const std::unique_ptr<ExifLoader, Unref> loader(exif_loader_new());
   exif_loader_write_file(loader.get(), path.c_str());
-  const std::unique_ptr<ExifData, Unref> data(exif_loader_get_data(loader.get()));
-  if (!data) return std::nullopt;
+  const unsigned char* bytes = nullptr;
+  unsigned int size = 0;
+  exif_loader_get_buf(loader.get(), &bytes, &size);
+  if (size == 0) return std::nullopt;
+  const std::unique_ptr<ExifData, Unref> data(exif_data_new());
+  // What the file does not have need not be added.
+  exif_data_unset_option(data.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
+  exif_data_load_data(data.get(), bytes, size);
   const auto original = time_in(data.get(), EXIF_TAG_DATE_TIME_ORIGINAL);
   return original ? original : time_in(data.get(), EXIF_TAG_DATE_TIME);
 }
