@@ -28,6 +28,7 @@ from torch.nn import functional
 
 import backgrounds
 import common
+import optics
 import photo_scenes
 import plates
 import scenes
@@ -204,7 +205,7 @@ def draw_frame(rng, pool, count, hard):
 def photo_frame(rng, pool):
     """One frame among photographs."""
     scene = photo_scenes.render(rng, pool)
-    return squeezed(photo_scenes.optics(scene.image, rng), scene.corners, scene.kinds)
+    return squeezed(optics.photographed(scene.image, rng), scene.corners, scene.kinds)
 
 
 def squeezed(image, corners, kinds):
@@ -277,7 +278,7 @@ def cut_window(rng, scene, window):
     start = np.clip(middle - part * rng.uniform(edge, 1 - edge, 2), 0, frame - part - 2)
     x, y = first = start.astype(int)
     w, h = np.minimum(np.ceil(part).astype(int) + 2, frame - first)
-    seen = photo_scenes.optics(scene.image[y:y + h, x:x + w].copy(), rng)
+    seen = optics.photographed(scene.image[y:y + h, x:x + w].copy(), rng)
     shift = start - first + 0.5 / squeeze - 0.5
     matrix = np.float32([[1 / squeeze[0], 0, shift[0]], [0, 1 / squeeze[1], shift[1]]])
     image = cv2.warpAffine(seen, matrix, window, flags=cv2.INTER_LINEAR | cv2.WARP_INVERSE_MAP,
@@ -376,7 +377,7 @@ def set_frame(rng, pool, in_frame, way):
     pool = pool if in_frame else []
     if way == "alone":
         picture = backgrounds.cover(rng, photo_scenes.random_size(rng))
-        return squeezed(photo_scenes.optics(picture, rng), np.empty((0, 4, 2)), [])
+        return squeezed(optics.photographed(picture, rng), np.empty((0, 4, 2)), [])
     if way == "photographs":
         return photo_frame(rng, pool)
     return draw_frame(rng, pool, in_frame, way)
