@@ -110,6 +110,12 @@ TEST_F(CaseList, TakesFullWidthBlanksForText) {
   EXPECT_THAT(cases_of("a.png,\u3000x,g\u3000\n"), ElementsAre("a.png|\u3000x|g\u3000"));
 }
 
+TEST_F(CaseList, TakesAZeroByteForText) {
+  const std::string zero(1, '\0');
+  EXPECT_THAT(cases_of("a.png,x" + zero + "y,g" + zero + "\n"),
+              ElementsAre("a.png|x" + zero + "y|g" + zero));
+}
+
 TEST_F(CaseList, NamesAGroupAfterTheImageFile) {
   list_cases("dir.x/img.01.jpg\ndir.x/plain\n");
   write_image("dir.x/img.01.jpg", cv::Mat(20, 40, CV_8UC3, cv::Scalar::all(90)));
