@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <opencv2/core/utils/logger.hpp>
 #include <stdexcept>
 
@@ -26,6 +27,16 @@ void refuse_unknown_command(const CLI::App& app, int argc, char** argv) {
   throw std::runtime_error(std::string("no command ") + argv[1] + "; --help lists them");
 }
 
+// The parser would tell all of them, from the last to the first.
+std::string complaint_about_extras(const CLI::App& app) {
+  const CLI::App* command = app.get_subcommands().empty() ? &app : app.get_subcommands().front();
+  const std::vector<std::string> extras = app.remaining(true);
+  const auto option = std::find_if(extras.begin(), extras.end(),
+                                   [](const std::string& text) { return text[0] == '-'; });
+  if (option == extras.end()) return "one argument too many: " + extras.front();
+  return "no option " + *option + " of " + command->get_name() + "; --help lists them";
+}
+
 int run(int argc, char** argv) {
   int status = 0;
   CLI::App app("Reports on what a run of kavrel left in its output directory.", "kavrel-report");
@@ -38,6 +49,8 @@ int run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
     return app.exit(help);
+  } catch (const CLI::ExtrasError&) {
+    throw std::runtime_error(complaint_about_extras(app));
   }
   if (app.get_subcommands().empty()) throw std::runtime_error("no command; --help lists them");
   return status;

@@ -88,23 +88,50 @@ GateLine of_one_list(const Comparison& comparison) {
               count_of(comparison.shared_groups, "group")};
 }
 
-}  // namespace
+void judge_shares(const Assessment& assessment, const GateRules& rules,
+                  std::vector<GateLine>& lines) {
+  const bool of_interval = rules.lower_bound;
+  if (rules.min_groups) {
+    lines.push_back(at_least("groups correct", assessment.groups.plates.share(), *rules.min_groups,
+                             of_interval));
+  }
+  if (rules.min_frames) {
+    lines.push_back(at_least("frames correct", assessment.frames.plates.share(), *rules.min_frames,
+                             of_interval));
+  }
+  for (const auto& [field, least] : rules.min_fields) {
+    lines.push_back(at_least(std::string(kFields[field].key) + " of groups correct",
+                             assessment.groups.fields[field].share(), least, of_interval));
+  }
+  for (const auto& [cause, most] : rules.max_causes) {
+    const Share share{assessment.frames_by_cause[cause], assessment.frames.plates.total()};
+    lines.push_back(
+        at_most(std::string("frames with cause ") + kCauses[cause].key, share, most, of_interval));
+  }
+}
 
-double parse_share(const std::string& text) {
+std::optional<double> share_in(const std::string& text) {
   char* end = nullptr;
   const double percents = std::strtod(text.c_str(), &end);
   const bool is_share = end != text.c_str() && std::string(end) == "%" && percents >= 0 &&
                         percents <= 100 && std::isfinite(percents);
-  if (!is_share) throw std::runtime_error("no share between 0% and 100%: " + text);
+  if (!is_share) return std::nullopt;
   return percents / 100;
+}
+
+}  // namespace
+
+double parse_share(const std::string& text) {
+  if (const auto share = share_in(text)) return *share;
+  throw std::runtime_error("no share from 0% to 100%, such as 95%: " + text);
 }
 
 std::pair<std::string, double> parse_named_share(const std::string& text) {
   const std::size_t equals = text.rfind('=');
-  if (equals == std::string::npos || equals == 0) {
-    throw std::runtime_error("no NAME=SHARE, such as kana=98%: " + text);
-  }
-  return {text.substr(0, equals), parse_share(text.substr(equals + 1))};
+  const bool is_named = equals != std::string::npos && equals > 0;
+  const auto share = is_named ? share_in(text.substr(equals + 1)) : std::nullopt;
+  if (!share) throw std::runtime_error("no NAME=SHARE, such as kana=98%: " + text);
+  return {text.substr(0, equals), *share};
 }
 
 std::size_t field_named(const std::string& key) {
@@ -132,36 +159,21 @@ bool GateVerdict::passes() const {
 GateVerdict judge_release(const RecordedRun& run, const Assessment& assessment,
                           const Slices& slices, const ComparedRuns* compared,
                           const GateRules& rules) {
-  const bool of_interval = rules.lower_bound;
   GateVerdict verdict;
   std::vector<GateLine>& lines = verdict.lines;
   lines.push_back(whole("the run", run));
   lines.push_back(mostly_labelled(assessment.groups, rules.max_unlabelled));
-  if (rules.min_groups) {
-    lines.push_back(at_least("groups correct", assessment.groups.plates.share(), *rules.min_groups,
-                             of_interval));
-  }
-  if (rules.min_frames) {
-    lines.push_back(at_least("frames correct", assessment.frames.plates.share(), *rules.min_frames,
-                             of_interval));
-  }
-  for (const auto& [field, least] : rules.min_fields) {
-    lines.push_back(at_least(std::string(kFields[field].key) + " of groups correct",
-                             assessment.groups.fields[field].share(), least, of_interval));
-  }
-  for (const auto& [cause, most] : rules.max_causes) {
-    const Share share{assessment.frames_by_cause[cause], assessment.frames.plates.total()};
-    lines.push_back(
-        at_most(std::string("frames with cause ") + kCauses[cause].key, share, most, of_interval));
-  }
+  const std::size_t always = lines.size();
+  judge_shares(assessment, rules, lines);
   for (const auto& [name, least] : rules.min_slices) {
-    judge_slice(slices, name, least, of_interval, lines);
+    judge_slice(slices, name, least, rules.lower_bound, lines);
   }
   if (compared != nullptr) {
     lines.push_back(whole("the base run", compared->base));
     lines.push_back(of_one_list(compared->comparison));
     lines.push_back(not_broken(*compared, rules.max_broken));
   }
+  verdict.of_rules = lines.size() > always;
   return verdict;
 }
 

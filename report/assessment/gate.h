@@ -39,6 +39,7 @@ struct GateLine {
 
 struct GateVerdict {
   std::vector<GateLine> lines;
+  bool of_rules = false;  // else nothing was asked but what always has to hold
 
   bool passes() const;
 };

@@ -20,6 +20,7 @@ struct CompareOptions : SharedOptions {
 };
 
 int compare(const CompareOptions& options) {
+  refuse_the_same(options.base_dir, options.output_dir);
   const RecordedRun base = read_run(options.base_dir);
   const RecordedRun fresh = read_run(options.output_dir);
   const Assessment base_assessment = assess(base, built_in_words());

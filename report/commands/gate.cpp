@@ -55,6 +55,7 @@ GateVerdict judge(const GateOptions& options, const RecordedRun& run, const Asse
                   const Slices& slices) {
   const GateRules rules = rules_of(options);
   if (options.base_dir.empty()) return judge_release(run, assessment, slices, nullptr, rules);
+  refuse_the_same(options.base_dir, options.output_dir);
   const RecordedRun base = read_run(options.base_dir);
   const Assessment base_assessment = assess(base, options);
   const Comparison comparison = compare_runs(base, base_assessment, run, assessment);
@@ -98,8 +99,11 @@ void add_rules(CLI::App& command, GateOptions& options) {
            "the worse end of each 95 % interval has to hold");
   add_count(command, "--max-unlabelled", options.max_unlabelled,
             "so many groups may be without an expected text");
-  add_text(command, "--base", options.base_dir, "a run in which no more groups were right");
-  add_count(command, "--max-broken", options.max_broken, "so many of its groups may be lost");
+  CLI::Option& base =
+      add_text(command, "--base", options.base_dir, "a run in which no more groups were right");
+  let_need(
+      add_count(command, "--max-broken", options.max_broken, "so many of its groups may be lost"),
+      base);
 }
 
 }  // namespace

@@ -9,8 +9,11 @@ namespace {
 std::string complaint_about_count(const std::string& text) {
   const bool is_count =
       !text.empty() && text.size() < 9 && text.find_first_not_of("0123456789") == std::string::npos;
-  return is_count ? "" : "is no count: " + text;
+  return is_count ? "" : text + " is no count";
 }
+
+// As a script's variable is that was not set: the option must not pass for one that is missing.
+std::string complaint_about_text(const std::string& text) { return text.empty() ? "is empty" : ""; }
 
 template <typename Count>
 CLI::Option& add_any_count(CLI::App& command, const std::string& name, Count& count,
@@ -32,12 +35,12 @@ CLI::App& add_command(CLI::App& app, const std::string& name, const std::string&
 
 CLI::Option& add_text(CLI::App& command, const std::string& name, std::string& text,
                       const std::string& help) {
-  return *command.add_option(name, text, help);
+  return *command.add_option(name, text, help)->check(complaint_about_text);
 }
 
 CLI::Option& add_texts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
                        const std::string& help) {
-  return *command.add_option(name, texts, help);
+  return *command.add_option(name, texts, help)->check(complaint_about_text);
 }
 
 CLI::Option& add_count(CLI::App& command, const std::string& name, int& count,

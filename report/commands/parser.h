@@ -19,8 +19,8 @@ namespace kavrel::report {
 CLI::App& add_command(CLI::App& app, const std::string& name, const std::string& purpose,
                       const std::string& example, const std::function<void()>& run);
 
-// Each adds one option to a command; one without dashes is named by its place. A count is below
-// 10^8, and the help tells the one that it starts with.
+// Each adds one option to a command; one without dashes is named by its place. A text is not empty,
+// a count is below 10^8, and the help tells the one that it starts with.
 CLI::Option& add_text(CLI::App& command, const std::string& name, std::string& text,
                       const std::string& help);
 CLI::Option& add_texts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,

@@ -1,6 +1,9 @@
 #include "report/commands/shared_options.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <sstream>
+#include <stdexcept>
 
 #include "app/base/files.h"
 #include "report/base/resources.h"
@@ -8,6 +11,22 @@
 #include "report/run/truth.h"
 
 namespace kavrel::report {
+namespace {
+
+std::filesystem::path in_full(const std::string& dir) {
+  return (std::filesystem::absolute(dir) / "").lexically_normal();
+}
+
+Truth truth_of(const RecordedRun& run, const std::string& path) {
+  Truth truth = read_truth(path);
+  const auto is_known = [&](const FrameResult& frame) { return truth.find(frame) != nullptr; };
+  if (std::none_of(run.frames.begin(), run.frames.end(), is_known)) {
+    throw std::runtime_error("none of the run's pictures has a place in " + path);
+  }
+  return truth;
+}
+
+}  // namespace
 
 void add_output_dir(CLI::App& command, SharedOptions& options) {
   require(add_text(command, "OUTPUT_DIR", options.output_dir, "where kavrel wrote its results"));
@@ -56,8 +75,13 @@ std::vector<std::string> region_words(const SharedOptions& options) {
 
 RecordedRun read_shown(const std::string& dir) { return read_run(dir, RunDepth::kTables); }
 
+void refuse_the_same(const std::string& base_dir, const std::string& new_dir) {
+  if (in_full(base_dir) != in_full(new_dir)) return;
+  throw std::runtime_error("both runs are the same directory: " + new_dir);
+}
+
 Assessment assess(const RecordedRun& run, const SharedOptions& options) {
-  const Truth truth = options.truth.empty() ? Truth() : read_truth(options.truth);
+  const Truth truth = options.truth.empty() ? Truth() : truth_of(run, options.truth);
   return assess(run, region_words(options), truth);
 }
 

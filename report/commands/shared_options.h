@@ -51,7 +51,12 @@ std::vector<std::string> region_words(const SharedOptions& options);
 // opens all files, by read_run(). Throws as that does.
 RecordedRun read_shown(const std::string& dir);
 
-// With the region words and the truth of the options.
+// Throws std::runtime_error if both paths are one directory, as a mistyped command has it: a run is
+// never worse than itself.
+void refuse_the_same(const std::string& base_dir, const std::string& new_dir);
+
+// With the region words and the truth of the options. Throws std::runtime_error if the truth has
+// none of the run's pictures.
 Assessment assess(const RecordedRun& run, const SharedOptions& options);
 
 }  // namespace kavrel::report

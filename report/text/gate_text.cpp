@@ -18,7 +18,9 @@ std::string cell(const std::string& text) {
 }
 
 const char* outcome_of(const GateVerdict& verdict) {
-  return verdict.passes() ? "The run passes." : "The run does not pass.";
+  if (!verdict.passes()) return "The run does not pass.";
+  return verdict.of_rules ? "The run passes."
+                          : "The run passes, but no rule asks how much of it is right.";
 }
 
 void write_rules(const GateVerdict& verdict, std::ostream& out) {

@@ -121,8 +121,13 @@ TEST_F(Gate, LetsGroupsWithoutAnExpectedTextPassOnlyWhereToldSo) {
 }
 
 TEST_F(Gate, TakesThePlacesOfPlates) {
-  const std::string truth = dir_.write("truth.json", "[]");
-  EXPECT_EQ(gate({"--truth", truth}).status, 0);
+  const auto truth_of = [&](const std::string& picture) {
+    return dir_.write("truth.json", R"([{"image_path": ")" + picture + R"(", "box": [0, 0, 9, 9],
+                      "corners": [[0, 0], [9, 0], [9, 9], [0, 9]]}])");
+  };
+  EXPECT_EQ(gate({"--truth", truth_of("in/3.jpg")}).status, 0);
+  EXPECT_THAT(gate({"--truth", truth_of("of/another_set.jpg")}).err,
+              HasSubstr("none of the run's pictures has a place in "));
   EXPECT_EQ(gate({"--truth", dir_.path("none.json")}).status, 1);
 }
 
@@ -202,10 +207,18 @@ TEST_F(Gate, RefusesARuleThatItCannotJudge) {
     EXPECT_EQ(outcome.status, 1);
     return outcome.err;
   };
-  EXPECT_EQ(failure({"--min-groups", "95"}), "[ERROR] no share between 0% and 100%: 95\n");
-  EXPECT_EQ(failure({"--min-groups", "101%"}), "[ERROR] no share between 0% and 100%: 101%\n");
-  EXPECT_EQ(failure({"--min-groups", "nan%"}), "[ERROR] no share between 0% and 100%: nan%\n");
+  EXPECT_EQ(failure({"--min-groups", "95"}), "[ERROR] no share from 0% to 100%, such as 95%: 95\n");
+  EXPECT_EQ(failure({"--min-groups", "101%"}),
+            "[ERROR] no share from 0% to 100%, such as 95%: 101%\n");
+  EXPECT_EQ(failure({"--min-groups", "nan%"}),
+            "[ERROR] no share from 0% to 100%, such as 95%: nan%\n");
   EXPECT_EQ(failure({"--min-field", "95%"}), "[ERROR] no NAME=SHARE, such as kana=98%: 95%\n");
+  EXPECT_EQ(failure({"--min-field", "kana="}), "[ERROR] no NAME=SHARE, such as kana=98%: kana=\n");
+  EXPECT_EQ(failure({"--min-groups", ""}), "[ERROR] --min-groups: is empty\n");
+  EXPECT_EQ(failure({"--base", ""}), "[ERROR] --base: is empty\n");
+  EXPECT_EQ(failure({"--max-broken", "0"}), "[ERROR] --max-broken requires --base\n");
+  EXPECT_THAT(failure({"--base", dir_.path() + "/."}),
+              HasSubstr("both runs are the same directory"));
   EXPECT_EQ(failure({"--min-field", "colour=95%"}),
             "[ERROR] no field colour; there are region, class_no, kana, serial\n");
   EXPECT_THAT(failure({"--max-cause", "noplate=95%"}), HasSubstr("no cause noplate; there are "));

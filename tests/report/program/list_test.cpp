@@ -102,7 +102,7 @@ TEST_F(List, MakesNoListThatAGroupingPlacesNothingIn) {
 TEST_F(List, SaysWhatItsOptionsCanBe) {
   write("a/1.jpg");
   EXPECT_THAT(run({"a", "--group-by", "nmae"}).err, HasSubstr("{directory,name,time}"));
-  EXPECT_THAT(run({"a", "--group-by", "time", "--seconds", "-1"}).err, HasSubstr("no count: -1"));
+  EXPECT_THAT(run({"a", "--group-by", "time", "--seconds", "-1"}).err, HasSubstr("-1 is no count"));
   EXPECT_THAT(run({"a", "--seconds", "5"}).err, HasSubstr("--seconds requires --group-by"));
 }
 

@@ -47,12 +47,16 @@ TEST_F(ReportProgram, RefusesAWrongCommandLine) {
   expect_failure({}, "no command; --help lists them");
   expect_failure({"htlm"}, "no command htlm; --help lists them");
   expect_failure({"htlm", "-o", "x"}, "no command htlm; --help lists them");
+  expect_failure({"--htlm"}, "no option --htlm of kavrel-report; --help lists them");
+  expect_failure({"html", "a", "--seperate", "b"},
+                 "no option --seperate of html; --help lists them");
+  expect_failure({"html", "a", "b", "c"}, "one argument too many: b");
   expect_failure({"html"}, "OUTPUT_DIR is required");
   expect_failure({"compare", dir_.path()}, "NEW_DIR is required");
   EXPECT_EQ(run_report({"html", dir_.path(), "--colour"}).status, 1);
   expect_failure({"compare", dir_.path(), dir_.path(), "--allow-broken", "-1"},
-                 "--allow-broken: is no count: -1");
-  expect_failure({"html", dir_.path(), "--max-frames", "many"}, "--max-frames: is no count: many");
+                 "--allow-broken: -1 is no count");
+  expect_failure({"html", dir_.path(), "--max-frames", "many"}, "--max-frames: many is no count");
 }
 
 TEST_F(ReportProgram, NamesTheDirectoryThatIsNotThere) {
@@ -242,7 +246,9 @@ class CompareProgram : public ReportProgram {
 };
 
 TEST_F(CompareProgram, IsContentIfNothingIsLost) {
-  EXPECT_EQ(status({}, dir_), 0);
+  OutputDir same;
+  same.write_finished(small_run());
+  EXPECT_EQ(status({}, same), 0);
   EXPECT_EQ(run_report({"compare", worse_.path(), dir_.path()}).status, 0);
 }
 
@@ -260,8 +266,10 @@ TEST_F(CompareProgram, ExitsWithThreeIfACorrectGroupIsGone) {
 TEST_F(CompareProgram, ExitsWithThreeIfARunIsNotWhole) {
   OutputDir aborted;
   aborted.write_aborted(small_run());
+  OutputDir alike;
+  alike.write_aborted(small_run());
   for (const auto& [base, fresh] :
-       {std::pair(&aborted, &aborted), std::pair(&dir_, &aborted), std::pair(&aborted, &dir_)}) {
+       {std::pair(&aborted, &alike), std::pair(&dir_, &aborted), std::pair(&aborted, &dir_)}) {
     const ProgramOutcome outcome =
         run_report({"compare", base->path(), fresh->path(), "--allow-removed"});
     EXPECT_EQ(outcome.status, 3);
