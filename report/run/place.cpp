@@ -12,8 +12,8 @@ namespace kavrel::report {
 namespace {
 
 // Of the plate's box, and of its width. Of 167 street frames that were read right, none had less
-// than 0.93 of it in its crop or its corners further off than half of that; of boxes that were
-// shifted by 0.3, none had more than 0.83.
+// than 0.93 of it in its crop or its corners further off than 0.03; of boxes that were shifted by
+// 0.3, none had more than 0.83.
 constexpr double kLeastCovered = 0.9;
 constexpr double kMostCornerError = 0.05;
 
