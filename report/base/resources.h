@@ -29,7 +29,7 @@ extern const char* const kScriptHash;
 // The page's texts in English and Japanese: [{"en": ..., "ja": ...}, ...].
 extern const char* const kReportTexts;
 
-// The page for labelling: its template, its texts, how region names are read, style and script.
+// The page for labelling: its template, its texts, how region names are read, style and scripts.
 extern const char* const kLabel;
 extern const char* const kLabelTexts;
 extern const char* const kRegionReadings;
@@ -37,6 +37,8 @@ extern const char* const kLabelStyle;
 extern const char* const kLabelScript;
 extern const char* const kLabelStyleHash;
 extern const char* const kLabelScriptHash;
+extern const char* const kRomajiScript;
+extern const char* const kRomajiScriptHash;
 
 }  // namespace kavrel::report::resources
 

@@ -88,6 +88,28 @@ json list_view(const ListRows& list, const std::map<std::string, std::size_t>& v
           {"vehicles", owners}};
 }
 
+json candidates_view(const FieldDoubt& field) {
+  json values = json::array();
+  for (const Candidate& candidate : field.candidates) {
+    if (values.size() < kOthersShown) values.push_back(printable(candidate.value));
+  }
+  return values;
+}
+
+json others_view(const VehicleDoubt& doubt) {
+  json others = json::array();
+  for (const PlateFields& plate : doubt.others) {
+    if (others.size() < kOthersShown) others.push_back(texts_of(plate));
+  }
+  return others;
+}
+
+json frame_view(const FrameResult& frame) {
+  return {{"image", bytes_as_text(frame.image_path)},
+          {"name", printable(case_name(frame))},
+          {"read", printable(frame.fields.final_plate_number)}};
+}
+
 json vehicle_view(const RecordedRun& run, const Group& group, const std::string& given,
                   const std::vector<std::string>& region_words) {
   const VehicleDoubt doubt = doubt_of(run, group, region_words);
@@ -95,23 +117,10 @@ json vehicle_view(const RecordedRun& run, const Group& group, const std::string&
   json candidates = json::array();
   for (const FieldDoubt& field : doubt.fields) {
     doubts.push_back(key_of(field.doubt));
-    json values = json::array();
-    for (const Candidate& candidate : field.candidates) {
-      if (values.size() < kOthersShown) values.push_back(printable(candidate.value));
-    }
-    candidates.push_back(values);
-  }
-  json others = json::array();
-  for (const PlateFields& plate : doubt.others) {
-    if (others.size() < kOthersShown) others.push_back(texts_of(plate));
+    candidates.push_back(candidates_view(field));
   }
   json frames = json::array();
-  for (const std::size_t i : group.frames) {
-    const FrameResult& frame = run.frames[i];
-    frames.push_back({{"image", bytes_as_text(frame.image_path)},
-                      {"name", printable(case_name(frame))},
-                      {"read", printable(frame.fields.final_plate_number)}});
-  }
+  for (const std::size_t i : group.frames) frames.push_back(frame_view(run.frames[i]));
   const Label label = read_label(given, region_words);
   return {{"group", bytes_as_text(group.result.group_id)},
           {"name", printable(group.result.group_id)},
@@ -121,7 +130,7 @@ json vehicle_view(const RecordedRun& run, const Group& group, const std::string&
           {"doubts", doubts},
           {"candidates", candidates},
           {"weight", doubt.weight()},
-          {"others", others},
+          {"others", others_view(doubt)},
           {"frames", frames}};
 }
 
@@ -187,12 +196,27 @@ std::string id_of(const ListRows& list) {
   return text.str();
 }
 
+View page_view(const json& data, const std::string& pictures) {
+  View view;
+  view.set("version", std::string(resources::kVersion));
+  view.set("style", std::string(resources::kLabelStyle));
+  view.set("style_hash", std::string(resources::kLabelStyleHash));
+  view.set("romaji", std::string(resources::kRomajiScript));
+  view.set("romaji_hash", std::string(resources::kRomajiScriptHash));
+  view.set("script", std::string(resources::kLabelScript));
+  view.set("script_hash", std::string(resources::kLabelScriptHash));
+  view.set("texts", embedded(json::parse(resources::kLabelTexts)));
+  view.set("data", embedded(data));
+  view.set("pictures", pictures);
+  return view;
+}
+
 }  // namespace
 
 std::string render_label_page(const RecordedRun& run, const ListRows& rows,
                               const std::string& list_name,
                               const std::vector<std::string>& region_words) {
-  if (run.frames.empty()) throw std::runtime_error("no frames are known of the run: " + run.dir);
+  if (run.frames.empty()) throw std::runtime_error("the run read no picture: " + run.dir);
   const ListedVehicles listed = find_vehicles(run, rows);
   const PictureSizes& sizes = sizes_for(run.frames.size());
   json vehicles = json::array();
@@ -208,21 +232,11 @@ std::string render_label_page(const RecordedRun& run, const ListRows& rows,
   }
   const json data = {{"id", id_of(rows)},
                      {"listName", printable(list_name)},
-                     {"dir", printable(run.dir)},
                      {"list", list_view(rows, listed.of_image)},
                      {"regions", regions_view(region_words)},
                      {"kana", std::vector<std::string>(kana_list.begin(), kana_list.end())},
                      {"vehicles", vehicles}};
-  View view;
-  view.set("version", std::string(resources::kVersion));
-  view.set("style", std::string(resources::kLabelStyle));
-  view.set("style_hash", std::string(resources::kLabelStyleHash));
-  view.set("script", std::string(resources::kLabelScript));
-  view.set("script_hash", std::string(resources::kLabelScriptHash));
-  view.set("texts", embedded(json::parse(resources::kLabelTexts)));
-  view.set("data", embedded(data));
-  view.set("pictures", pictures);
-  return Template(resources::kLabel).render(view);
+  return Template(resources::kLabel).render(page_view(data, pictures));
 }
 
 const char* label_page_texts() { return resources::kLabelTexts; }

@@ -169,6 +169,7 @@ TEST_F(ReportInBrowser, SpeaksJapaneseAndRemembersIt) {
                                ".map((cell) => cell.textContent).join(' ')"),
             "地名 分類番号 かな 一連指定番号");
   EXPECT_EQ(browser_->evaluate("document.documentElement.lang"), "ja");
+  EXPECT_EQ(browser_->evaluate("localStorage.getItem('kavrel-language')"), "ja");  // all pages'
   browser_->open(page_);
   EXPECT_EQ(browser_->evaluate("document.querySelector('h1').textContent"),
             "kavrel の読み取り結果");

@@ -460,6 +460,7 @@ TEST_F(LabelPage, SpeaksJapaneseAndRemembersIt) {
   browser_->open(page_);
   EXPECT_EQ(text("h1"), "車両のラベル付け");
   EXPECT_EQ(browser_->evaluate("document.documentElement.lang"), "ja");
+  EXPECT_EQ(browser_->evaluate("localStorage.getItem('kavrel-language')"), "ja");  // all pages'
   browser_->click("#language");
 }
 
