@@ -1,5 +1,8 @@
 #include "shard/job.h"
 
+#include <unistd.h>
+
+#include <array>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -70,6 +73,14 @@ std::string place(const std::string& root, const char* folder, std::size_t numbe
 }
 
 }  // namespace
+
+std::string host_name() {
+  std::array<char, 256> name{};
+  gethostname(name.data(), name.size() - 1);
+  return name.data();
+}
+
+std::string shard_name(std::size_t number) { return "shard " + std::to_string(number); }
 
 std::string list_of(const std::string& root, std::size_t number) {
   return place(root, kShards, number) + "/" + kListFile;

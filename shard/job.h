@@ -70,6 +70,9 @@ struct Plan {
   std::vector<PlannedShard> shards;  // the first is number 1
 };
 
+std::string host_name();                     // of this machine
+std::string shard_name(std::size_t number);  // "shard 3"
+
 // The places of a shard in a job, or on a worker.
 std::string list_of(const std::string& root, std::size_t number);
 std::string pictures_of(const std::string& root, std::size_t number);

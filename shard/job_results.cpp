@@ -112,8 +112,6 @@ void read_part(std::size_t number, bool without_failed, JobResults& job) {
 
 }  // namespace
 
-std::string shard_name(std::size_t number) { return "shard " + std::to_string(number); }
-
 std::string JobResults::output_of(std::size_t number) const {
   return result_of(root, number) + "/" + kOutput;
 }

@@ -15,8 +15,6 @@
 
 namespace kavrel::shard {
 
-std::string shard_name(std::size_t number);  // "shard 3"
-
 // A result whose files are listed in shard.json on the disk: those of all shards need not fit into
 // memory.
 struct Part {

@@ -23,6 +23,7 @@ namespace kavrel::shard {
 namespace {
 
 namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
 
 // A file of the output directory; what cannot be written is an error, not a file that is cut.
 class Table {
@@ -141,7 +142,6 @@ void write_merged_output(const JobResults& job, const std::string& dir,
 }
 
 void write_manifest(const JobResults& job, const std::string& output_dir) {
-  using Json = nlohmann::ordered_json;
   Json json;
   json["plan"] = job.plan.id;
   json["list"] = to_json_text(job.plan.list);

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -72,12 +71,6 @@ std::vector<PlannedFile> files_of(const Args& args, bool use_plate_det) {
     files.push_back({option.name + 2, args.*member, sha256_of_file(args.*member)});
   }
   return files;
-}
-
-std::string host_name() {
-  std::array<char, 256> name{};
-  gethostname(name.data(), name.size() - 1);
-  return name.data();
 }
 
 // How the program is called on a worker: by its name where that is this program, else by its path.

@@ -40,7 +40,7 @@ Json json_of(const Result& result) {
   return json;
 }
 
-Result result_of(const Json& json) {
+Result parsed_result(const Json& json) {
   Result result;
   result.plan = json.at("plan");
   result.shard = json.at("shard");
@@ -111,7 +111,7 @@ Verdict verify_result(const Plan& plan, std::size_t number, const std::string& d
   if (!fs::exists(fs::symlink_status(dir))) return verdict;
   verdict.state = State::kSpoiled;
   try {
-    verdict.result = result_of(Json::parse(text_of_file(dir + "/" + kShardFile)));
+    verdict.result = parsed_result(Json::parse(text_of_file(dir + "/" + kShardFile)));
     verdict.reason = foreign(plan, number, verdict.result);
     if (verdict.reason.empty()) verdict.reason = damage(verdict.result, dir, look);
   } catch (const std::exception&) {

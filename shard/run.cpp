@@ -35,12 +35,6 @@ std::string utc_now() {
   return text.data();
 }
 
-std::string host_name() {
-  std::array<char, 256> name{};
-  gethostname(name.data(), name.size() - 1);
-  return name.data();
-}
-
 // A folder of this attempt alone. It stays locked as long as this process or its kavrel lives;
 // those of attempts that were killed are removed.
 class Attempt {

@@ -151,8 +151,6 @@ class Pace {
   std::vector<Arrival> arrivals_;
 };
 
-std::string shard_name(std::size_t number) { return "shard " + std::to_string(number); }
-
 }  // namespace
 
 void print_todo(const std::string& job, bool array, std::ostream& out) {

@@ -16,9 +16,6 @@
 namespace kavrel::report {
 namespace {
 
-constexpr int kPhotoWidth = 213;
-constexpr int kPhotoHeight = 64;
-
 // The frame that stands for the group: the first that is not correct, else the first.
 std::optional<std::size_t> telling_frame(const Group& group, const Assessment& assessment) {
   if (group.frames.empty()) return std::nullopt;

@@ -8,6 +8,7 @@
 #include "app/base/output_format.h"
 #include "report/base/unicode.h"
 #include "report/base/wording.h"
+#include "report/html/html_page.h"
 #include "report/run/picture.h"
 
 namespace kavrel::report {
@@ -15,8 +16,6 @@ namespace {
 
 constexpr int kStageWidth = 300;
 constexpr int kStageHeight = 180;
-constexpr int kPlateWidth = 213;
-constexpr int kPlateHeight = 64;
 
 // In kCauses, those of most frames first, of equally many the earliest; those of groups alone last.
 std::vector<std::size_t> causes_found(const Assessment& assessment) {
@@ -39,7 +38,7 @@ View frame_view(const AssessedRun& assessed, std::size_t index, const CauseEntry
                                                kStageHeight)));
   view.set("plate",
            text_or_false(case_picture(assessed.run, index, output::picture::kRectifiedPlate,
-                                      kPlateWidth, kPlateHeight)));
+                                      kPhotoWidth, kPhotoHeight)));
   view.set("plates", render_plates(assessed.assessment.frame_judgements[index], frame.fields));
   return view;
 }

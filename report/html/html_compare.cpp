@@ -19,17 +19,12 @@
 namespace kavrel::report {
 namespace {
 
-constexpr int kPhotoWidth = 213;
-constexpr int kPhotoHeight = 64;
-
 // One run's plate, of a group or of a frame, and the frame that shows it.
 struct Side {
   const PlateJudgement* plate = nullptr;  // null: the run does not have it
   const PlateFields* fields = nullptr;
   std::optional<std::size_t> frame;
 };
-
-std::string digits(std::int64_t number) { return std::to_string(number); }
 
 Side group_side(const RecordedRun& run, const Assessment& assessment,
                 std::optional<std::size_t> index) {

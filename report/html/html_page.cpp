@@ -176,6 +176,8 @@ std::string render_page(const std::string& title, const std::string& body,
   return Template(resources::kPage).render(view);
 }
 
+std::string digits(std::int64_t number) { return std::to_string(number); }
+
 View make_list() { return View(View::type::list); }
 
 View text_or_false(const std::string& text) { return text.empty() ? View(false) : View(text); }

@@ -2,6 +2,7 @@
 #ifndef KAVREL_REPORT_HTML_HTML_PAGE_H
 #define KAVREL_REPORT_HTML_HTML_PAGE_H
 
+#include <cstdint>
 #include <kainjow/mustache.hpp>
 #include <optional>
 #include <string>
@@ -14,6 +15,10 @@
 namespace kavrel::report {
 
 using View = kainjow::mustache::data;
+
+// A plate beside others, in pixels.
+constexpr int kPhotoWidth = 213;
+constexpr int kPhotoHeight = 64;
 
 // A template of resources.h with its tags filled in. Texts are escaped for HTML.
 class Template {
@@ -30,6 +35,8 @@ class Template {
 // beside the page itself, a blank before each.
 std::string render_page(const std::string& title, const std::string& body,
                         const std::string& images = "");
+
+std::string digits(std::int64_t number);
 
 View make_list();
 

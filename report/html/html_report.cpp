@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::size_t kConfusionsListed = 30;
 
-std::string digits(std::int64_t number) { return std::to_string(number); }
-
 std::string rate_of(const std::optional<double>& rate) { return rate ? percent(*rate) : "–"; }
 
 View tile_view(const char* id, const char* name, const Score& score) {

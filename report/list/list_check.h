@@ -14,6 +14,8 @@ enum class Severity {
   kError,    // the run would end early, or take the list for something else than it is meant to be
   kWarning,  // the run goes through, and its figures are not what they seem
 };
+constexpr auto kError = Severity::kError;
+constexpr auto kWarning = Severity::kWarning;
 
 // A row that has a picture.
 struct ListedCase {

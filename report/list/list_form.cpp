@@ -95,10 +95,7 @@ void find_no_case(const CheckedList& list, Mistakes& mistakes) {
   if (list.cases.empty()) mistakes.push_back({0, "no row has a picture"});
 }
 
-constexpr auto kError = Severity::kError;
-constexpr auto kWarning = Severity::kWarning;
-
-constexpr std::array<ListCheck, 12> kChecks = {{
+constexpr std::array<ListCheck, 12> kFormChecks = {{
     {"byte-order-mark", kError,
      "kavrel takes the mark for a part of the first cell, and the header for a picture", true,
      find_byte_order_mark},
@@ -132,6 +129,6 @@ constexpr std::array<ListCheck, 12> kChecks = {{
 
 }  // namespace
 
-std::vector<ListCheck> form_checks() { return {kChecks.begin(), kChecks.end()}; }
+std::vector<ListCheck> form_checks() { return {kFormChecks.begin(), kFormChecks.end()}; }
 
 }  // namespace kavrel::report

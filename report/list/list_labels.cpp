@@ -100,10 +100,7 @@ void find_out_of_rules(const CheckedList& list, Mistakes& mistakes) {
   find_out_of_reach(list, false, mistakes);
 }
 
-constexpr auto kError = Severity::kError;
-constexpr auto kWarning = Severity::kWarning;
-
-constexpr std::array<ListCheck, 7> kChecks = {{
+constexpr std::array<ListCheck, 7> kLabelChecks = {{
     {"two-plates", kError,
      "a group is one vehicle: kavrel votes over its frames, and expects what the first one "
      "expects",
@@ -126,6 +123,6 @@ constexpr std::array<ListCheck, 7> kChecks = {{
 
 }  // namespace
 
-std::vector<ListCheck> label_checks() { return {kChecks.begin(), kChecks.end()}; }
+std::vector<ListCheck> label_checks() { return {kLabelChecks.begin(), kLabelChecks.end()}; }
 
 }  // namespace kavrel::report

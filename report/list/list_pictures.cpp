@@ -82,10 +82,7 @@ void find_twice(const CheckedList& list, Mistakes& mistakes) {
   }
 }
 
-constexpr auto kError = Severity::kError;
-constexpr auto kWarning = Severity::kWarning;
-
-constexpr std::array<ListCheck, 7> kChecks = {{
+constexpr std::array<ListCheck, 7> kPictureChecks = {{
     {"missing", kError,
      "the run ends at a picture that is not there; paths are relative to the folder in which "
      "kavrel is started",
@@ -110,6 +107,6 @@ constexpr std::array<ListCheck, 7> kChecks = {{
 
 }  // namespace
 
-std::vector<ListCheck> picture_checks() { return {kChecks.begin(), kChecks.end()}; }
+std::vector<ListCheck> picture_checks() { return {kPictureChecks.begin(), kPictureChecks.end()}; }
 
 }  // namespace kavrel::report

@@ -17,10 +17,6 @@ namespace {
 constexpr double kLeastCovered = 0.9;
 constexpr double kMostCornerError = 0.05;
 
-float distance(const cv::Point2f& a, const cv::Point2f& b) {
-  return static_cast<float>(cv::norm(a - b));
-}
-
 // Where the crop was cut from the picture.
 std::optional<cv::Point> crop_at(const RecordedRun& run, std::size_t frame,
                                  const SeenPlace& place) {
@@ -39,6 +35,10 @@ double corner_error(const Corners& corners, const cv::Point& crop_at, const Corn
 }
 
 }  // namespace
+
+float distance(const cv::Point2f& a, const cv::Point2f& b) {
+  return static_cast<float>(cv::norm(a - b));
+}
 
 SeenPlace see_place(const RecordedRun& run, std::size_t frame) {
   SeenPlace place;

@@ -48,6 +48,8 @@ struct PlaceFinding {
   Finding corners = Finding::kUntold;
 };
 
+float distance(const cv::Point2f& a, const cv::Point2f& b);
+
 // Nothing is known of a frame whose pictures a later case took, and where the whole picture was
 // taken for the plate no more than that.
 SeenPlace see_place(const RecordedRun& run, std::size_t frame);

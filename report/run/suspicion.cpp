@@ -33,10 +33,6 @@ constexpr double kCutSomewhere = 0.15;  // by a rim, wherever the corners lie
 constexpr double kCutByCorners = 0.1;
 constexpr float kAsideWithWriting = 0.05F;  // in widths of the plate
 
-float distance(const cv::Point2f& a, const cv::Point2f& b) {
-  return static_cast<float>(cv::norm(a - b));
-}
-
 bool is_convex(const Corners& corners) {
   for (std::size_t i = 0; i < 4; ++i) {
     const cv::Point2f side = corners[(i + 1) % 4] - corners[i];
