@@ -9,7 +9,7 @@ namespace {
 
 using testing::IsSupersetOf;
 
-constexpr char kVariants[5][9] = {"original", "gray", "clahe", "sharpen", "up2x"};
+constexpr char kRowVariants[5][9] = {"original", "gray", "clahe", "sharpen", "up2x"};
 
 // A plate of 400 x 200 pixels, seen from its left: the left edge is twice as long as the right one.
 // It is of grey 85, with a cyan, a green, a magenta and a yellow disc at its corners, clockwise
@@ -88,7 +88,7 @@ TEST_F(FullCase, LeavesExactlyTheseFiles) {
        {"corner_debug.jpg", "plate_roi.jpg", "rectified_plate.jpg", "result.json", "result.txt"}) {
     expected.push_back("cases/car1_f01/" + std::string(name));
   }
-  for (const std::string variant : kVariants) {
+  for (const std::string variant : kRowVariants) {
     for (const std::string& name :
          {"_" + variant + "_crop_0", "_" + variant + "_crop_1", "_variant_" + variant,
           "_variant_" + variant + "_det_boxes", "_variant_" + variant + "_det_mask"}) {
@@ -169,20 +169,20 @@ TEST_F(FullCase, ShowsThePlateAsItIsAndUpright) {
 // and the rest is spread, so it becomes (2 x 118 + 3) x 255 / 480 = 127, a grey of 118. Sharpened,
 // a pixel beside an edge up to 255 loses 0.6 x 0.3 x 147 = 26; bicubic, 0.105 x 147 = 15, and some
 // more where the edge is round.
-struct Look {
+struct VariantLook {
   std::string name;
   cv::Size size;
   int plain;
   int darkest;
 };
-const std::vector<Look> kLooks = {{"original", {320, 96}, 85, 85},
-                                  {"gray", {320, 96}, 85, 85},
-                                  {"clahe", {320, 96}, 93, 90},
-                                  {"sharpen", {320, 96}, 85, 54},
-                                  {"up2x", {640, 192}, 85, 60}};
+const std::vector<VariantLook> kLooks = {{"original", {320, 96}, 85, 85},
+                                         {"gray", {320, 96}, 85, 85},
+                                         {"clahe", {320, 96}, 93, 90},
+                                         {"sharpen", {320, 96}, 85, 54},
+                                         {"up2x", {640, 192}, 85, 60}};
 
 // Of a variant, at any size.
-void expect_look(const cv::Mat& variant, const Look& look) {
+void expect_look(const cv::Mat& variant, const VariantLook& look) {
   SCOPED_TRACE(look.name);
   EXPECT_EQ(sketch(variant, 16, 4), look.name == "gray" ? kUprightGreyPlate : kUprightPlate);
   cv::Mat green;
@@ -206,7 +206,7 @@ const std::vector<std::string> kMask = {"0000000000000000",  //
                                         "0000000000000000"};
 
 TEST_F(FullCase, ShowsEveryVariantWithItsTextLines) {
-  for (const Look& look : kLooks) {
+  for (const VariantLook& look : kLooks) {
     const std::string prefix = directory_ + "/ocr_variant_" + look.name;
     const cv::Mat variant = picture(prefix + ".jpg");
     EXPECT_EQ(variant.size(), look.size);

@@ -10,7 +10,7 @@ using testing::StartsWith;
 
 const std::string kRight = "品川500あ12-34";  // what every plate reads unless told
 const std::string kWrong = "横浜500あ12-34";
-const std::vector<std::string> kImages = {"a.png", "b.png", "c.png"};
+const std::vector<std::string> kPictures = {"a.png", "b.png", "c.png"};
 
 class Report : public ProgramTest {
  protected:
@@ -38,7 +38,7 @@ class Report : public ProgramTest {
 
 TEST_F(Report, OrdersGroupsByTheirBytes) {
   list_cases("a.png,,b\nb.png,,a\nc.png,,B\na.png,,car2\nb.png,,car10\nc.png,,あ\na.png,,a\n",
-             kImages);
+             kPictures);
   run();
   EXPECT_THAT(groups(), ElementsAre(row("B", "", "unknown", 1), row("a", "", "unknown", 2),
                                     row("b", "", "unknown", 1), row("car10", "", "unknown", 1),
@@ -46,7 +46,7 @@ TEST_F(Report, OrdersGroupsByTheirBytes) {
 }
 
 TEST_F(Report, KeepsFramesInCaseOrder) {
-  list_cases("b.png,,2\na.png,,1\nc.png,,2\n", kImages);
+  list_cases("b.png,,2\na.png,,1\nc.png,,2\n", kPictures);
   run();
   const auto rows = lines_of(read(kOutput + "/frame_summary.csv"));
   ASSERT_EQ(rows.size(), 4U);
@@ -58,7 +58,7 @@ TEST_F(Report, KeepsFramesInCaseOrder) {
 TEST_F(Report, JudgesFramesAndGroups) {
   list_cases("a.png," + kRight + ",1\nb.png," + kWrong + ",1\nc.png," + kWrong +
                  ",2\na.png,,3\nb.png," + kRight + ",3\nc.png," + kRight + ",4\n",
-             kImages);
+             kPictures);
   const Outcome outcome = run();
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out,
@@ -76,7 +76,7 @@ TEST_F(Report, JudgesFramesAndGroups) {
 }
 
 TEST_F(Report, TakesTheExpectedTextFromTheFirstFrameOfAGroup) {
-  list_cases("a.png," + kWrong + ",g\nb.png," + kRight + ",g\nc.png,,g\n", kImages);
+  list_cases("a.png," + kWrong + ",g\nb.png," + kRight + ",g\nc.png,,g\n", kPictures);
   run();
   EXPECT_THAT(groups(), ElementsAre(row("g", kWrong, "check", 3)));
 }
@@ -87,7 +87,7 @@ TEST_F(Report, VotesEveryFieldByItself) {
   write(kReaderModel, reader_script(reads_plate({"", "500", "あ12-35", ""}) +
                                     reads_plate({"", "品川", "か12-34", ""}, 21) +
                                     reads_plate({"", "", "か12-34", ""}, 41)));
-  list_cases("a.png,品川500か12-34,g\nb.png,,g\nc.png,,g\n", kImages);
+  list_cases("a.png,品川500か12-34,g\nb.png,,g\nc.png,,g\n", kPictures);
   const Outcome outcome = run({"--fail-on-error"});
   EXPECT_EQ(outcome.status, 0) << "only groups count";
   EXPECT_THAT(outcome.out, HasSubstr(totals("frame", 0, 3) + totals("group", 1, 0)));
@@ -98,7 +98,7 @@ TEST_F(Report, VotesEveryFieldByItself) {
 TEST_F(Report, GivesEqualVotesToTheSmallestText) {
   write(kReaderModel, reader_script(reads_plate({"", "横浜500", "か12-35", ""}) +
                                     reads_plate({"", "品川330", "あ12-34", ""}, 21)));
-  list_cases("a.png,,g\nb.png,,g\n", kImages);
+  list_cases("a.png,,g\nb.png,,g\n", kPictures);
   run();
   EXPECT_THAT(groups(), ElementsAre("g,,品川 330 あ 12-34,unknown,品川,330,あ,12-34,2"));
 }
@@ -106,7 +106,7 @@ TEST_F(Report, GivesEqualVotesToTheSmallestText) {
 TEST_F(Report, HasEmptyFieldsForAGroupThatReadNothing) {
   write(kOcrDictionary, "1\n2\n");
   write(kReaderModel, reader_script(""));
-  list_cases("a.png," + kRight + ",g\nb.png,,g\n", kImages);
+  list_cases("a.png," + kRight + ",g\nb.png,,g\n", kPictures);
   run();
   EXPECT_THAT(groups(), ElementsAre("g," + kRight + ",,check,,,,,2"));
   EXPECT_EQ(read(kOutput + "/frame_summary.csv"),
@@ -127,7 +127,7 @@ TEST_F(Report, EndsWithTwoForAGroupThatIsNotCorrectOnlyWhenAsked) {
       {"a.png,,g\nb.png," + kRight + ",g\n", 2},
       {"a.png," + kRight + ",g\nb.png,,h\n", 2}};
   for (const auto& [list, status] : statuses) {
-    list_cases(list, kImages);
+    list_cases(list, kPictures);
     EXPECT_EQ(run({"--fail-on-error"}).status, status) << list;
     EXPECT_TRUE(exists(kOutput + "/FINAL_RESULT.json"));
     EXPECT_EQ(run().status, 0) << list;
@@ -135,7 +135,7 @@ TEST_F(Report, EndsWithTwoForAGroupThatIsNotCorrectOnlyWhenAsked) {
 }
 
 TEST_F(Report, SaysTheSameWhetherItFailsOrNot) {
-  list_cases("a.png," + kWrong + "\n", kImages);
+  list_cases("a.png," + kWrong + "\n", kPictures);
   const Outcome lenient = run();
   const Outcome strict = run({"--fail-on-error"});
   EXPECT_EQ(strict.out, lenient.out);

@@ -16,7 +16,8 @@ using kavrel_test::OutputDir;
 using testing::ElementsAre;
 
 const std::string kPlate = "品川 330 あ 12-34";
-const std::vector<OcrText> kRight = {{"gray_upper_row", "品川330"}, {"gray_lower_row", "あ12-34"}};
+const std::vector<OcrText> kReadRight = {{"gray_upper_row", "品川330"},
+                                         {"gray_lower_row", "あ12-34"}};
 
 std::vector<std::string> keys_of(const std::vector<std::optional<Cause>>& causes) {
   std::vector<std::string> keys;
@@ -44,15 +45,15 @@ std::string cause_of(const std::string& expected, const std::vector<OcrText>& re
 }
 
 TEST(Causes, HaveNoneWithoutAFault) {
-  EXPECT_EQ(cause_of(kPlate, kRight), "");
-  EXPECT_EQ(cause_of("", kRight), "");
+  EXPECT_EQ(cause_of(kPlate, kReadRight), "");
+  EXPECT_EQ(cause_of("", kReadRight), "");
 }
 
 TEST(Causes, TellThatAPlateCannotBeProduced) {
   for (const char* plate :
        {"品川 330 あ ・・12", "品川 330 あ 1", "品川 33 あ 12-34", "品川 30A あ 12-34",
         "東京 330 あ 12-34", "品川 330 Y 12-34", "品川 330 へ 12-34"}) {
-    EXPECT_EQ(cause_of(plate, kRight), "out-of-reach") << plate;
+    EXPECT_EQ(cause_of(plate, kReadRight), "out-of-reach") << plate;
   }
 }
 
@@ -60,7 +61,7 @@ TEST(Causes, TellThatALabelIsSpelledDifferently) {
   for (const char* plate : {"品川　330　あ　12-34", "品川 ３３０ あ １２－３４",
                             "品川 330 あ 12‐34", "品川 330 あ 12ー34", "品川 330 ア 12-34",
                             "品川 330 あ 1234", "品川330あ1234", "a plate"}) {
-    EXPECT_EQ(cause_of(plate, kRight), "label") << plate;
+    EXPECT_EQ(cause_of(plate, kReadRight), "label") << plate;
   }
   EXPECT_EQ(
       cause_of("品川 330 あ ・123", {{"gray_upper_row", "品川330"}, {"gray_lower_row", "あ123"}}),
@@ -107,8 +108,8 @@ TEST(Causes, TellTwoPlatesByTheirLabels) {
   const auto first = frame_of("h", "3.jpg", kPlate, {});
   const auto second = frame_of("h", "4.jpg", "横浜 500 さ 56-78",
                                {{"gray_upper_row", "横浜500"}, {"gray_lower_row", "さ56-78"}});
-  const auto one_label = frame_of("g", "1.jpg", "品川330あ1234", kRight);
-  const auto spelled_otherwise = frame_of("g", "2.jpg", kPlate, kRight);
+  const auto one_label = frame_of("g", "1.jpg", "品川330あ1234", kReadRight);
+  const auto spelled_otherwise = frame_of("g", "2.jpg", kPlate, kReadRight);
   const Causes causes = causes_in({first, second, one_label, spelled_otherwise});
   EXPECT_THAT(causes.frames, ElementsAre("not-read", "", "label", ""));
   EXPECT_THAT(causes.groups, ElementsAre("label", "two-plates"));
@@ -117,14 +118,14 @@ TEST(Causes, TellTwoPlatesByTheirLabels) {
 TEST(Causes, TellTwoPlatesByTheirReadings) {
   const std::vector<OcrText> other = {{"gray_upper_row", "横浜500"}, {"gray_lower_row", "さ56-78"}};
   const Causes causes =
-      causes_in({frame_of("g", "1.jpg", kPlate, other), frame_of("g", "2.jpg", kPlate, kRight),
+      causes_in({frame_of("g", "1.jpg", kPlate, other), frame_of("g", "2.jpg", kPlate, kReadRight),
                  frame_of("g", "3.jpg", kPlate, other)});
   EXPECT_THAT(causes.frames, ElementsAre("two-plates", "", "two-plates"));
   EXPECT_THAT(causes.groups, ElementsAre("two-plates"));
 }
 
 TEST(Causes, AreNotToldByAVoteThatWasNotTheRunsOwn) {
-  FrameResult frame = frame_of("g", "1.jpg", kPlate, kRight);
+  FrameResult frame = frame_of("g", "1.jpg", kPlate, kReadRight);
   frame.fields.region = "横浜";
   frame.fields.final_plate_number = assemble_plate_number(frame.fields);
   EXPECT_THAT(causes_in({frame}).frames, ElementsAre("untold"));

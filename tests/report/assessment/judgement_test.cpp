@@ -5,9 +5,9 @@
 namespace kavrel::report {
 namespace {
 
-const std::string kExpected = "品川 330 あ 12-34";
+const std::string kLabel = "品川 330 あ 12-34";
 
-PlateJudgement judge(PlateFields read, const std::string& expected = kExpected) {
+PlateJudgement judge(PlateFields read, const std::string& expected = kLabel) {
   read.final_plate_number = assemble_plate_number(read);
   return judge_plate(expected, read);
 }

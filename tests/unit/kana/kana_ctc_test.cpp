@@ -4,12 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <limits>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
 #include "ocr/line_recogniser.h"
+#include "tests/support/floats.h"
 #include "tests/support/pictures.h"
 #include "tests/support/test_support.h"
 
@@ -20,6 +20,8 @@ using kavrel_test::attr_of;
 using kavrel_test::Capture;
 using kavrel_test::failure_of;
 using kavrel_test::inputs_of;
+using kavrel_test::kInf;
+using kavrel_test::kNaN;
 using kavrel_test::rec_script;
 using kavrel_test::RuntimeLog;
 using kavrel_test::same_pictures;
@@ -30,13 +32,10 @@ using testing::HasSubstr;
 using Dict = std::vector<std::string>;
 using Row = std::vector<float>;
 
-constexpr float kInf = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-
 // Class 1 is no kana, classes 2, 3 and 4 are わ, さ and あ: against the alphabet's order.
-const Dict kDict = {"川", "わ", "さ", "あ"};
+const Dict kKana = {"川", "わ", "さ", "あ"};
 
-std::string decode(const std::vector<Row>& rows, const Dict& dict = kDict) {
+std::string decode(const std::vector<Row>& rows, const Dict& dict = kKana) {
   std::vector<float> logits;
   for (const Row& row : rows) logits.insert(logits.end(), row.begin(), row.end());
   const auto steps = static_cast<std::uint32_t>(rows.size());
@@ -119,16 +118,16 @@ TEST(KanaCtc, FindsNothingThatIsInfinitelyFarFromTheBlank) {
 }
 
 TEST(KanaCtc, PassesOverScoresThatAreNoNumbers) {
-  EXPECT_EQ(decode({{0, kNan, kNan, 1, kNan}}), "さ");
-  EXPECT_EQ(decode({{0, kNan, kNan, -1, kNan}}), "さ");
-  EXPECT_EQ(decode({{kNan, 1, 1, 1, 1}}), "");
+  EXPECT_EQ(decode({{0, kNaN, kNaN, 1, kNaN}}), "さ");
+  EXPECT_EQ(decode({{0, kNaN, kNaN, -1, kNaN}}), "さ");
+  EXPECT_EQ(decode({{kNaN, 1, 1, 1, 1}}), "");
 }
 
 TEST(KanaCtc, ReadsTheShapeFromTheLastTwoDimensions) {
   const std::vector<float> logits = {9, 0, 8, 7, 0, 0, 0, 0, 9, 1};
   for (const std::vector<std::uint32_t>& dims :
        {std::vector<std::uint32_t>{2, 5}, {1, 2, 5}, {7, 2, 5}, {1, 1, 2, 5}}) {
-    EXPECT_EQ(ctc_decode_kana_constrained(logits, attr_of(dims), kDict), "さ")
+    EXPECT_EQ(ctc_decode_kana_constrained(logits, attr_of(dims), kKana), "さ")
         << dims_to_string(attr_of(dims));
   }
 }
@@ -147,15 +146,15 @@ TEST(KanaCtc, FindsNothingInAShapeThatDoesNotFitWithoutAWord) {
                                                {0x80000000U, 5},
                                                {1, 0x80000000U},
                                                {0x80000001U, 0x80000001U}}) {
-    EXPECT_EQ(ctc_decode_kana_constrained(logits, attr_of(dims), kDict), "")
+    EXPECT_EQ(ctc_decode_kana_constrained(logits, attr_of(dims), kKana), "")
         << dims_to_string(attr_of(dims));
   }
-  EXPECT_EQ(ctc_decode_kana_constrained({}, attr_of({1, 1, 5}), kDict), "");
+  EXPECT_EQ(ctc_decode_kana_constrained({}, attr_of({1, 1, 5}), kKana), "");
   EXPECT_EQ(err.text(), "");
 }
 
 TEST(KanaCtc, IgnoresValuesBeyondTheShape) {
-  EXPECT_EQ(ctc_decode_kana_constrained({0, 0, 0, 1, 0, 0, 0, 0, 0, 9}, attr_of({1, 1, 5}), kDict),
+  EXPECT_EQ(ctc_decode_kana_constrained({0, 0, 0, 1, 0, 0, 0, 0, 0, 9}, attr_of({1, 1, 5}), kKana),
             "さ");
 }
 
@@ -165,14 +164,14 @@ TEST(KanaConstrainedRecogniser, DecodesItsFirstOutput) {
   ScriptedModel rec(
       rec_script("output logits 1,1,5\noutput other 1,1,5\n"
                  "answer * 0 floats 0 9 0 1 0\nanswer * 1 floats 0 0 1 0 0\n"));
-  EXPECT_EQ(run_ppocr_rec_kana_constrained(rec.get(), kCrop, kDict), "さ");
+  EXPECT_EQ(run_ppocr_rec_kana_constrained(rec.get(), kCrop, kKana), "さ");
 }
 
 TEST(KanaConstrainedRecogniser, ShowsTheNetworkWhatFreeRecognitionShowsIt) {
   ScriptedModel rec(rec_script("output logits 1,1,5\n"));
   const RuntimeLog log;
-  run_ppocr_rec_kana_constrained(rec.get(), kCrop, kDict);
-  run_ppocr_rec(rec.get(), kCrop, kDict);
+  run_ppocr_rec_kana_constrained(rec.get(), kCrop, kKana);
+  run_ppocr_rec(rec.get(), kCrop, kKana);
   const cv::Mat shown = make_rec_input_rgb(kCrop);
   EXPECT_TRUE(same_pictures(inputs_of(log.inputs("rec"), {320, 48}), {shown, shown}));
 }
@@ -180,21 +179,21 @@ TEST(KanaConstrainedRecogniser, ShowsTheNetworkWhatFreeRecognitionShowsIt) {
 TEST(KanaConstrainedRecogniser, FindsNothingWithoutAnOutput) {
   const Capture err;
   ScriptedModel without(rec_script(""));
-  EXPECT_EQ(run_ppocr_rec_kana_constrained(without.get(), kCrop, kDict), "");
+  EXPECT_EQ(run_ppocr_rec_kana_constrained(without.get(), kCrop, kKana), "");
   ScriptedModel empty(rec_script("output logits 1,0,5 elems=0\n"));
-  EXPECT_EQ(run_ppocr_rec_kana_constrained(empty.get(), kCrop, kDict), "");
+  EXPECT_EQ(run_ppocr_rec_kana_constrained(empty.get(), kCrop, kKana), "");
   EXPECT_EQ(err.text(), "");
 }
 
 TEST(KanaConstrainedRecogniser, RefusesAnEmptyCrop) {
   ScriptedModel rec(rec_script("output logits 1,1,5\n"));
-  EXPECT_EQ(failure_of([&] { run_ppocr_rec_kana_constrained(rec.get(), cv::Mat(), kDict); }),
+  EXPECT_EQ(failure_of([&] { run_ppocr_rec_kana_constrained(rec.get(), cv::Mat(), kKana); }),
             "empty crop for recognition");
 }
 
 TEST(KanaConstrainedRecogniser, PassesOnWhatTheRuntimeFailsWith) {
   ScriptedModel rec(rec_script("output logits 1,1,5\nfail run * -1\n"));
-  EXPECT_THAT(failure_of([&] { run_ppocr_rec_kana_constrained(rec.get(), kCrop, kDict); }),
+  EXPECT_THAT(failure_of([&] { run_ppocr_rec_kana_constrained(rec.get(), kCrop, kKana); }),
               HasSubstr("rknn_run failed: "));
 }
 

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/support/floats.h"
 #include "tests/support/test_support.h"
 
 namespace kavrel {
@@ -16,9 +16,8 @@ namespace {
 
 using kavrel_test::attr_of;
 using kavrel_test::Capture;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
+using kavrel_test::kInf;
+using kavrel_test::kNaN;
 
 const std::vector<std::string> kDict = {"a", "b", "c", "d", "e"};
 

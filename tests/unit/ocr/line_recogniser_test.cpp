@@ -123,13 +123,13 @@ TEST(RecogniserInput, IsRefusedForAnEmptyCrop) {
             "empty crop for recognition");
 }
 
-const std::vector<std::string> kDict = {"a", "b", "c"};
+const std::vector<std::string> kLetters = {"a", "b", "c"};
 
 TEST(LineRecogniser, ReadsTheFirstOutputByItsShape) {
   ScriptedModel rec(
       rec_script("output logits 1,4,4\noutput other 1,2,4\n"
                  "answer * 0 steps 4 1 0 1 3\nanswer * 1 steps 4 2 2\n"));
-  EXPECT_EQ(run_ppocr_rec(rec.get(), noise_image(60, 20), kDict), "aac");
+  EXPECT_EQ(run_ppocr_rec(rec.get(), noise_image(60, 20), kLetters), "aac");
 }
 
 TEST(LineRecogniser, KeepsTheBlanksOfAText) {
@@ -140,7 +140,7 @@ TEST(LineRecogniser, KeepsTheBlanksOfAText) {
 TEST(LineRecogniser, MayReadNothing) {
   ScriptedModel rec(rec_script("output logits 1,4,4\n"));
   const Capture messages;
-  EXPECT_EQ(run_ppocr_rec(rec.get(), noise_image(60, 20), kDict), "");
+  EXPECT_EQ(run_ppocr_rec(rec.get(), noise_image(60, 20), kLetters), "");
   EXPECT_EQ(messages.text(), "");
 }
 
@@ -149,7 +149,7 @@ TEST(LineRecogniser, IsFedTheCanvasWhateverItsInputSays) {
     SCOPED_TRACE(dims);
     const RuntimeLog log;
     ScriptedModel rec(std::string("name rec\ninput image ") + dims + "\noutput logits 1,4,4\n");
-    run_ppocr_rec(rec.get(), noise_image(60, 20), kDict);
+    run_ppocr_rec(rec.get(), noise_image(60, 20), kLetters);
     EXPECT_TRUE(same_pictures(inputs_of(log.inputs("rec"), {320, 48}),
                               {make_rec_input_rgb(noise_image(60, 20))}));
   }
@@ -159,7 +159,7 @@ TEST(LineRecogniser, FailsWithoutAnOutput) {
   for (const char* outputs : {"", "output logits 1,0,4\n", "output logits 0\noutput b 1,4\n"}) {
     SCOPED_TRACE(outputs);
     ScriptedModel rec(rec_script(outputs));
-    EXPECT_EQ(failure_of([&] { run_ppocr_rec(rec.get(), noise_image(60, 20), kDict); }),
+    EXPECT_EQ(failure_of([&] { run_ppocr_rec(rec.get(), noise_image(60, 20), kLetters); }),
               "ppocr rec output invalid");
   }
 }
@@ -167,14 +167,14 @@ TEST(LineRecogniser, FailsWithoutAnOutput) {
 TEST(LineRecogniser, FailsOnAnEmptyCropBeforeTheNetworkRuns) {
   const RuntimeLog log;
   ScriptedModel rec(rec_script("output logits 1,4,4\n"));
-  EXPECT_EQ(failure_of([&] { run_ppocr_rec(rec.get(), cv::Mat(), kDict); }),
+  EXPECT_EQ(failure_of([&] { run_ppocr_rec(rec.get(), cv::Mat(), kLetters); }),
             "empty crop for recognition");
   EXPECT_THAT(log.inputs("rec"), IsEmpty());
 }
 
 TEST(LineRecogniser, PassesTheNetworksFailureOn) {
   ScriptedModel rec(rec_script("output logits 1,4,4\nfail inputs_set 1 -5\n"));
-  EXPECT_THAT(failure_of([&] { run_ppocr_rec(rec.get(), noise_image(60, 20), kDict); }),
+  EXPECT_THAT(failure_of([&] { run_ppocr_rec(rec.get(), noise_image(60, 20), kLetters); }),
               StartsWith("rknn_inputs_set failed: "));
 }
 
@@ -186,7 +186,7 @@ struct Alignment {
 // A dictionary of three entries, aligned with a recogniser whose output has these dimensions.
 Alignment aligned_with(const std::string& dims) {
   ScriptedModel rec(rec_script("output logits " + dims + "\n"));
-  Alignment alignment{kDict, {}};
+  Alignment alignment{kLetters, {}};
   const Capture messages;
   align_dict_with_rec_classes(rec.get(), alignment.dict);
   alignment.messages = messages.lines();
@@ -206,7 +206,7 @@ std::string info(const std::string& classes, const std::string& chars,
 
 TEST(DictAlignment, SaysThatTheClassesAreTheDictionaryAndTheBlank) {
   const Alignment alignment = aligned_with("1,40,4");
-  EXPECT_EQ(alignment.dict, kDict);
+  EXPECT_EQ(alignment.dict, kLetters);
   EXPECT_THAT(alignment.messages, ElementsAre(info("4", "3", "3")));
 }
 
@@ -227,7 +227,7 @@ TEST(DictAlignment, WarnsOfAnyOtherDifferenceAndKeepsTheDictionary) {
         Mismatch{"1,40,2147483647", info("2147483647", "3", "2147483646")}}) {
     SCOPED_TRACE(mismatch.dims);
     const Alignment alignment = aligned_with(mismatch.dims);
-    EXPECT_EQ(alignment.dict, kDict);
+    EXPECT_EQ(alignment.dict, kLetters);
     EXPECT_THAT(alignment.messages, ElementsAre(mismatch.said, kMismatch));
   }
 }
@@ -243,7 +243,7 @@ TEST(DictAlignment, SaysNothingWhereTheTensorTellsNoClasses) {
   for (const char* dims : {"-", "1,40,0", "0", "1,40,4294967295", "1,40,2147483648"}) {
     SCOPED_TRACE(dims);
     const Alignment alignment = aligned_with(dims);
-    EXPECT_EQ(alignment.dict, kDict);
+    EXPECT_EQ(alignment.dict, kLetters);
     EXPECT_THAT(alignment.messages, IsEmpty());
   }
 }
@@ -259,7 +259,7 @@ TEST(DictAlignment, FillsAnEmptyDictionaryWithTheSpace) {
 
 TEST(DictAlignment, LooksAtTheFirstOutputOnly) {
   ScriptedModel rec(rec_script("output logits 1,40,4\noutput other 1,40,5\n"));
-  std::vector<std::string> dict = kDict;
+  std::vector<std::string> dict = kLetters;
   const Capture messages;
   align_dict_with_rec_classes(rec.get(), dict);
   EXPECT_THAT(messages.lines(), ElementsAre(info("4", "3", "3")));
@@ -267,7 +267,7 @@ TEST(DictAlignment, LooksAtTheFirstOutputOnly) {
 
 TEST(DictAlignment, FailsForARecogniserWithoutOutputs) {
   ScriptedModel rec(rec_script(""));
-  std::vector<std::string> dict = kDict;
+  std::vector<std::string> dict = kLetters;
   EXPECT_THROW(align_dict_with_rec_classes(rec.get(), dict), std::out_of_range);
 }
 

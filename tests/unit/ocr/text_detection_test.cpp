@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <opencv2/core.hpp>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "plate/image_prep.h"
+#include "tests/support/floats.h"
 #include "tests/support/pictures.h"
 #include "tests/support/test_support.h"
 
@@ -25,6 +25,8 @@ using kavrel_test::failure_of;
 using kavrel_test::gradient_image;
 using kavrel_test::inputs_of;
 using kavrel_test::jpeg_of;
+using kavrel_test::kInf;
+using kavrel_test::kNaN;
 using kavrel_test::noise_image;
 using kavrel_test::row_values;
 using kavrel_test::RuntimeLog;
@@ -39,9 +41,6 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using testing::UnorderedElementsAreArray;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
 
 std::vector<float> values_of(const cv::Mat& map) { return {map.begin<float>(), map.end<float>()}; }
 

@@ -34,7 +34,7 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 // Class 1 is a blank, 2 to 4 are letters.
-const std::vector<std::string> kDict = {" ", "a", "b", "c"};
+const std::vector<std::string> kBlankAndLetters = {" ", "a", "b", "c"};
 const std::vector<std::string> kVariants = {"original", "gray", "clahe", "sharpen", "up2x"};
 const std::vector<std::string> kWindows = {"_full", "_upper_row", "_lower_row", "_serial_area"};
 
@@ -51,7 +51,7 @@ std::vector<OcrText> read_plate(const std::string& det_lines, const std::string&
                                 const cv::Mat& plate = noise_image(320, 100)) {
   ScriptedModel det(det_script(kMap + det_lines));
   ScriptedModel rec(rec_script(kSteps + rec_lines));
-  return run_whole_plate_ocr_variants(det.get(), rec.get(), plate, kDict, out_dir);
+  return run_whole_plate_ocr_variants(det.get(), rec.get(), plate, kBlankAndLetters, out_dir);
 }
 
 std::vector<OcrText> read_plate(const std::string& det_lines, const std::string& rec_lines) {
@@ -252,7 +252,8 @@ TEST(WholePlateOcr, PassesOnThatANetworkGivesNothing) {
   ScriptedModel nothing("name nothing\ninput image 1,3,8,8\n");
   const auto failure = [&](RknnModel& detector, RknnModel& recogniser) {
     return failure_of([&] {
-      run_whole_plate_ocr_variants(detector, recogniser, noise_image(320, 100), kDict, dir.path());
+      run_whole_plate_ocr_variants(detector, recogniser, noise_image(320, 100), kBlankAndLetters,
+                                   dir.path());
     });
   };
   EXPECT_EQ(failure(nothing.get(), rec.get()), "ppocr det output invalid");

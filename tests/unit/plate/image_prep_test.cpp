@@ -6,12 +6,12 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <utility>
 #include <vector>
 
+#include "tests/support/floats.h"
 #include "tests/support/pictures.h"
 
 namespace kavrel {
@@ -20,14 +20,13 @@ namespace {
 using kavrel_test::channels_reversed;
 using kavrel_test::coordinate_image;
 using kavrel_test::grey_row;
+using kavrel_test::kInf;
+using kavrel_test::kNaN;
 using kavrel_test::noise_image;
 using kavrel_test::plain_image;
 using kavrel_test::row_values;
 using kavrel_test::same_pixels;
 using testing::ElementsAre;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
 
 TEST(BgrToRgbResized, GivesTheRedChannelFirst) {
   const cv::Mat image = plain_image(1280, 720, {10, 20, 30});

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
 #include "plate/image_prep.h"
+#include "tests/support/floats.h"
 #include "tests/support/pictures.h"
 #include "tests/support/test_support.h"
 
@@ -24,6 +24,8 @@ using kavrel_test::expect_frames;
 using kavrel_test::failure_of;
 using kavrel_test::gradient_image;
 using kavrel_test::inputs_of;
+using kavrel_test::kInf;
+using kavrel_test::kNaN;
 using kavrel_test::noise_image;
 using kavrel_test::RuntimeLog;
 using kavrel_test::same_pictures;
@@ -35,8 +37,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kThreshold = 0.25F;
 constexpr char kPicture[] = "plate_det_debug.jpg";
 

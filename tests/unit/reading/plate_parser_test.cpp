@@ -406,7 +406,7 @@ Readings random_readings(std::mt19937& random, const Words& words) {
   return readings;
 }
 
-std::vector<std::string> values_of(const PlateFields& fields) {
+std::vector<std::string> texts_of(const PlateFields& fields) {
   return {fields.region, fields.class_no, fields.kana, fields.serial, fields.final_plate_number};
 }
 
@@ -415,9 +415,9 @@ TEST(PlateParser, GivesTheSameFieldsForAnyOrderOfReadings) {
   std::mt19937 random(3);
   for (int round = 0; round < 5000; ++round) {
     Readings readings = random_readings(random, words);
-    const std::vector<std::string> fields = values_of(parse(readings, words));
+    const std::vector<std::string> fields = texts_of(parse(readings, words));
     std::shuffle(readings.begin(), readings.end(), random);
-    ASSERT_EQ(values_of(parse(readings, words)), fields) << round;
+    ASSERT_EQ(texts_of(parse(readings, words)), fields) << round;
   }
 }
 
@@ -441,9 +441,9 @@ TEST(PlateParser, GivesTheSameFieldsForAnyOrderOfRegionWords) {
   for (int round = 0; round < 8000; ++round) {
     const Readings readings = random_readings(random, words);
     if (shows_two_of_a_length(readings, words)) continue;
-    const std::vector<std::string> fields = values_of(parse(readings, words));
+    const std::vector<std::string> fields = texts_of(parse(readings, words));
     std::shuffle(words.begin(), words.end(), random);
-    ASSERT_EQ(values_of(parse(readings, words)), fields) << round;
+    ASSERT_EQ(texts_of(parse(readings, words)), fields) << round;
     ++compared;
   }
   EXPECT_GT(compared, 2000);
