@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <numeric>
 #include <string>
@@ -646,6 +647,26 @@ TEST(HostRuntime, RefusesNullPointersFlagsAndExtensions) {
   expect_refusal(code, "flag", [&] { return rknn_init(&context, bytes.data(), size, 1, nullptr); });
   expect_refusal(code, "extend",
                  [&] { return rknn_init(&context, bytes.data(), size, 0, extend); });
+}
+
+// In a process of its own, as the runtime looks at its environment once.
+TEST(HostRuntimeDeathTest, LeavesNothingInTheHomeFolder) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const std::filesystem::path home = std::filesystem::absolute("home_of_host_runtime_test");
+  std::filesystem::remove_all(home);
+  std::filesystem::create_directory(home);
+  EXPECT_EXIT(
+      {
+        for (const char* name : {"HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
+          setenv(name, home.c_str(), 1);
+        }
+        unsetenv("ORT_DISABLE_TELEMETRY");
+        { const Network network(echo(onnx_bytes::kFloat, kPlanar)); }
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_TRUE(std::filesystem::is_empty(home));
+  std::filesystem::remove_all(home);
 }
 
 }  // namespace
