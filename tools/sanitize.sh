@@ -4,6 +4,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 tools/setup.sh tests
+tools/need.sh clang++:clang llvm-symbolizer:llvm
 tools/public_networks.sh
 cmake --preset sanitize >/dev/null
 echo "sanitize.sh: building"
