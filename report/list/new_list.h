@@ -31,7 +31,7 @@ enum class GroupBy {
 struct Grouping {
   GroupBy by = GroupBy::kNothing;
   std::string pattern;  // ECMAScript, of the whole file name without its extension
-  int seconds = 2;  // from a group's first picture to its last
+  int seconds = 2;      // from a group's first picture to its last
 };
 
 // Every picture below the folders, these in the order in which they are named, the pictures of each
