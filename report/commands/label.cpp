@@ -55,7 +55,7 @@ void remark_on_missing(const Paths& wanted, const Paths& known, const std::strin
 
 // A day's labels would be lost in rows that they do not belong to, or in a file of two encodings.
 void refuse_other_list(const ListRows& list, const RecordedRun& run, const std::string& path) {
-  const std::string advice = "; what is wrong with it tells kavrel-report check " + path;
+  const std::string advice = "; kavrel-report check " + path + " tells what is wrong with it";
   const Paths listed = pictures_of(list);
   const Paths read = pictures_of(run);
   if (std::none_of(listed.begin(), listed.end(),
