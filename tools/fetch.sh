@@ -51,6 +51,8 @@ has_pinned_checksum() {
 # retries than npm's own.
 download() {
   local tarball="$1" log="$scratch/npm.log"
+  # A service's user often has no home folder that npm could keep its copy in.
+  [[ -w "${HOME:-}" ]] || export npm_config_cache="$scratch/npm"
   echo "fetch.sh: downloading $name $version ($megabytes MB)"
   npm pack "$name@$version" --pack-destination "$scratch" --fetch-retries=1 \
     --fetch-retry-mintimeout=1000 --no-update-notifier \
