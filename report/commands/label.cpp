@@ -68,8 +68,8 @@ void refuse_other_list(const ListRows& list, const RecordedRun& run, const std::
       throw std::runtime_error("the list's labels are not in UTF-8" + advice);
     }
   }
-  remark_on_missing(listed, read, "are not in the run, and their rows stay as they are");
-  remark_on_missing(read, listed, "are in the run, but not in the list");
+  remark_on_missing(listed, read, "not in the run, so the row stays as it is");
+  remark_on_missing(read, listed, "in the run, but not in the list");
 }
 
 // What is labelled could be saved nowhere.

@@ -135,8 +135,8 @@ std::vector<ForeignLabel> read_foreign_labels(const std::string& path) {
 
 std::vector<ListRemark> label_rows(const std::vector<ForeignLabel>& labels, ListRows& list) {
   const RowIndex index(list);
-  std::vector<ListRemark> remarks = {{"are not in the list", {}},
-                                     {"have several texts, and stay as they are", {}}};
+  std::vector<ListRemark> remarks = {{"not in the list", {}},
+                                     {"several texts, so the row stays as it is", {}}};
   for (const ForeignLabel& label : labels) {
     const auto* rows = index.find(label.image_path);
     if (rows == nullptr) {

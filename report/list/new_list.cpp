@@ -35,8 +35,14 @@ bool is_picture_name(const fs::path& path) {
 
 bool is_hidden(const fs::path& path) { return path.filename().string().front() == '.'; }
 
-std::vector<std::string> pictures_below(const std::string& folder) {
-  std::vector<std::string> paths;
+struct FoundFiles {
+  std::vector<std::string> pictures;
+  std::vector<std::string> others;
+};
+
+// In byte order of their paths.
+FoundFiles files_below(const std::string& folder) {
+  FoundFiles found;
   std::error_code error;
   fs::path reached = folder;
   fs::recursive_directory_iterator entry(fs::path(folder).lexically_normal(), error);
@@ -44,22 +50,33 @@ std::vector<std::string> pictures_below(const std::string& folder) {
     reached = entry->path();
     if (is_hidden(entry->path())) {
       entry.disable_recursion_pending();
-    } else if (is_picture_name(entry->path()) && entry->is_regular_file()) {
+    } else if (entry->is_regular_file()) {
+      auto& paths = is_picture_name(entry->path()) ? found.pictures : found.others;
       paths.push_back(entry->path().string());
     }
   }
   if (error) {
     throw std::runtime_error("cannot read the folder " + reached.string() + ": " + error.message());
   }
-  std::sort(paths.begin(), paths.end());
-  return paths;
+  std::sort(found.pictures.begin(), found.pictures.end());
+  std::sort(found.others.begin(), found.others.end());
+  return found;
 }
 
-// A list's reader trims its cells and drops their quotes, and a line is a row.
+std::string picture_endings() {
+  return join_strings({kExtensions.begin(), kExtensions.end()}, " ");
+}
+
+// A list's reader trims its cells and drops their quotes, and a line is a row. A list has one
+// encoding, that of its labels.
 bool can_stand_in_list(const std::string& path) {
   return split_csv_simple(csv_escape(path)) == ListCells{path} && !contains(path, "\n") &&
-         !contains(path, "\r");
+         !contains(path, "\r") && utf8(code_points(path)) == path;
 }
+
+constexpr const char* kNoNameForAList =
+    "left out, as a list takes no name that has a quote or an end of line, begins or ends with a "
+    "blank, or is not UTF-8";
 
 std::string folder_of(const CaseItem& item) {
   const std::string folder = fs::path(item.image_path).parent_path().string();
@@ -74,7 +91,7 @@ void remark(NewList& list, const std::string& text, std::vector<std::string> nam
 void remark_on_unplaced(NewList& list, const std::string& text, std::vector<std::string> names,
                         const std::string& mistake) {
   if (names.size() == list.cases.size()) throw std::runtime_error(mistake);
-  remark(list, text + ", and each is a group of its own", std::move(names));
+  remark(list, text + ", so a group of its own", std::move(names));
 }
 
 std::regex expression_of(const std::string& pattern) {
@@ -102,7 +119,7 @@ void group_by_name(const std::string& pattern, NewList& list) {
       unmatched.push_back(item.image_path);
     }
   }
-  remark_on_unplaced(list, "do not match the pattern", std::move(unmatched),
+  remark_on_unplaced(list, "not matched by the pattern", std::move(unmatched),
                      "--pattern " + pattern + " matches no file name, such as " +
                          basename_no_ext(list.cases.front().image_path));
 }
@@ -132,7 +149,7 @@ void group_by_time(std::int64_t seconds, NewList& list) {
       taken.item->group_id = basename_no_ext(first.item->image_path);
     }
   }
-  remark_on_unplaced(list, "do not tell when they were taken", std::move(untold),
+  remark_on_unplaced(list, "not known when it was taken", std::move(untold),
                      "no picture tells when it was taken (EXIF): group by directory or by name");
 }
 
@@ -145,8 +162,8 @@ void remark_on_same_names(NewList& list) {
     if (!is_new) names.push_back(item.image_path + " and " + *owner->second);
   }
   remark(list,
-         "have the same name, and the later one's results overwrite the earlier one's; rename "
-         "them, or run each folder into an output directory of its own",
+         "the name of an earlier one, whose results this one's overwrite; rename them, or run each "
+         "folder into an output directory of its own",
          std::move(names));
 }
 
@@ -158,7 +175,7 @@ void remark_on_scattered_groups(NewList& list) {
     const auto [first, is_new] = folders.emplace(item.group_id, folder_of(item));
     if (!is_new && first->second != folder_of(item)) scattered.insert(item.group_id);
   }
-  remark(list, "are groups with pictures in several folders, which count as one vehicle",
+  remark(list, "a group with pictures in several folders, which counts as one vehicle",
          {scattered.begin(), scattered.end()});
 }
 
@@ -168,8 +185,13 @@ NewList list_pictures_below(const std::vector<std::string>& folders) {
   NewList list;
   std::unordered_set<std::string> seen;
   std::vector<std::string> left_out;
+  std::vector<std::string> others;
   for (const std::string& folder : folders) {
-    for (const std::string& path : pictures_below(folder)) {
+    const FoundFiles found = files_below(folder);
+    for (const std::string& path : found.others) {
+      if (seen.insert(path).second) others.push_back(path);
+    }
+    for (const std::string& path : found.pictures) {
       if (!seen.insert(path).second) continue;
       if (can_stand_in_list(path)) {
         list.cases.push_back({path, "", ""});
@@ -179,13 +201,13 @@ NewList list_pictures_below(const std::vector<std::string>& folders) {
     }
   }
   if (list.cases.empty()) {
-    throw std::runtime_error("there is no picture below the folders; pictures are " +
-                             join_strings({kExtensions.begin(), kExtensions.end()}, " "));
+    throw std::runtime_error(left_out.empty()
+                                 ? "there is no picture below the folders; pictures are " +
+                                       picture_endings()
+                                 : left_out.front() + " is " + kNoNameForAList);
   }
-  remark(list,
-         "are left out: kavrel reads no name from a list that has a quote, an end of line, or a "
-         "blank at its ends",
-         std::move(left_out));
+  remark(list, "left out, as the ending is none of " + picture_endings(), std::move(others));
+  remark(list, kNoNameForAList, std::move(left_out));
   return list;
 }
 
@@ -206,7 +228,7 @@ void label_by_name(const std::vector<std::string>& region_words, NewList& list) 
       unlabelled.push_back(item.image_path);
     }
   }
-  remark(list, "have no plate in their names", std::move(unlabelled));
+  remark(list, "no plate in the name", std::move(unlabelled));
 }
 
 void remark_on_cases(NewList& list) {

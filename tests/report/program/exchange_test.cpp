@@ -185,8 +185,8 @@ TEST_F(Exchange, NamesWhatFitsNowhere) {
   coco["annotations"].push_back(coco["annotations"][0]);
   coco["annotations"][2]["attributes"]["text"] = "another";
   EXPECT_EQ(imported(coco.dump()), kHeader + "in/a1.jpg,,a\nin/a2.jpg,,a\nin/b1.jpg,,b\n");
-  EXPECT_THAT(outcome_.err, HasSubstr("1 name: have several texts"));
-  EXPECT_THAT(outcome_.err, HasSubstr("1 name: are not in the list"));
+  EXPECT_THAT(outcome_.err, HasSubstr("1 name: several texts"));
+  EXPECT_THAT(outcome_.err, HasSubstr("1 name: not in the list"));
   EXPECT_THAT(outcome_.err, HasSubstr("in/<other>␊.jpg"));
 }
 
@@ -227,8 +227,8 @@ TEST_F(Exchange, NamesWhatListAndRunDoNotShare) {
   dir_.write("part.csv", kHeader + "in/b1.jpg,,b\nin/new.jpg,,c\n");
   const ProgramOutcome outcome = label({"--list", dir_.path("part.csv")});
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_THAT(outcome.err, HasSubstr("1 name: are not in the run"));
-  EXPECT_THAT(outcome.err, HasSubstr("2 names: are in the run, but not in the list"));
+  EXPECT_THAT(outcome.err, HasSubstr("1 name: not in the run"));
+  EXPECT_THAT(outcome.err, HasSubstr("2 names: in the run, but not in the list"));
   EXPECT_THAT(dir_.read("label.html"), testing::Not(HasSubstr("in/a1.jpg")));
 }
 

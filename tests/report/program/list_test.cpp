@@ -63,8 +63,16 @@ TEST_F(List, HasEveryPictureBelowTheFoldersInByteOrder) {
   }
   const ProgramOutcome outcome = run({"c", "./a/", "a/b"});
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.err, "5 pictures of 5 groups\n");
+  EXPECT_THAT(outcome.err, HasSubstr("5 pictures of 5 groups\n"));
   EXPECT_EQ(rows(), "c/1.webp,,\na/b/10.jpeg,,\na/b/2.PNG,,\n\"a/comma, here.jpg\",,\na/z.jpg,,\n");
+}
+
+TEST_F(List, NamesFilesThatAreNoPicturesByTheirEnding) {
+  for (const char* name : {"a/1.jpg", "a/2.HEIC", "b/3.dng", "b/.hidden"}) write(name);
+  const ProgramOutcome outcome = run({"a", "b", "a"});
+  EXPECT_EQ(rows(), "a/1.jpg,,\n");
+  EXPECT_THAT(outcome.err, HasSubstr("2 names: left out, as the ending is none of .jpg .jpeg"));
+  EXPECT_THAT(outcome.err, HasSubstr("]   a/2.HEIC\n[WARN]   b/3.dng\n1 picture"));
 }
 
 TEST_F(List, GroupsByFolder) {
@@ -77,7 +85,7 @@ TEST_F(List, GroupsByNameAndNamesWhatDoesNotMatch) {
   for (const char* name : {"a/car1_f01.jpg", "a/car1_f02.jpg", "a/lorry.jpg"}) write(name);
   const ProgramOutcome outcome = run({"a", "--group-by", "name", "--pattern", "(.*)_f[0-9]+"});
   EXPECT_EQ(rows(), "a/car1_f01.jpg,,car1\na/car1_f02.jpg,,car1\na/lorry.jpg,,\n");
-  EXPECT_THAT(outcome.err, HasSubstr("1 name: do not match"));
+  EXPECT_THAT(outcome.err, HasSubstr("1 name: not matched"));
   EXPECT_THAT(outcome.err, HasSubstr("a/lorry.jpg\n"));
 }
 
@@ -114,7 +122,7 @@ TEST_F(List, GroupsByTheTimeInThePictures) {
   write("b/5.jpg", taken_at("2024:05:01 12:00:00"));
   const ProgramOutcome outcome = run({"a", "b", "--group-by", "time"});
   EXPECT_EQ(rows(), "a/1.jpg,,2\na/2.jpg,,2\na/3.jpg,,3\na/4.jpg,,\nb/5.jpg,,5\n");
-  EXPECT_THAT(outcome.err, HasSubstr("1 name: do not tell when"));
+  EXPECT_THAT(outcome.err, HasSubstr("1 name: not known when"));
 }
 
 TEST_F(List, TakesLabelsFromNames) {
@@ -129,31 +137,34 @@ TEST_F(List, TakesLabelsFromNames) {
   EXPECT_THAT(rows(), HasSubstr("a/横浜500さ567.jpg,横浜 500 さ 567,\n"));
   EXPECT_THAT(rows(), HasSubstr("a/横浜500さ56.jpg,,\n"));
   EXPECT_THAT(rows(), HasSubstr("a/品川330し1234.jpg,,\n"));
-  EXPECT_THAT(outcome.err, HasSubstr("3 names: have no plate in their names"));
+  EXPECT_THAT(outcome.err, HasSubstr("3 names: no plate in the name"));
 }
 
 TEST_F(List, NamesPicturesOfTheSameName) {
   for (const char* name : {"a/1.jpg", "b/1.png", "b/2.jpg"}) write(name);
   const ProgramOutcome outcome = run({"a", "b"});
-  EXPECT_THAT(outcome.err, HasSubstr("1 name: have the same name"));
+  EXPECT_THAT(outcome.err, HasSubstr("1 name: the name of an earlier one"));
   EXPECT_THAT(outcome.err, HasSubstr("b/1.png and a/1.jpg\n"));
 }
 
 TEST_F(List, NamesGroupsThatLieInSeveralFolders) {
   for (const char* name : {"a/x_1.jpg", "b/x_2.jpg", "b/y_3.jpg"}) write(name);
   const ProgramOutcome outcome = run({"a", "b", "--group-by", "name", "--pattern", "(.*)_[0-9]+"});
-  EXPECT_THAT(outcome.err, HasSubstr("1 name: are groups with pictures in several folders"));
+  EXPECT_THAT(outcome.err, HasSubstr("1 name: a group with pictures in several folders"));
   EXPECT_THAT(outcome.err, HasSubstr("  x\n"));
 }
 
 TEST_F(List, LeavesOutNamesThatCannotStandInAList) {
-  for (const char* name : {"a/1\".jpg", "a/ 2.jpg", "a/3\n.jpg", "a/ok.jpg", " b/4.jpg"}) {
+  for (const char* name :
+       {"a/1\".jpg", "a/ 2.jpg", "a/3\n.jpg", "a/ok.jpg", " b/4.jpg", "a/\x95\x9F.jpg"}) {
     write(name);
   }
   const ProgramOutcome outcome = run({"a", " b"});
   EXPECT_EQ(rows(), "a/ 2.jpg,,\na/ok.jpg,,\n");
-  EXPECT_THAT(outcome.err, HasSubstr("3 names: are left out"));
+  EXPECT_THAT(outcome.err, HasSubstr("4 names: left out"));
   EXPECT_THAT(outcome.err, HasSubstr("a/3␊.jpg\n"));
+  fs::remove(dir_.path("list.csv"));
+  EXPECT_THAT(run({" b"}).err, HasSubstr("[ERROR]  b/4.jpg is left out, as a list takes no name"));
 }
 
 TEST_F(List, OverwritesNoList) {
