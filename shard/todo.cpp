@@ -51,13 +51,9 @@ std::size_t steps_above(const std::string& path) {
 
 // The last `count` folders of a path.
 fs::path tail_of(const fs::path& path, std::size_t count) {
-  fs::path tail;
   fs::path rest = path;
-  for (; count > 0 && rest.has_relative_path(); --count) {
-    tail = rest.filename() / tail;
-    rest = rest.parent_path();
-  }
-  return tail;
+  for (; count > 0 && rest.has_relative_path(); --count) rest = rest.parent_path();
+  return rest == path ? fs::path() : path.lexically_relative(rest);
 }
 
 // Links under the pictures' own relative paths, so that these mean on the worker what they mean

@@ -122,6 +122,17 @@ TEST_F(Plan, RefusesWhatTheJobSetsItself) {
   EXPECT_FALSE(exists(kJob));
 }
 
+class Worker : public ShardTest {};
+
+TEST_F(Worker, FindsPicturesByTheirRelativePaths) {
+  list("a.png,,a\n../work/b.png,,b\n../beside/c.png,,c\n./x/../../work/y z/d.png,,d\n",
+       {"a.png", "b.png", "../beside/c.png", "x/e.png", "y z/d.png"});
+  const Left one = one_run();
+  ASSERT_EQ(plan(2).err, "");
+  run_on_worker(todo());
+  expect_same(merge(), one);
+}
+
 class Options : public ShardTest {
  protected:
   Options() {

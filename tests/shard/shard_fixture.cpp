@@ -61,6 +61,18 @@ void ShardTest::run_shards(const std::vector<std::string>& numbers) const {
   }
 }
 
+void ShardTest::run_on_worker(const std::vector<std::string>& numbers) const {
+  for (const std::string& number : numbers) {
+    const std::string script = "set -e; mkdir worker; (cd job; cp -rL --parents common shards/" +
+                               number + " ../worker); cd worker; PARALLEL_SSHLOGIN=host " +
+                               KAVREL_SHARD_PROGRAM " run ../job " + number +
+                               "; cp -r results ../job";
+    const Outcome outcome = run_other({"/bin/sh", "-c", script});
+    EXPECT_EQ(outcome.status, 0) << number << ": " << outcome.err;
+    remove("worker");
+  }
+}
+
 ShardTest::Left ShardTest::one_run(const std::string& case_list) const {
   const Outcome outcome = run({"--input-list", case_list, "--output-dir", kMerged});
   EXPECT_EQ(outcome.status, 0) << outcome.err;

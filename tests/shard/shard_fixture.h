@@ -29,6 +29,9 @@ class ShardTest : public ProgramTest {
   std::vector<std::string> todo() const;
   // Runs these shards in their order.
   void run_shards(const std::vector<std::string>& numbers) const;
+  // The same where parallel has sent a shard to a worker: in a folder that has its parts alone,
+  // without links. What it leaves comes back to the job.
+  void run_on_worker(const std::vector<std::string>& numbers) const;
 
   // What one run of kavrel over this list into kMerged leaves and prints.
   struct Left {
