@@ -73,6 +73,12 @@ std::vector<PlannedFile> files_of(const Args& args, bool use_plate_det) {
   return files;
 }
 
+// A profile of GNU parallel has no way to write these: braces are its own, it ends at a line's end.
+void check_for_parallel(const std::string& job) {
+  if (job.find_first_of("'{}\n") == std::string::npos) return;
+  throw std::runtime_error("GNU parallel takes no path with ', {, } or a line's end: " + job);
+}
+
 // How the program is called on a worker: by its name where that is this program, else by its path.
 std::string program_name() {
   const fs::path self = fs::read_symlink("/proc/self/exe");
@@ -85,6 +91,13 @@ std::string program_name() {
     return fs::equivalent(found, self, error) ? self.filename().string() : self.string();
   }
   return self;
+}
+
+// A worker whose program lies elsewhere finds it by its name.
+std::string call_of(const fs::path& program) {
+  if (program.is_relative()) return program;
+  return "env PATH=" + shell_quote(program.parent_path()) + ":\"$PATH\" " +
+         shell_quote(program.filename());
 }
 
 // Options of GNU parallel. The words of a line are those of a shell, and blanks in a command count.
@@ -114,7 +127,7 @@ std::string profile_of(const std::string& job, const std::string& program) {
          place + "/./" + kResults +
          "/{}\n"
          "# As many processes as cores take one thread each.\n" +
-         shell_quote(shell_quote(program)) + " run --threads 1 " + shell_quote(place) + " {}\n";
+         shell_quote(call_of(program)) + " run --threads 1 " + shell_quote(place) + " {}\n";
 }
 
 std::string batch_of(const std::string& job, const std::string& program, const std::string& id) {
@@ -188,8 +201,8 @@ void tell(const ListRows& list, const Plan& plan, std::size_t wished, std::ostre
   out << std::endl;
 }
 
-void fill_job(const PlanRequest& request, const std::string& job, std::ostream& out) {
-  const Args args = args_of(request);
+void fill_job(const PlanRequest& request, const Args& args, const std::string& job,
+              std::ostream& out) {
   Plan plan;
   plan.use_plate_det = check_files_and_decide_use_plate_det(args);
   plan.job = host_name() + ":" + job;
@@ -227,11 +240,16 @@ void fill_job(const PlanRequest& request, const std::string& job, std::ostream& 
 }  // namespace
 
 void make_plan(const PlanRequest& request, std::ostream& out) {
+  if (request.job.rfind('-', 0) == 0) {
+    throw std::runtime_error("JOB stands before --, and is no option: " + request.job);
+  }
+  const Args args = args_of(request);  // ends the program where they ask for the usage
   const fs::path job = fs::absolute(request.job).lexically_normal();
+  check_for_parallel(job);
   if (fs::exists(job)) throw std::runtime_error("is there already: " + request.job);
   ensure_dir(job);
   try {
-    fill_job(request, fs::canonical(job), out);
+    fill_job(request, args, fs::canonical(job), out);
   } catch (...) {
     fs::remove_all(job);
     throw;

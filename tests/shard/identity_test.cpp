@@ -122,6 +122,26 @@ TEST_F(Plan, RefusesWhatTheJobSetsItself) {
   EXPECT_FALSE(exists(kJob));
 }
 
+TEST_F(Plan, LeavesNoFolderWhereOptionsAskForTheUsage) {
+  EXPECT_THAT(plan(1, {"--", "--help"}).out, testing::StartsWith("Usage: kavrel"));
+  EXPECT_FALSE(exists(kJob));
+}
+
+TEST_F(Plan, TellsThatTheJobWasForgotten) {
+  EXPECT_THAT(
+      shard({"plan", "--input-list", kCaseList, "--shards", "2", "--", "--input-mode", "roi"}),
+      FailsWith("JOB stands before --, and is no option: --input-mode"));
+}
+
+TEST_F(Plan, RefusesAFolderThatParallelCannotTake) {
+  for (const std::string name : {"of o'clock", "{}", "two\nlines"}) {
+    const Outcome outcome = shard({"plan", "--input-list", kCaseList, "--shards", "2", name});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, testing::HasSubstr("GNU parallel takes no path with "));
+    EXPECT_FALSE(exists(name));
+  }
+}
+
 class Worker : public ShardTest {};
 
 TEST_F(Worker, FindsPicturesByTheirRelativePaths) {
@@ -131,6 +151,20 @@ TEST_F(Worker, FindsPicturesByTheirRelativePaths) {
   ASSERT_EQ(plan(2).err, "");
   run_on_worker(todo());
   expect_same(merge(), one);
+}
+
+// As GNU parallel does, which takes one level of quotes off the profile.
+TEST_F(Worker, MayHaveTheProgramAtAnotherPlace) {
+  const Outcome outcome =
+      run_other({"/bin/sh", "-c",
+                 "set -e; mkdir here; cp " KAVREL_PROGRAM " " KAVREL_SHARD_PROGRAM " here; "
+                 "here/kavrel-shard plan --input-list " +
+                     kCaseList +
+                     " --shards 1 'a job' >&2; rm -r here; "
+                     "eval set -- $(tail -1 'a job/parallel' | sed 's/{}$/1/'); "
+                     "PATH=$(dirname " KAVREL_SHARD_PROGRAM "):$PATH; eval \"$*\""});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_TRUE(exists("a job/results/1/shard.json"));
 }
 
 class Options : public ShardTest {
