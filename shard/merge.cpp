@@ -1,5 +1,7 @@
 #include "shard/merge.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <functional>
@@ -60,6 +62,18 @@ int refuse(const JobResults& job, const std::string& output_dir) {
   return kExitFailure;
 }
 
+// Files are linked. Told before all of them are read, which may take minutes.
+void check_same_file_system(const std::string& job, const std::string& place) {
+  fs::path above = fs::absolute(place);
+  while (!fs::exists(above)) above = above.parent_path();
+  struct stat there {
+  }, here{};
+  if (stat(above.c_str(), &there) != 0 || stat(job.c_str(), &here) != 0) return;
+  if (there.st_dev == here.st_dev) return;
+  throw std::runtime_error("not on the file system of " + job +
+                           ", whose files it links to: " + place);
+}
+
 // What `write` leaves in the directory that it is given appears at `place`, all or nothing.
 void write_at_once(const std::string& place, const std::function<void(const std::string&)>& write) {
   ensure_dir(fs::absolute(place).parent_path());
@@ -78,10 +92,11 @@ void write_at_once(const std::string& place, const std::function<void(const std:
 
 int merge(const MergeRequest& request, std::ostream& out) {
   const std::string place = place_of(request.output_dir);
-  if (fs::exists(place) && !fs::is_empty(place)) {
+  if (fs::is_symlink(place) || (fs::exists(place) && !fs::is_empty(place))) {
     throw std::runtime_error("is there already: " + request.output_dir);
   }
   const FolderLock lock(request.job);
+  check_same_file_system(request.job, place);
   const JobResults job = read_job_results(request.job, request.without_failed);
   for (const std::string& finding : job.findings) log_line("[FINDING] " + finding);
   const std::string picture = first_failing_picture(job);

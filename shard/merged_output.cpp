@@ -118,10 +118,8 @@ void link_files(const JobResults& job, std::size_t number, const std::string& di
     if (entry.is_directory()) {
       fs::create_directories(to);
     } else if (link(entry.path().c_str(), to.c_str()) != 0) {
-      const std::string reason = errno == EXDEV
-                                     ? "the output directory must be on the job's file system"
-                                     : std::strerror(errno);
-      throw std::runtime_error("failed to link: " + entry.path().string() + " (" + reason + ")");
+      throw std::runtime_error("failed to link: " + entry.path().string() + " (" +
+                               std::strerror(errno) + ")");
     }
   }
 }

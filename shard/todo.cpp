@@ -197,7 +197,9 @@ void print_status(const std::string& job, std::ostream& out) {
     count.rows += rows;
     if (verdict.state == State::kDone) pace.add(result, verdict.result, rows);
     if (verdict.state == State::kFailed || verdict.state == State::kSpoiled) {
-      out << shard_name(number) << " " << count.name << ": " << verdict.reason << '\n';
+      const bool may_arrive = verdict.state == State::kSpoiled;
+      out << shard_name(number) << " " << count.name << (may_arrive ? ", or still arriving" : "")
+          << ": " << verdict.reason << '\n';
     }
   }
   for (auto count = counts.rbegin(); count != counts.rend(); ++count) {

@@ -1,4 +1,7 @@
 // Whatever goes wrong ends in the same bytes, or in exit status 1 and no output directory.
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <functional>
 
 #include "tests/shard/shard_fixture.h"
@@ -86,6 +89,14 @@ TEST_F(Fault, AShardThatIsMissingIsNamed) {
   EXPECT_THAT(shard({"status", kJob}).out,
               StartsWith("done: 1 of 2 shards, 2 rows\nfailed: 0 of 2 shards, 0 rows\n"
                          "spoiled: 0 of 2 shards, 0 rows\nnot done: 1 of 2 shards, 2 rows\n"));
+}
+
+TEST_F(Fault, AShardOfWhichFilesAreMissingMayStillArrive) {
+  run_shards({"1"});
+  remove("job/results/1/output/summary.csv");
+  EXPECT_THAT(shard({"status", kJob}).out,
+              StartsWith("shard 1 spoiled, or still arriving: output/summary.csv is missing\n"));
+  EXPECT_TRUE(exists("job/results/1"));
 }
 
 TEST_F(Fault, TheRestTakesAsLongAsTheLastHourTells) {
@@ -178,6 +189,24 @@ TEST_F(Fault, AnOutputDirectoryThatIsThereIsNotTouched) {
   write(kMerged + "/summary.csv", "mine");
   EXPECT_THAT(merge(), FailsWith("is there already: " + kMerged));
   EXPECT_EQ(read(kMerged + "/summary.csv"), "mine");
+}
+
+TEST_F(Fault, ALinkIsNoPlaceForAnOutputDirectory) {
+  run_shards(todo());
+  make_directory("elsewhere");
+  link_to("../elsewhere", kMerged);
+  EXPECT_THAT(merge(), FailsWith("is there already: " + kMerged));
+}
+
+TEST_F(Fault, AnOutputDirectoryOnAnotherDiskIsRefusedAtOnce) {
+  struct stat memory {
+  }, job{};
+  stat("/dev/shm", &memory);
+  stat(std::filesystem::temp_directory_path().c_str(), &job);
+  if (memory.st_dev == job.st_dev) GTEST_SKIP() << "there is one disk alone";
+  EXPECT_THAT(shard({"merge", kJob, "--output-dir", "/dev/shm/kavrel_test/out"}),
+              FailsWith("not on the file system of job, whose files it links to: "
+                        "/dev/shm/kavrel_test/out"));
 }
 
 class BrokenPicture : public ShardTest {
