@@ -48,9 +48,9 @@ constexpr std::array<CauseEntry, 12> kCauses = {{
     {Cause::kTwoPlates, "two-plates", "group holds two plates", "list",
      "Give each vehicle a group of its own in the list.", output::picture::kPlateCrop},
     {Cause::kOutOfReach, "out-of-reach", "cannot be produced", "list",
-     "Leave the plate out of the list, or count it apart: kavrel reads class numbers of three "
-     "digits, serials of three or four, the kana of plates and the names in its region words, and "
-     "nothing else.",
+     "Correct the label if it is mistyped; else leave the plate out of the list, or count it "
+     "apart: kavrel reads class numbers of three digits, serials of three or four, the kana of "
+     "plates and the names in its region words, and nothing else.",
      output::picture::kPlateCrop},
     {Cause::kLabel, "label", "label spelled differently", "list",
      "Spell the expected text as kavrel writes plates, like 品川 330 あ 12-34.",
@@ -66,8 +66,8 @@ constexpr std::array<CauseEntry, 12> kCauses = {{
      "plates like these.",
      output::picture::kCorners},
     {Cause::kNotRead, "not-read", "text never read", "text recogniser",
-     "Look at the rectified plate: if you can read it, train the recogniser on such lines; if not, "
-     "the picture is too small or blurred.",
+     "Look at the rectified plate: if it shows what was read, correct the label; if it shows what "
+     "was expected, train the recogniser on such lines; else the picture is too small or blurred.",
      kTextLinesPicture},
     {Cause::kOtherRow, "other-row", "taken from the other row", "vote of the readings",
      "Look at the text lines: one row was hardly read, and the other row's number stands in its "
