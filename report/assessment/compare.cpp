@@ -25,10 +25,9 @@ void add_pair(std::size_t base_index, const PlateJudgement& base, std::size_t fr
               const PlateJudgement& fresh, ItemChanges& changes) {
   const Change change = change_between(base, fresh);
   changes.items.push_back({change, base_index, fresh_index});
-  const bool labelled =
-      base.outcome != Outcome::kUnlabelled && fresh.outcome != Outcome::kUnlabelled;
-  if (labelled && change == Change::kFixed) ++changes.labelled_fixed;
-  if (labelled && change == Change::kBroken) ++changes.labelled_broken;
+  if (base.expected != fresh.expected) return;
+  if (change == Change::kFixed) ++changes.like_labelled_fixed;
+  if (change == Change::kBroken) ++changes.like_labelled_broken;
 }
 
 // `base_keys`, `fresh_keys`: what makes an item of one run that of the other, in the runs' order.

@@ -31,9 +31,10 @@ struct ChangedItem {
 
 struct ItemChanges {
   std::vector<ChangedItem> items;  // those of the base run in its order, then the added ones
-  // Of items that have an expected text in both runs: what McNemar's test is about.
-  int labelled_fixed = 0;
-  int labelled_broken = 0;
+  // Of items with the same expected text in both runs: what McNemar's test is about. A label that
+  // was corrected makes no network better.
+  int like_labelled_fixed = 0;
+  int like_labelled_broken = 0;
 
   int count(Change change) const;
 };

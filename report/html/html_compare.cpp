@@ -211,7 +211,8 @@ View total_view(const char* name, const Score& base, const Score& fresh,
   view.set("still", digits(changes.count(Change::kStillNotCorrect)));
   view.set("removed", digits(changes.count(Change::kRemoved)));
   view.set("added", digits(changes.count(Change::kAdded)));
-  view.set("p", probability_text(mcnemar_exact(changes.labelled_fixed, changes.labelled_broken)));
+  view.set("p", probability_text(
+                    mcnemar_exact(changes.like_labelled_fixed, changes.like_labelled_broken)));
   return view;
 }
 

@@ -15,7 +15,8 @@ void print_totals(const char* name, const Score& base, const Score& fresh,
       << ", still not correct but read otherwise " << changes.count(Change::kStillNotCorrect)
       << ", removed " << changes.count(Change::kRemoved) << ", added "
       << changes.count(Change::kAdded) << "; McNemar's exact test "
-      << probability_text(mcnemar_exact(changes.labelled_fixed, changes.labelled_broken)) << '\n';
+      << probability_text(mcnemar_exact(changes.like_labelled_fixed, changes.like_labelled_broken))
+      << '\n';
 }
 
 std::string reading_of(const RecordedRun& run, const std::optional<std::size_t>& index) {

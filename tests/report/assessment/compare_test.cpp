@@ -121,6 +121,8 @@ TEST(Comparison, TellsOfLabelsThatChanged) {
   std::ostringstream out;
   print_comparison(sides.both(), out);
   EXPECT_THAT(out.str(), HasSubstr("1 group with another expected text in the new run.\n"));
+  EXPECT_EQ(sides.comparison.groups.count(Change::kFixed), 1);
+  EXPECT_EQ(sides.comparison.groups.like_labelled_fixed, 0);  // nothing is read otherwise
 }
 
 TEST(Comparison, LosesAGroupWhoseLabelIsGone) {
@@ -129,7 +131,7 @@ TEST(Comparison, LosesAGroupWhoseLabelIsGone) {
   const Comparison comparison = Sides({labelled("a", kRight)}, {unlabelled}).comparison;
   EXPECT_EQ(count_lost(comparison, false), 1);
   EXPECT_EQ(comparison.relabelled, 1);
-  EXPECT_EQ(comparison.groups.labelled_broken, 0);  // nothing for the test to count
+  EXPECT_EQ(comparison.groups.like_labelled_broken, 0);  // nothing for the test to count
 }
 
 // By the run's own words; what was expected plays no part.
