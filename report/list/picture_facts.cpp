@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 namespace kavrel::report {
 namespace {
@@ -58,6 +60,21 @@ Size png_size(const std::string& path) {
   return {number_at(kWidthAt), number_at(kWidthAt + 4)};
 }
 
+// 0 of what cannot be read; nothing of what has too many.
+std::optional<std::int64_t> decoded_pixels(const std::string& path) {
+  constexpr std::pair<int, std::int64_t> kEighth = {cv::IMREAD_REDUCED_COLOR_8, 64};
+  constexpr std::pair<int, std::int64_t> kWhole = {cv::IMREAD_COLOR, 1};
+  // OpenCV throws at too many pixels, and at an eighth of a side that has fewer than eight.
+  for (const auto& [flags, scale] : {kEighth, kWhole}) {
+    try {
+      return scale * static_cast<std::int64_t>(cv::imread(path, flags).total());
+    } catch (const cv::Exception&) {
+      continue;
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 PictureFacts look_at_picture(const std::string& path, const std::string& list_path) {
@@ -71,14 +88,10 @@ PictureFacts look_at_picture(const std::string& path, const std::string& list_pa
     return {PictureState::kTooLarge, png_pixels, ""};
   }
   if (png_pixels > kMostDecoded) return {PictureState::kReadable, png_pixels, ""};
-  try {
-    const cv::Mat eighth = cv::imread(path, cv::IMREAD_REDUCED_COLOR_8);
-    if (eighth.empty()) return {PictureState::kUnreadable, 0, ""};
-    const std::int64_t pixels = 64 * static_cast<std::int64_t>(eighth.total());
-    return {PictureState::kReadable, png_pixels > 0 ? png_pixels : pixels, ""};
-  } catch (const cv::Exception&) {
-    return {PictureState::kTooLarge, 0, ""};
-  }
+  const auto pixels = decoded_pixels(path);
+  if (!pixels) return {PictureState::kTooLarge, 0, ""};
+  if (*pixels == 0) return {PictureState::kUnreadable, 0, ""};
+  return {PictureState::kReadable, png_pixels > 0 ? png_pixels : *pixels, ""};
 }
 
 // Measured with pictures of 0.5, 2 and 48 megapixels that show no plate: the kana search enlarges

@@ -50,6 +50,9 @@ class Check : public testing::Test {
     for (const char* name : {"a1.jpg", "a2.jpg", "b1.jpg", "b2.jpg", "other/b1.jpg"}) {
       cv::imwrite(dir_.path("pictures/") + name, cv::Mat(40, 80, CV_8UC3, cv::Scalar(9, 9, 9)));
     }
+    for (const char* name : {"tiny.png", "tiny.bmp"}) {
+      cv::imwrite(dir_.path("pictures/") + name, cv::Mat(7, 80, CV_8UC3, cv::Scalar(9, 9, 9)));
+    }
     dir_.write("pictures/words.jpg", "no picture");
     dir_.write("pictures/huge.png", png_header(20000, 10000));
     dir_.write("pictures/too_large.png", png_header(50000, 40000));
@@ -179,6 +182,13 @@ TEST_F(Check, NamesLineAndText) {
   EXPECT_THAT(check({"out_of_reach.csv"}).out, HasSubstr("  line 2: 品川 330 あ 7: serial 7\n"));
   EXPECT_THAT(check({"huge_picture.csv"}).out,
               HasSubstr("pictures/huge.png of 200 megapixels: up to 65555 MiB\n"));
+}
+
+TEST_F(Check, TakesPicturesOfFewPixels) {
+  dir_.write("tiny.csv", "image_path,expected,group_id\npictures/tiny.png,品川 330 あ 12-34,a\n");
+  EXPECT_EQ(check({"tiny.csv"}).out, "tiny.csv: 1 case of 1 group, 0 errors, 0 warnings\n");
+  dir_.write("tiny.csv", "image_path,expected,group_id\npictures/tiny.bmp,品川 330 あ 12-34,a\n");
+  EXPECT_EQ(check({"tiny.csv"}).out, "tiny.csv: 1 case of 1 group, 0 errors, 0 warnings\n");
 }
 
 TEST_F(Check, TellsWhereAMissingPictureLies) {
