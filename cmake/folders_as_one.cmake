@@ -14,7 +14,8 @@ function(kavrel_compile_folders_as_one directory)
       set_source_files_properties("${source}" TARGET_DIRECTORY ${target}
         PROPERTIES UNITY_GROUP "${folder}")
     endforeach()
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP
+      UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
   endforeach()
   get_property(below DIRECTORY "${directory}" PROPERTY SUBDIRECTORIES)
   foreach(subdirectory IN LISTS below)
