@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 packages=(g++:g++ cmake:cmake ninja:ninja-build npm:npm libopencv-dev
-  nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev libcsv-dev
+  nlohmann-json3-dev libcli11-dev libkainjow-mustache-dev libpugixml-dev libutfcpp-dev
   libexif-dev libssl-dev)
 if [[ "${1:-}" == tests ]]; then
   packages+=(libgtest-dev libgmock-dev libclang-rt-dev libvalijson-dev parallel:parallel

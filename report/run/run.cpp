@@ -8,15 +8,16 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <utility>
 
+#include "app/base/csv_records.h"
 #include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "app/base/whole_run.h"
 #include "reading/status.h"
-#include "report/base/csv_file.h"
 #include "report/base/unicode.h"
 #include "report/base/wording.h"
 
@@ -87,29 +88,53 @@ void check_wholeness(RunDepth depth, const std::vector<CaseItem>* list, Recorded
 
 using TakeRow = std::function<void(const output::Row& row)>;
 
-// Hands over the rows of a file without its header and without those that are no rows of it, one by
-// one: as cells they are several times as large as the file. False without the file, or of an empty
-// one.
+// A program that saved the table again may have ended its rows with a return, too.
+bool next_row(CsvRecords& records, std::string& record) {
+  if (!records.next(record)) return false;
+  if (!record.empty() && record.back() == '\r') record.pop_back();
+  return true;
+}
+
+// Nothing if there is no whole one.
+std::optional<std::string> first_row(CsvRecords& records) {
+  try {
+    if (std::string record; next_row(records, record)) return record;
+  } catch (const CutRow&) {  // a run that was killed at its start
+  }
+  return std::nullopt;
+}
+
+// Hands over the rows of a table behind its header one by one, as all cells at once are several
+// times as large as the file. Returns how many rows are no rows of it.
+std::size_t take_rows(CsvRecords& records, output::Columns columns, const TakeRow& take) {
+  std::size_t damaged = 0;
+  try {
+    for (std::string record; next_row(records, record);) {
+      const std::vector<std::string> cells = csv_cells(record);
+      if (cells.size() == columns.size()) {
+        take(output::make_row(columns, cells));
+      } else {
+        ++damaged;
+      }
+    }
+  } catch (const CutRow&) {
+    ++damaged;
+  }
+  return damaged;
+}
+
+// False without the file, or of an empty one.
 bool read_rows(const std::string& name, output::Columns columns, RecordedRun& run,
                const TakeRow& take) {
-  const CsvRow header(columns.begin(), columns.end());
-  bool any = false;
-  bool has_header = false;
-  std::size_t damaged = 0;
-  const CsvEnd end = read_csv(run.dir + "/" + name, [&](const CsvRow& row) {
-    if (!std::exchange(any, true)) {
-      has_header = row == header;
-    } else if (has_header && row.size() == header.size()) {
-      take(output::make_row(columns, row));
-    } else {
-      ++damaged;
-    }
-  });
-  if (!any) return false;
-  if (!has_header) {
-    throw std::runtime_error(run.dir + "/" + name + " does not begin with kavrel's header");
+  const std::string path = run.dir + "/" + name;
+  if (!fs::exists(path)) return false;
+  CsvRecords records(path);
+  const std::optional<std::string> header = first_row(records);
+  if (!header) return false;
+  if (*header != output::csv_header(columns)) {
+    throw std::runtime_error(path + " does not begin with kavrel's header");
   }
-  if (end == CsvEnd::kCut) ++damaged;
+  const std::size_t damaged = take_rows(records, columns, take);
   if (damaged > 0) {
     run.notices.push_back(count_of(damaged, "row") + " of " + name +
                           (damaged == 1 ? " is" : " are") + " cut or damaged, and left out.");

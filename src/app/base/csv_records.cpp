@@ -1,7 +1,6 @@
 #include "app/base/csv_records.h"
 
 #include <fstream>
-#include <stdexcept>
 #include <utility>
 
 namespace kavrel {
@@ -39,7 +38,7 @@ bool CsvRecords::next(std::string& record) {
     }
     record.append(chunk_, begin, std::string::npos);
   }
-  if (!record.empty()) throw std::runtime_error("cut: " + path_);
+  if (!record.empty()) throw CutRow("cut: " + path_);
   return false;
 }
 

@@ -2,10 +2,16 @@
 #ifndef KAVREL_APP_BASE_CSV_RECORDS_H
 #define KAVREL_APP_BASE_CSV_RECORDS_H
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace kavrel {
+
+// A file ends within a row.
+struct CutRow : std::runtime_error {
+  using runtime_error::runtime_error;
+};
 
 // Reads a file row by row. It is open only while it is read from: any number of readers may be
 // alive at once.
@@ -14,8 +20,8 @@ class CsvRecords {
   explicit CsvRecords(std::string path);
 
   // The next row without the newline that ends it; a newline within quotes belongs to it. False at
-  // the end of the file. Throws std::runtime_error "failed to read: " + path, and "cut: " + path if
-  // the file ends within a row.
+  // the end of the file. Throws std::runtime_error "failed to read: " + path, and CutRow "cut: " +
+  // path.
   bool next(std::string& record);
 
  private:

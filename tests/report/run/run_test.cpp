@@ -86,6 +86,18 @@ TEST(RecordedRun, LeavesOutADamagedRow) {
   EXPECT_THAT(run.notices.front(), HasSubstr("frame_summary.csv has a damaged row: b"));
 }
 
+TEST(RecordedRun, ReadsATableThatWasSavedWithReturns) {
+  const OutputDir dir;
+  dir.write_finished(small_run());
+  std::string rows;
+  for (const char byte : dir.read("summary.csv")) {
+    rows += byte == '\n' ? std::string("\r\n") : std::string(1, byte);
+  }
+  dir.write("summary.csv", rows);
+  dir.remove("frame_summary.csv");
+  EXPECT_EQ(read_run(dir.path()).groups.size(), 5U);
+}
+
 TEST(RecordedRun, TellsThatSummaryBelongsToAnotherRun) {
   const OutputDir dir;
   dir.write_finished(small_run());
@@ -139,8 +151,10 @@ TEST(RecordedRun, FailsWithoutAnOutputOfKavrel) {
   EXPECT_EQ(failure_of([&] { read_run(dir.path("none")); }),
             "there is no directory " + dir.path("none"));
   EXPECT_THAT(failure_of([&] { read_run(dir.path()); }), HasSubstr("no output of kavrel"));
-  dir.write("frame_summary.csv", "");  // a full disk left nothing to read
-  EXPECT_THAT(failure_of([&] { read_run(dir.path()); }), HasSubstr("no output of kavrel"));
+  for (const char* left : {"", "group_id,ima"}) {  // by a full disk
+    dir.write("frame_summary.csv", left);
+    EXPECT_THAT(failure_of([&] { read_run(dir.path()); }), HasSubstr("no output of kavrel"));
+  }
   dir.write("frame_summary.csv", "image_path,expected\na,b\n");
   EXPECT_EQ(failure_of([&] { read_run(dir.path()); }),
             dir.path() + "/frame_summary.csv does not begin with kavrel's header");
