@@ -124,10 +124,7 @@ ListRows read_list_rows(const std::string& path) {
   reader.list.header = cases.header();
   // A list without a header gets one that says the same: a row must not pass for a header because
   // it comes first in its shard.
-  if (reader.list.header.empty()) {
-    reader.list.header =
-        join_strings({list_column::kImagePath, list_column::kExpected, list_column::kGroupId}, ",");
-  }
+  if (reader.list.header.empty()) reader.list.header = list_header();
   reader.finish();
   return std::move(reader.list);
 }

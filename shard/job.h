@@ -37,8 +37,6 @@ constexpr const char* kResults = "results";
 constexpr const char* kSpoiledFolder = "spoiled";
 constexpr const char* kManifest = "run.json";
 // In a result:
-constexpr const char* kShardFile = "shard.json";
-constexpr const char* kLogFile = "kavrel.log";
 constexpr const char* kOutput = "output";
 constexpr const char* kRestFile = "rest.csv";  // what was run where pictures cannot be read
 

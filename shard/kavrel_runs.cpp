@@ -40,7 +40,7 @@ struct Run {
   std::string list;
 
   std::string output() const { return of.attempt + "/" + kOutput; }
-  std::string log() const { return of.attempt + "/" + kLogFile; }
+  std::string log() const { return of.attempt + "/" + output::kRunLog; }
 };
 
 std::vector<std::string> command_of(const Run& run) {

@@ -5,6 +5,8 @@
 #include <fstream>
 #include <set>
 
+#include "app/base/log.h"
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 
 namespace kavrel::shard {
@@ -54,7 +56,7 @@ class Log {
     text_ += '\n';
   }
   void add_checksum(const std::string& sha256, const std::string& path) {
-    add("[RUN] sha256=" + sha256 + " " + path);
+    add(std::string(logged::kChecksum) + sha256 + " " + path);
   }
   const std::string& text() const { return text_; }
 
@@ -66,13 +68,13 @@ void add_files(const MergedRun& run, Log& log) {
   log.add_checksum(run.plan.list_sha256, run.plan.list);
   for (const PlannedFile& file : run.plan.files) log.add_checksum(file.sha256, file.path);
   static const std::string kRuntime = "librknnrt.so";
-  log.add("[RUN] runtime=" + kRuntime);
+  log.add(std::string(logged::kRuntime) + kRuntime);
   if (!run.results.empty()) log.add_checksum(run.results.front().runtime_sha256, kRuntime);
 }
 
 void add_warnings(const MergedRun& run, Log& log) {
   for (std::size_t number = 1; number <= run.plan.shards.size(); ++number) {
-    std::ifstream lines(result_of(run.root, number) + "/" + kLogFile);
+    std::ifstream lines(result_of(run.root, number) + "/" + output::kRunLog);
     for (std::string line; std::getline(lines, line);) {
       if (line.rfind("[WARN] ", 0) == 0) log.add(line);
     }
@@ -92,18 +94,19 @@ std::string merged_log(const MergedRun& run) {
   for (const PlannedShard& shard : run.plan.shards) cases += shard.rows;
   Log log;
   const std::string started = starts.empty() ? "" : *starts.begin();
-  log.add("[RUN] started=" + started.substr(0, started.find('Z')));
-  log.add("[RUN] machine=" + machines_of(run.results));
-  log.add("[RUN] command=" + command_of(run));
+  log.add(std::string(logged::kStarted) + started.substr(0, started.find('Z')));
+  log.add(std::string(logged::kMachine) + machines_of(run.results));
+  log.add(std::string(logged::kCommand) + command_of(run));
   add_files(run, log);
-  log.add("[INFO] input_mode=" + run.plan.input_mode);
-  log.add(std::string("[INFO] use_plate_det=") + (run.plan.use_plate_det ? "true" : "false"));
-  log.add("[INFO] cases=" + std::to_string(cases));
-  log.add("[RUN] begun=" + std::to_string(run.rows));
+  log.add(std::string(logged::kInputMode) + run.plan.input_mode);
+  log.add(std::string(logged::kUsePlateDet) + (run.plan.use_plate_det ? "true" : "false"));
+  log.add(std::string(logged::kCases) + std::to_string(cases));
+  log.add(std::string(logged::kBegun) + std::to_string(run.rows));
   add_warnings(run, log);
   for (const std::string& remark : run.remarks) log.add(remark);
   const auto seconds = starts.empty() ? 0 : time_of(*ends.rbegin()) - time_of(started);
-  log.add("[RUN] status=" + std::to_string(run.status) + " seconds=" + std::to_string(seconds));
+  log.add(std::string(logged::kStatus) + std::to_string(run.status) + " " + logged::kSeconds +
+          std::to_string(seconds));
   return log.text();
 }
 

@@ -50,8 +50,18 @@ CsvRecords open_table(const JobResults& job, std::size_t number, const char* nam
   return records;
 }
 
-// Rows in the order of the list. Each must be the row of its case: group, picture and expected text
-// come first in it.
+bool is_row_of(const CaseItem& item, const std::string& record) {
+  const output::Row row = output::make_row(output::kFrameColumns, csv_cells(record));
+  return row.at(output::column::kGroupId) == item.group_id &&
+         row.at(output::column::kImagePath) == item.image_path &&
+         row.at(output::column::kExpected) == item.expected;
+}
+
+std::string group_of(const std::string& record) {
+  return output::make_row(output::kGroupColumns, csv_cells(record)).at(output::column::kGroupId);
+}
+
+// Rows in the order of the list. Each must be the row of its case.
 void merge_frames(const JobResults& job, const std::string& dir) {
   std::vector<CsvRecords> tables;
   for (std::size_t number = 1; number <= job.parts.size(); ++number) {
@@ -62,9 +72,7 @@ void merge_frames(const JobResults& job, const std::string& dir) {
   for_each_case(job, [&](const PlannedCase& planned) {
     const CaseItem& item = planned.item;
     if (job.left_out_groups.count(item.group_id) > 0) return;
-    const std::string begin = csv_escape(item.group_id) + "," + csv_escape(item.image_path) + "," +
-                              csv_escape(item.expected) + ",";
-    if (!tables[planned.shard - 1].next(record) || record.compare(0, begin.size(), begin) != 0) {
+    if (!tables[planned.shard - 1].next(record) || !is_row_of(item, record)) {
       throw std::runtime_error(shard_name(planned.shard) + " has no row of " + item.image_path);
     }
     table.add(record);
@@ -84,7 +92,7 @@ void merge_groups(const JobResults& job, const std::string& dir) {
   std::priority_queue<Next, std::vector<Next>, std::greater<>> order;
   const auto advance = [&](std::size_t number) {
     std::string& record = records[number - 1];
-    if (tables[number - 1].next(record)) order.push({csv_cells(record).front(), number});
+    if (tables[number - 1].next(record)) order.push({group_of(record), number});
   };
   for (std::size_t number = 1; number <= job.parts.size(); ++number) {
     tables.push_back(open_table(job, number, output::kGroupSummary));
@@ -132,7 +140,7 @@ void write_merged_output(const JobResults& job, const std::string& dir,
   merge_frames(job, dir);
   merge_groups(job, dir);
   write_whole(dir + "/" + output::kFinalResult, final_result_json(totals, output_dir));
-  write_whole(dir + "/" + kLogFile, log);
+  write_whole(dir + "/" + output::kRunLog, log);
   ensure_dir(dir + "/" + output::kCases);
   for (std::size_t number = 1; number <= job.parts.size(); ++number) {
     if (!job.parts[number - 1].left_out) link_files(job, number, dir);

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "app/base/output_format.h"
 #include "shard/storage.h"
 
 namespace kavrel::shard {
@@ -86,7 +87,7 @@ std::string damage(const Result& result, const std::string& dir, Look look) {
   std::vector<std::string> names = names_below(dir);
   std::size_t at = 0;
   for (const std::string& name : names) {
-    if (name == kShardFile) continue;
+    if (name == output::kShardFile) continue;
     if (at == result.files.size() || name < result.files[at].name) return "it has a file " + name;
     const ResultFile& file = result.files[at++];
     if (name != file.name) return file.name + " is missing";
@@ -103,7 +104,7 @@ std::string damage(const Result& result, const std::string& dir, Look look) {
 }  // namespace
 
 void write_result(const Result& result, const std::string& dir) {
-  write_whole(dir + "/" + kShardFile, json_of(result).dump(1) + "\n");
+  write_whole(dir + "/" + output::kShardFile, json_of(result).dump(1) + "\n");
 }
 
 Verdict verify_result(const Plan& plan, std::size_t number, const std::string& dir, Look look) {
@@ -111,11 +112,12 @@ Verdict verify_result(const Plan& plan, std::size_t number, const std::string& d
   if (!fs::exists(fs::symlink_status(dir))) return verdict;
   verdict.state = State::kSpoiled;
   try {
-    verdict.result = parsed_result(Json::parse(text_of_file(dir + "/" + kShardFile)));
+    verdict.result = parsed_result(Json::parse(text_of_file(dir + "/" + output::kShardFile)));
     verdict.reason = foreign(plan, number, verdict.result);
     if (verdict.reason.empty()) verdict.reason = damage(verdict.result, dir, look);
   } catch (const std::exception&) {
-    verdict.reason = std::string(kShardFile) + " is missing or cut, or a file cannot be read";
+    verdict.reason =
+        std::string(output::kShardFile) + " is missing or cut, or a file cannot be read";
   }
   if (!verdict.reason.empty()) return verdict;
   verdict.state = verdict.result.exit_status == 0 ? State::kDone : State::kFailed;

@@ -11,6 +11,7 @@
 
 #include "app/base/case_list.h"
 #include "app/base/log.h"
+#include "app/base/output_format.h"
 #include "shard/job.h"
 #include "shard/result.h"
 #include "shard/storage.h"
@@ -104,7 +105,7 @@ class Pace {
  public:
   void add(const std::string& dir, const Result& result, std::size_t rows) {
     struct stat file {};
-    if (stat((dir + "/" + kShardFile).c_str(), &file) != 0) return;
+    if (stat((dir + "/" + output::kShardFile).c_str(), &file) != 0) return;
     const std::time_t lasted = time_of(result.ended) - time_of(result.started);
     arrivals_.push_back({file.st_ctime, file.st_ctime - std::max<std::time_t>(0, lasted), rows});
   }

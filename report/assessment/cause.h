@@ -41,9 +41,6 @@ struct CauseEntry {
   const char* picture;  // of a case, which shows that stage
 };
 
-constexpr const char* kTextLinesPicture = "ocr_variant_original_det_boxes.jpg";
-constexpr const char* kKanaSearchPicture = "kana_fallback_rect_kana_left_lower_wide_original.jpg";
-
 constexpr std::array<CauseEntry, 12> kCauses = {{
     {Cause::kTwoPlates, "two-plates", "group holds two plates", "list",
      "Give each vehicle a group of its own in the list.", output::picture::kPlateCrop},
@@ -68,11 +65,11 @@ constexpr std::array<CauseEntry, 12> kCauses = {{
     {Cause::kNotRead, "not-read", "text never read", "text recogniser",
      "Look at the rectified plate: if it shows what was read, correct the label; if it shows what "
      "was expected, train the recogniser on such lines; else the picture is too small or blurred.",
-     kTextLinesPicture},
+     output::picture::kPlateTextBoxes},
     {Cause::kOtherRow, "other-row", "taken from the other row", "vote of the readings",
      "Look at the text lines: one row was hardly read, and the other row's number stands in its "
      "place.",
-     kTextLinesPicture},
+     output::picture::kPlateTextBoxes},
     {Cause::kOutvoted, "outvoted", "outvoted", "vote of the readings",
      "Compare the readings: some are right, and more of them agree on something else.",
      output::picture::kRectifiedPlate},
@@ -81,7 +78,7 @@ constexpr std::array<CauseEntry, 12> kCauses = {{
      output::picture::kRectifiedPlate},
     {Cause::kKanaSearch, "kana-search", "invented by the kana search", "kana search",
      "Train the recogniser on this kana: no reading had one, and the search for it guessed.",
-     kKanaSearchPicture},
+     output::picture::kWideKanaWindow},
     {Cause::kUntold, "untold", "not told by this run", "unknown",
      "Name the region words of the run with --dict-region, or run kavrel again: what it left does "
      "not tell.",

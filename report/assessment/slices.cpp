@@ -19,8 +19,7 @@ using RowKey = std::pair<std::string, std::string>;
 using Values = std::map<RowKey, std::string>;
 
 bool is_read_by_kavrel(const std::string& column) {
-  return column == list_column::kImagePath || column == list_column::kExpected ||
-         column == list_column::kGroupId;
+  return std::find(kListColumns.begin(), kListColumns.end(), column) != kListColumns.end();
 }
 
 Values values_of(const ListSheet& sheet, std::size_t column) {

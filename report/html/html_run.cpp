@@ -1,5 +1,6 @@
 #include "report/html/html_run.h"
 
+#include "app/base/output_format.h"
 #include "report/base/resources.h"
 #include "report/base/unicode.h"
 #include "report/base/wording.h"
@@ -50,7 +51,7 @@ std::string render_run_facts(const RecordedRun& run, const std::string& name) {
   }
   View view;
   view.set("name", text_or_false(name));
-  view.set("unknown", run.log ? View(false) : View(std::string(kLogName)));
+  view.set("unknown", run.log ? View(false) : View(std::string(output::kRunLog)));
   view.set("facts", facts);
   return Template(resources::kRun).render(view);
 }

@@ -2,6 +2,7 @@
 #include <array>
 #include <map>
 
+#include "app/base/output_format.h"
 #include "report/base/unicode.h"
 #include "report/base/wording.h"
 #include "report/list/list_check.h"
@@ -48,7 +49,7 @@ void find_wrong_header(const CheckedList& list, Mistakes& mistakes) {
   const ListCells names = sheet.meant_header();
   if (!is_list_header(names)) {
     mistakes.push_back({sheet.header_line, quoted(sheet.columns.front().name) + " stands before " +
-                                               list_column::kImagePath});
+                                               output::column::kImagePath});
   }
 }
 
@@ -61,8 +62,8 @@ void find_missing_header(const CheckedList& list, Mistakes& mistakes) {
 void find_missing_column(const CheckedList& list, Mistakes& mistakes) {
   const ListColumns columns = list_columns(list.sheet.meant_header());
   const int line = list.sheet.header_line;
-  if (columns.expected == std::string::npos) mistakes.push_back({line, list_column::kExpected});
-  if (columns.group_id == std::string::npos) mistakes.push_back({line, list_column::kGroupId});
+  if (columns.expected == std::string::npos) mistakes.push_back({line, output::column::kExpected});
+  if (columns.group_id == std::string::npos) mistakes.push_back({line, output::column::kGroupId});
 }
 
 void find_column_twice(const CheckedList& list, Mistakes& mistakes) {

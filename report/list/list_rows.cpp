@@ -8,10 +8,6 @@
 namespace kavrel::report {
 namespace {
 
-ListCells kavrels_header() {
-  return {list_column::kImagePath, list_column::kExpected, list_column::kGroupId};
-}
-
 std::string line_of(const ListCells& row) {
   std::vector<std::string> cells;
   for (const std::string& cell : row) cells.push_back(csv_escape(cell));
@@ -19,7 +15,7 @@ std::string line_of(const ListCells& row) {
 }
 
 void add_missing_columns(ListCells& header) {
-  for (const std::string& name : kavrels_header()) {
+  for (const char* name : kListColumns) {
     if (std::find(header.begin(), header.end(), name) == header.end()) header.push_back(name);
   }
 }
@@ -28,7 +24,7 @@ void add_missing_columns(ListCells& header) {
 
 ListRows read_list_rows(const std::string& path) {
   ListRows list;
-  list.header = kavrels_header();
+  list.header = {kListColumns.begin(), kListColumns.end()};
   bool is_first = true;
   for (const std::string& line : read_trimmed_lines(path, "failed to open input list: ")) {
     ListCells cells = split_csv_simple(line);
@@ -52,7 +48,7 @@ ListRows read_list_rows(const std::string& path) {
 
 ListRows rows_of_cases(const std::vector<CaseItem>& cases) {
   ListRows list;
-  list.header = kavrels_header();
+  list.header = {kListColumns.begin(), kListColumns.end()};
   list.columns = list_columns(list.header);
   for (const CaseItem& item : cases) {
     list.rows.push_back({item.image_path, item.expected, item.group_id});

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "app/base/files.h"
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 
 namespace kavrel::report {
@@ -27,17 +28,17 @@ struct Alias {
 };
 
 constexpr std::array<Alias, 22> kAliases = {{
-    {"image_path", list_column::kImagePath}, {"imagepath", list_column::kImagePath},
-    {"image", list_column::kImagePath},      {"path", list_column::kImagePath},
-    {"file", list_column::kImagePath},       {"filename", list_column::kImagePath},
-    {"file_name", list_column::kImagePath},  {"picture", list_column::kImagePath},
-    {"画像", list_column::kImagePath},       {"ファイル名", list_column::kImagePath},
-    {"expected", list_column::kExpected},    {"label", list_column::kExpected},
-    {"plate", list_column::kExpected},       {"plate_number", list_column::kExpected},
-    {"ナンバー", list_column::kExpected},    {"正解", list_column::kExpected},
-    {"group_id", list_column::kGroupId},     {"groupid", list_column::kGroupId},
-    {"group", list_column::kGroupId},        {"vehicle", list_column::kGroupId},
-    {"車両", list_column::kGroupId},         {"グループ", list_column::kGroupId},
+    {"image_path", output::column::kImagePath}, {"imagepath", output::column::kImagePath},
+    {"image", output::column::kImagePath},      {"path", output::column::kImagePath},
+    {"file", output::column::kImagePath},       {"filename", output::column::kImagePath},
+    {"file_name", output::column::kImagePath},  {"picture", output::column::kImagePath},
+    {"画像", output::column::kImagePath},       {"ファイル名", output::column::kImagePath},
+    {"expected", output::column::kExpected},    {"label", output::column::kExpected},
+    {"plate", output::column::kExpected},       {"plate_number", output::column::kExpected},
+    {"ナンバー", output::column::kExpected},    {"正解", output::column::kExpected},
+    {"group_id", output::column::kGroupId},     {"groupid", output::column::kGroupId},
+    {"group", output::column::kGroupId},        {"vehicle", output::column::kGroupId},
+    {"車両", output::column::kGroupId},         {"グループ", output::column::kGroupId},
 }};
 
 std::string meant_by(const std::string& name) {
@@ -115,11 +116,10 @@ void take_header(ListSheet& sheet) {
   if (sheet.rows.empty()) return;
   const ListCells& first = sheet.rows.front().cells;
   sheet.has_header = std::any_of(first.begin(), first.end(), [](const std::string& cell) {
-    return meant_by(cell) == list_column::kImagePath;
+    return meant_by(cell) == output::column::kImagePath;
   });
   if (!sheet.has_header) {
-    for (const char* name :
-         {list_column::kImagePath, list_column::kExpected, list_column::kGroupId}) {
+    for (const char* name : kListColumns) {
       sheet.columns.push_back({"", name});
     }
     return;

@@ -245,9 +245,7 @@ std::size_t count_groups(const NewList& list) {
 }
 
 std::string list_text(const NewList& list) {
-  std::string text =
-      join_strings({list_column::kImagePath, list_column::kExpected, list_column::kGroupId}, ",");
-  text += '\n';
+  std::string text = list_header() + '\n';
   for (const CaseItem& item : list.cases) {
     text += csv_escape(item.image_path) + ',' + csv_escape(item.expected) + ',' +
             csv_escape(item.group_id) + '\n';

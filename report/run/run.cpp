@@ -58,7 +58,7 @@ const char* key_of(RunFaultKind kind) {
 // kavrel-shard leaves the output of a shard in a folder with its manifest and its log.
 std::string folder_of_shard(const std::string& dir) {
   const std::string folder = dir + "/..";
-  return fs::exists(folder + "/shard.json") ? folder : "";
+  return fs::exists(folder + "/" + output::kShardFile) ? folder : "";
 }
 
 void refuse_shard(RecordedRun& run) {

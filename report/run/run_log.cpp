@@ -6,6 +6,8 @@
 #include <map>
 #include <sstream>
 
+#include "app/base/log.h"
+#include "app/base/output_format.h"
 #include "app/base/text.h"
 #include "report/base/wording.h"
 
@@ -85,7 +87,7 @@ void take_end(const std::string& text, RunLog& log) {
   const std::size_t blank = text.find(' ');
   log.status = number_of(text.substr(0, blank));
   if (blank == std::string::npos) return;
-  if (const auto seconds = behind("seconds=", text.substr(blank + 1))) {
+  if (const auto seconds = behind(logged::kSeconds, text.substr(blank + 1))) {
     log.seconds = number_of(*seconds);
   }
 }
@@ -93,31 +95,31 @@ void take_end(const std::string& text, RunLog& log) {
 using Warnings = std::map<std::string, int>;
 
 void take_line(const std::string& line, RunLog& log, Warnings& warnings) {
-  if (const auto started = behind("[RUN] started=", line)) {
+  if (const auto started = behind(logged::kStarted, line)) {
     log = {};
     warnings.clear();
     log.started = *started;
-  } else if (const auto machine = behind("[RUN] machine=", line)) {
+  } else if (const auto machine = behind(logged::kMachine, line)) {
     log.machine = *machine;
-  } else if (const auto command = behind("[RUN] command=", line)) {
+  } else if (const auto command = behind(logged::kCommand, line)) {
     take_command(*command, log);
-  } else if (const auto runtime = behind("[RUN] runtime=", line)) {
+  } else if (const auto runtime = behind(logged::kRuntime, line)) {
     log.runtime = {"", *runtime, ""};
-  } else if (const auto checksum = behind("[RUN] sha256=", line)) {
+  } else if (const auto checksum = behind(logged::kChecksum, line)) {
     take_checksum(*checksum, log);
-  } else if (const auto begun = behind("[RUN] begun=", line)) {
+  } else if (const auto begun = behind(logged::kBegun, line)) {
     log.begun = number_of(*begun);
-  } else if (const auto end = behind("[RUN] status=", line)) {
+  } else if (const auto end = behind(logged::kStatus, line)) {
     take_end(*end, log);
-  } else if (const auto mode = behind("[INFO] input_mode=", line)) {
+  } else if (const auto mode = behind(logged::kInputMode, line)) {
     log.input_mode = *mode;
-  } else if (const auto used = behind("[INFO] use_plate_det=", line)) {
+  } else if (const auto used = behind(logged::kUsePlateDet, line)) {
     log.used_plate_det = *used == "true";
-  } else if (const auto cases = behind("[INFO] cases=", line)) {
+  } else if (const auto cases = behind(logged::kCases, line)) {
     log.cases = number_of(*cases);
-  } else if (const auto network = behind("[RKNN] ", line)) {
+  } else if (const auto network = behind(logged::kNetwork, line)) {
     log.networks.push_back(*network);
-  } else if (behind("========== CASE ", line)) {
+  } else if (behind(logged::kCase, line)) {
     ++log.begun;
   } else if (const auto error = behind("[ERROR] ", line)) {
     log.errors.push_back(*error);
@@ -173,14 +175,14 @@ RunLog parse_run_log(const std::string& text) {
 }
 
 std::optional<RunLog> read_run_log(const std::string& output_dir) {
-  std::ifstream file(output_dir + "/" + kLogName, std::ios::binary);
+  std::ifstream file(output_dir + "/" + output::kRunLog, std::ios::binary);
   if (!file) return std::nullopt;
   return parse_run_log({std::istreambuf_iterator<char>(file), {}});
 }
 
 std::vector<Fact> facts_of(const std::optional<RunLog>& log) {
   if (!log) {
-    return {{"Log", std::string("There is no ") + kLogName +
+    return {{"Log", std::string("There is no ") + output::kRunLog +
                         " in the output directory: list, networks and options are unknown."}};
   }
   std::vector<Fact> facts;
@@ -195,7 +197,9 @@ std::vector<Fact> facts_of(const std::optional<RunLog>& log) {
   add_fact("Started", log->started.empty() ? "" : log->started + " UTC", facts);
   add_fact("Duration", duration_text(*log), facts);
   add_fact("Cases", cases_text(*log), facts);
-  if (facts.empty()) facts.push_back({"Log", std::string(kLogName) + " tells nothing of the run."});
+  if (facts.empty()) {
+    facts.push_back({"Log", std::string(output::kRunLog) + " tells nothing of the run."});
+  }
   return facts;
 }
 

@@ -8,8 +8,6 @@
 
 namespace kavrel::report {
 
-constexpr const char* kLogName = "kavrel.log";
-
 // A file that the command names.
 struct LoggedFile {
   std::string option;  // "--input-list"

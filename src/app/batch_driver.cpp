@@ -54,9 +54,9 @@ Inputs read_inputs(const Args& args) {
 
 void log_start(const Run& run) {
   const Inputs& inputs = run.inputs;
-  log_line("[INFO] input_mode=" + run.args.input_mode);
-  log_line(std::string("[INFO] use_plate_det=") + (run.networks.plate_det ? "true" : "false"));
-  log_line("[INFO] cases=" + std::to_string(inputs.cases.size()));
+  log_line(std::string(logged::kInputMode) + run.args.input_mode);
+  log_line(std::string(logged::kUsePlateDet) + (run.networks.plate_det ? "true" : "false"));
+  log_line(std::string(logged::kCases) + std::to_string(inputs.cases.size()));
   log_line("[INFO] region_words=" + std::to_string(inputs.region_words.size()));
   log_line("[INFO] ocr_chars_loaded=" + std::to_string(inputs.ocr_chars.size()));
 }
@@ -69,8 +69,8 @@ void load_networks(const Args& args, Networks& networks) {
 }
 
 void log_banner(std::size_t index, std::size_t total, const CaseItem& item) {
-  log_line("========== CASE " + std::to_string(index + 1) + "/" + std::to_string(total) + ": " +
-           item.image_path + " group=" + item.group_id + " ==========");
+  log_line(std::string(logged::kCase) + std::to_string(index + 1) + "/" + std::to_string(total) +
+           ": " + item.image_path + " group=" + item.group_id + " ==========");
 }
 
 cv::Mat read_image(const std::string& path) {

@@ -132,7 +132,7 @@ void RknnModel::query_attrs(rknn_query_cmd cmd, const char* name,
 }
 
 void RknnModel::print_info() const {
-  log_line("[RKNN] " + path_);
+  log_line(std::string(logged::kNetwork) + path_);
   for (std::size_t i = 0; i < input_attrs_.size(); ++i) {
     const rknn_tensor_attr& attr = input_attrs_[i];
     log_line("  input[" + std::to_string(i) + "] name=" + tensor_name(attr) +

@@ -21,12 +21,14 @@ std::string cell_at(const ListCells& row, std::size_t index) {
 
 }  // namespace
 
-bool is_list_header(const ListCells& cells) { return cells.front() == list_column::kImagePath; }
+std::string list_header() { return join_strings({kListColumns.begin(), kListColumns.end()}, ","); }
+
+bool is_list_header(const ListCells& cells) { return cells.front() == output::column::kImagePath; }
 
 ListColumns list_columns(const ListCells& header) {
-  return {last_index_of(header, list_column::kImagePath),
-          last_index_of(header, list_column::kExpected),
-          last_index_of(header, list_column::kGroupId)};
+  return {last_index_of(header, output::column::kImagePath),
+          last_index_of(header, output::column::kExpected),
+          last_index_of(header, output::column::kGroupId)};
 }
 
 CaseItem case_of_row(const ListCells& row, const ListColumns& columns) {

@@ -2,9 +2,12 @@
 #ifndef KAVREL_APP_BASE_CASE_LIST_H
 #define KAVREL_APP_BASE_CASE_LIST_H
 
+#include <array>
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include "app/base/output_format.h"
 
 namespace kavrel {
 
@@ -27,11 +30,12 @@ std::vector<CaseItem> read_input_list(const std::string& path);
 // of split_csv_simple.
 using ListCells = std::vector<std::string>;
 
-namespace list_column {
-constexpr const char* kImagePath = "image_path";
-constexpr const char* kExpected = "expected";
-constexpr const char* kGroupId = "group_id";
-}  // namespace list_column
+// The columns that are read; a run's tables have them under the same names.
+constexpr std::array<const char*, 3> kListColumns = {
+    output::column::kImagePath, output::column::kExpected, output::column::kGroupId};
+
+// The first line of a list that has these columns alone.
+std::string list_header();
 
 // Where each field stands in a row; npos when the list has no such column. Without a header they
 // stand in this order.

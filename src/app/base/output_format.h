@@ -26,6 +26,11 @@ constexpr const char* kCases = "cases";
 constexpr const char* kResultTxt = "result.txt";
 constexpr const char* kResultJson = "result.json";
 
+// What kavrel does not write: the log that tools/logged.sh and kavrel-shard keep in a run's output
+// directory, and what kavrel-shard tells of a shard, beside its output directory.
+constexpr const char* kRunLog = "kavrel.log";
+constexpr const char* kShardFile = "shard.json";
+
 // The name of a case's folder: that of its image. An image ".jpg" leaves an empty one, which is
 // cases/ itself, as "." is.
 std::string case_name(const std::string& image_path);
@@ -142,6 +147,10 @@ constexpr const char* kTextBoxesEnd = "_det_boxes.jpg";
 
 std::string text_line(const std::string& variant, int number);
 std::string kana_candidate(const std::string& name);
+
+// Of the above, those that show best what the text detector found and where a kana was searched.
+constexpr const char* kPlateTextBoxes = "ocr_variant_original_det_boxes.jpg";
+constexpr const char* kWideKanaWindow = "kana_fallback_rect_kana_left_lower_wide_original.jpg";
 }  // namespace picture
 
 }  // namespace kavrel::output

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/base/output_format.h"
 #include "ocr/line_recogniser.h"
 #include "plate/image_prep.h"
 #include "tests/support/pictures.h"
@@ -162,6 +163,7 @@ TEST(KanaFallback, WritesAPictureOfEveryCandidateAndNothingElse) {
   const std::vector<std::string> names = candidate_names();
   const std::vector<cv::Mat> images = candidate_images();
   EXPECT_EQ(dir.names().size(), names.size());
+  EXPECT_EQ("kana_fallback_" + names.front() + ".jpg", output::picture::kWideKanaWindow);
   for (std::size_t i = 0; i < names.size(); ++i) {
     EXPECT_TRUE(dir.read("kana_fallback_" + names[i] + ".jpg") == jpeg_of(images[i])) << names[i];
   }

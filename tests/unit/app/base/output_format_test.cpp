@@ -61,6 +61,8 @@ TEST(OutputFormat, NamesThePicturesOfACase) {
   EXPECT_EQ(picture::text_line("gray", 3), "ocr_gray_crop_3.jpg");
   EXPECT_EQ(picture::kana_candidate("rect_kana_narrow_low_otsu"),
             "kana_fallback_rect_kana_narrow_low_otsu.jpg");
+  EXPECT_EQ(picture::variant_stem(source::kOriginal) + picture::kTextBoxesEnd,
+            picture::kPlateTextBoxes);
 }
 
 }  // namespace
