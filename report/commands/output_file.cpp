@@ -13,11 +13,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Half a list or page would pass for a whole one, so where the disk is full nothing stays.
 void write_bytes(const std::string& path, const Writer& write) {
   std::ofstream file(path, std::ios::binary);
+  const bool is_open = file.is_open();
   write(file);
   file.close();
-  if (!file) throw std::runtime_error("failed to write: " + path);
+  if (file) return;
+  std::error_code error;
+  if (is_open && fs::is_regular_file(path, error)) fs::remove(path, error);
+  throw std::runtime_error("failed to write: " + path);
 }
 
 }  // namespace

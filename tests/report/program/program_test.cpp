@@ -1,7 +1,9 @@
 // The built program from outside: exit statuses, messages and files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "tests/report/output_dir.h"
@@ -130,6 +132,19 @@ TEST_F(ReportProgram, WritesWhereItIsTold) {
   EXPECT_TRUE(dir_.exists("page.html"));
   EXPECT_FALSE(dir_.exists("report.html"));
   EXPECT_THAT(run_report({"html", dir_.path(), "-o", "-"}).out, StartsWith("<!DOCTYPE html>"));
+}
+
+// The limit stands for a full disk; the program inherits it.
+TEST_F(ReportProgram, LeavesNoHalfFileOnAFullDisk) {
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit full{4096, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &full);
+  expect_failure({"html", dir_.path()}, "failed to write: " + dir_.path("report.html"));
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_FALSE(dir_.exists("report.html"));
 }
 
 TEST_F(ReportProgram, SaysThatItCannotWrite) {
