@@ -54,13 +54,6 @@ std::string plate_of(const std::string& expected, const std::vector<std::string>
 
 const CauseEntry& entry_of(Cause cause) { return kCauses[static_cast<std::size_t>(cause)]; }
 
-const CauseEntry* find_cause(const std::string& key) {
-  const auto entry = std::find_if(kCauses.begin(), kCauses.end(), [&](const CauseEntry& candidate) {
-    return candidate.key == key;
-  });
-  return entry == kCauses.end() ? nullptr : &*entry;
-}
-
 FieldCauses field_causes(const Label& label, const PlateFields& read,
                          const FrameDecision& decision) {
   FieldCauses causes;

@@ -92,9 +92,6 @@ constexpr std::array<Cause, 6> kFieldCauses = {Cause::kNotRead,    Cause::kOther
 
 const CauseEntry& entry_of(Cause cause);
 
-// By its key; null without one.
-const CauseEntry* find_cause(const std::string& key);
-
 // Why a field of a frame is wrong, from its votes alone.
 struct FieldCause {
   Cause cause;

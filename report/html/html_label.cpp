@@ -239,6 +239,4 @@ std::string render_label_page(const RecordedRun& run, const ListRows& rows,
   return Template(resources::kLabel).render(page_view(data, pictures));
 }
 
-const char* label_page_texts() { return resources::kLabelTexts; }
-
 }  // namespace kavrel::report

@@ -18,9 +18,6 @@ std::string render_label_page(const RecordedRun& run, const ListRows& rows,
                               const std::string& list_name,
                               const std::vector<std::string>& region_words);
 
-// The page's texts: {key: {"en": ..., "ja": ...}}.
-const char* label_page_texts();
-
 }  // namespace kavrel::report
 
 #endif

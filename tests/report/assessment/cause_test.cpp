@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
 #include "report/assessment/assessment.h"
 #include "tests/report/output_dir.h"
 
@@ -143,12 +146,11 @@ TEST(Causes, OfAGroupAreThoseOfMostOfItsFrames) {
 }
 
 TEST(Causes, HaveKeysOfTheirOwn) {
+  std::set<std::string> keys;
   for (std::size_t i = 0; i < kCauses.size(); ++i) {
     EXPECT_EQ(static_cast<std::size_t>(kCauses[i].cause), i);
-    ASSERT_NE(find_cause(kCauses[i].key), nullptr);
-    EXPECT_EQ(find_cause(kCauses[i].key)->cause, kCauses[i].cause);
+    EXPECT_TRUE(keys.insert(kCauses[i].key).second) << kCauses[i].key;
   }
-  EXPECT_EQ(find_cause("none"), nullptr);
 }
 
 }  // namespace

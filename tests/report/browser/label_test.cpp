@@ -15,7 +15,6 @@
 #include "app/base/text.h"
 #include "reading/plate_text.h"
 #include "report/base/fields.h"
-#include "report/html/html_label.h"
 #include "report/run/run.h"
 #include "tests/report/browser/browser.h"
 #include "tests/report/output_dir.h"
@@ -596,7 +595,7 @@ TEST_F(LabelPage, FitsAWindowOf1280By720AndATablet) {
 
 // Texts of both languages stand side by side; the page uses each of them and no others.
 TEST(LabelTexts, AreWholeInBothLanguages) {
-  const auto texts = nlohmann::json::parse(kavrel::report::label_page_texts());
+  const auto texts = nlohmann::json::parse(read_file(kPageFolder + "label_texts.json"));
   const std::string sources =
       read_file(kPageFolder + "label.js") + read_file(kPageFolder + "label.mustache");
   std::set<std::string> keys;
