@@ -20,7 +20,7 @@ struct StageEntry {
 };
 
 constexpr std::array<StageEntry, 5> kStages = {{
-    {Stage::kDetector, "crop", "the plate detector, or the pictures"},
+    {Stage::kDetector, "crop", "the plate detector, its options, or the pictures"},
     {Stage::kCorners, "corners", "the corner network"},
     {Stage::kTextDetector, "text lines", "the text detector"},
     {Stage::kRecogniser, "readings", "the recogniser or its dictionary"},

@@ -149,8 +149,9 @@ TEST_F(Exchange, OfNothingIsNotNamed) { EXPECT_THAT(exchanged(), ElementsAre());
 
 TEST_F(Exchange, OfTheDetectorIsNamed) {
   write(kPlateModel, plate_detector_script("answer * 0 floats 0 0.9 0.2 0.25 0.5 0.6\n"));
-  EXPECT_THAT(exchanged(),
-              ElementsAre("the plate detector, or the pictures: 1 frame parts at the crop"));
+  EXPECT_THAT(
+      exchanged(),
+      ElementsAre("the plate detector, its options, or the pictures: 1 frame parts at the crop"));
 }
 
 TEST_F(Exchange, OfTheCornersIsNamed) {
