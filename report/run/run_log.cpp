@@ -61,9 +61,29 @@ std::vector<std::string> words_of(const std::string& command) {
   return words;
 }
 
+bool names_a_path(const std::string& option) {
+  return option == "--output-dir" ||
+         std::any_of(kNamedFiles.begin(), kNamedFiles.end(),
+                     [&](const NamedFile& named) { return named.option == option; });
+}
+
+// Behind the program's name.
+std::string other_options(const std::vector<std::string>& words) {
+  std::vector<std::string> options;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    if (names_a_path(words[i])) {
+      ++i;
+    } else {
+      options.push_back(words[i]);
+    }
+  }
+  return join_strings(options, " ");
+}
+
 void take_command(const std::string& command, RunLog& log) {
   log.command = trim(command);
   const std::vector<std::string> words = words_of(log.command);
+  log.options = other_options(words);
   for (const NamedFile& named : kNamedFiles) {
     const auto last = std::find(words.rbegin(), words.rend(), named.option);
     if (last == words.rend() || last == words.rbegin()) continue;
@@ -191,7 +211,11 @@ std::vector<Fact> facts_of(const std::optional<RunLog>& log) {
     const LoggedFile* file = log->file_of(named.option);
     if (file != nullptr) add_fact(named.name, described(*file), facts);
   }
-  if (log->command.empty()) add_fact("Networks", join_strings(log->networks, ", "), facts);
+  if (log->command.empty()) {
+    add_fact("Networks", join_strings(log->networks, ", "), facts);
+  } else {
+    add_fact("Other options", log->options.empty() ? "none" : log->options, facts);
+  }
   if (!log->runtime.path.empty()) add_fact("Runtime", described(log->runtime), facts);
   add_fact("Machine", log->machine, facts);
   add_fact("Started", log->started.empty() ? "" : log->started + " UTC", facts);

@@ -23,6 +23,7 @@ struct RunLog {
   std::string command;
   LoggedFile runtime;
   std::vector<LoggedFile> files;
+  std::string options;                // the command's others, but for where results go
   std::vector<std::string> networks;  // paths in the order of loading
   std::string input_mode;
   bool used_plate_det = true;

@@ -14,7 +14,10 @@ namespace {
 
 using kavrel_test::OutputDir;
 using kavrel_test::small_run;
+using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::Field;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -68,6 +71,18 @@ TEST(RunLog, StandsAnyText) {
                            "[RUN] command=--input-list\n", "\xFF\x01"}) {
     EXPECT_EQ(parse_run_log(text).cases, -1) << text;
   }
+}
+
+TEST(RunLog, TellsOptionsThatNameNoFile) {
+  const auto options = [](const std::string& command) {
+    return parse_run_log("[RUN] command=" + command + "\n").options;
+  };
+  EXPECT_EQ(options("kavrel --ocr-dict d.txt --output-dir out"), "");
+  EXPECT_EQ(options("kavrel --input-mode auto --input-list l.csv --plate-det-thresh 0.9"),
+            "--input-mode auto --plate-det-thresh 0.9");
+  const auto facts = facts_of(parse_run_log("[RUN] command=kavrel --fail-on-error\n"));
+  EXPECT_THAT(facts, Contains(AllOf(Field(&Fact::name, "Other options"),
+                                    Field(&Fact::value, "--fail-on-error"))));
 }
 
 TEST(RunLog, IsWhatTheScriptKeeps) {
