@@ -335,19 +335,29 @@ class BadInput(Case):
         self.assertIn("No such file", done.stderr)
 
 
+def exchange_one_and_seven(path):
+    """Makes the recogniser say 7 where it read 1; class k is line k of its dictionary."""
+    characters = (ROOT / "dict/plate_rec_dict.txt").read_text("utf-8").splitlines()
+    one, seven = characters.index("1") + 1, characters.index("7") + 1
+    model = onnx.load(path)
+    for value in model.graph.initializer:
+        if value.dims[:1] == [len(characters) + 1]:
+            rows = numpy_helper.to_array(value).copy()
+            rows[[one, seven]] = rows[[seven, one]]
+            value.CopyFrom(numpy_helper.from_array(rows, value.name))
+    onnx.save(model, path)
+
+
 class RealNetworks(Case):
     """kavrel with our networks, and what kavrel-report says of it."""
 
     FLOAT = {name: ROOT / f"models/reference/plate_{name}.onnx" for name in ("corner", "text", "rec")}
-    SIZES = {"corner": (256, 128), "text": (640, 640), "rec": (320, 48)}
 
     def setUp(self):
         super().setUp()
         rows = (ROOT / "samples/rendered/rendered_expected.csv").read_text("utf-8").splitlines()
         self.case_list = self.folder / "list.csv"
-        self.case_list.write_text("\n".join(rows[:self.frames + 1]) + "\n", "utf-8")
-
-    frames = 40
+        self.case_list.write_text("\n".join(rows[:4]) + "\n", "utf-8")
 
     def read(self, name, models, environment=None):
         """Runs kavrel; returns what it logs."""
@@ -369,18 +379,8 @@ class RealNetworks(Case):
                               capture_output=True, text=True, check=False)
         return done.stdout.splitlines()
 
-    def make_noise(self, name):
-        self.pictures = self.folder / f"noise_{name}"
-        self.pictures.mkdir()
-        width, height = self.SIZES[name]
-        for number in range(4):
-            noise = np.random.default_rng(number).integers(252, 256, (height, width, 3))
-            self.add_picture(noise, f"{number}.ppm")
-
 
 class OnItsOwnPictures(RealNetworks):
-    frames = 3
-
     def test_kavrel_reads_with_8_bits_and_shows_them(self):
         self.read("float", self.FLOAT, {"KAVREL_HOST_INPUTS": str(self.pictures)})
         log = self.read("int8", {**self.FLOAT, "rec": self.in_8_bits("rec")})
@@ -388,21 +388,17 @@ class OnItsOwnPictures(RealNetworks):
         self.assertRegex(log, r"output\[0\] name=scores dims=\[1,40,\d+\] elems=\d+ type=2 fmt=3")
         self.assertIn("frame_correct\": 3", (self.folder / "int8/FINAL_RESULT.json").read_text())
 
-
-class OnNoise(RealNetworks):
     def test_compare_leads_with_what_is_read_otherwise(self):
         if not args.report:
             self.skipTest("kavrel-report is not built")
-        broken = {}
-        for name in self.FLOAT:
-            self.make_noise(name)
-            broken[name] = self.in_8_bits(name)
-        self.read("float", self.FLOAT)
-        self.read("int8", broken)
+        self.read("float", self.FLOAT, {"KAVREL_HOST_INPUTS": str(self.pictures)})
+        spoiled = self.in_8_bits("rec")
+        exchange_one_and_seven(spoiled)
+        self.read("int8", {**self.FLOAT, "rec": spoiled})
         lines = self.compare()
-        self.assertRegex(lines[0], r"^Read otherwise: \d+ of 16 plates, [1-9]\d* of 40 frames; fields "
-                         r"that changed in frames: (Region|Class|Kana|Serial) [1-9]")
-        self.assertRegex(lines[1], r"^Most often: (Region|Class|Kana|Serial) \w+ became \w+ [1-9]")
+        self.assertEqual(lines[0], "Read otherwise: 1 of 1 plates, 3 of 3 frames; fields that changed "
+                         "in frames: Serial 3.")
+        self.assertRegex(lines[1], r"^Most often: Serial 1 became 7 3")
 
 
 if __name__ == "__main__":
