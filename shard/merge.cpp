@@ -62,14 +62,18 @@ int refuse(const JobResults& job, const std::string& output_dir) {
   return kExitFailure;
 }
 
+bool are_on_same_device(const std::string& one, const std::string& other) {
+  struct stat first {};
+  struct stat second {};
+  return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+         first.st_dev == second.st_dev;
+}
+
 // Files are linked. Told before all of them are read, which may take minutes.
 void check_same_file_system(const std::string& job, const std::string& place) {
   fs::path above = fs::absolute(place);
   while (!fs::exists(above)) above = above.parent_path();
-  struct stat there {
-  }, here{};
-  if (stat(above.c_str(), &there) != 0 || stat(job.c_str(), &here) != 0) return;
-  if (there.st_dev == here.st_dev) return;
+  if (are_on_same_device(above, job)) return;
   throw std::runtime_error("not on the file system of " + job +
                            ", whose files it links to: " + place);
 }
